@@ -5,16 +5,8 @@
 
 #include <cstdarg>
 
+#include "OsServicesClient_Linux.h"
 #include "QelBaseTypes.h"
-
-// Opaque handles: raw memory blocks of the size the client reports.
-typedef struct SHCpuThread_* SHCpuThread;
-typedef struct SHSpinLock_*  SHSpinLock;
-typedef struct SHMutex_*     SHMutex;
-typedef struct SHEvent_*     SHEvent;
-typedef struct SHSignal_*    SHSignal;
-
-typedef void* (*PFNCPUTHREADFUNCTION)(void* pvArgument);
 
 // Declared for non-paged allocations, which this build does not provide.
 struct SNonPagedMem
@@ -129,8 +121,8 @@ public:
     static MBOOL32 ms_bTestMode;
     static MUINT32 ms_uiOldRandomValue;
 
-    static const MUINT32 msc_uiMajorVer = 0;
-    static const MUINT32 msc_uiMinorVer = 2;
-    static const MUINT32 msc_uiPatchVer = 3;
-    static const MUINT32 msc_uiBuildVer = 2;
+    static constexpr MUINT32 msc_uiMajorVer = 0;
+    static constexpr MUINT32 msc_uiMinorVer = 2;
+    static constexpr MUINT32 msc_uiPatchVer = 3;
+    static constexpr MUINT32 msc_uiBuildVer = 2;
 };

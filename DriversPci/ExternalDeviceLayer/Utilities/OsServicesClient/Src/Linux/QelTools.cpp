@@ -19,11 +19,21 @@ const char* QelTools_strstr(const char* pszText, const char* pszSearch) { return
 const char* QelTools_strchr(const char* pszText, int iChar) { return strchr(pszText, iChar); }
 const char* QelTools_strrchr(const char* pszText, int iChar) { return strrchr(pszText, iChar); }
 int QelTools_atoi(const char* pszText) { return (int)strtol(pszText, nullptr, 10); }
-int QelTools_isDigit(int iChar) { return isdigit(iChar); }
 
+// isdigit() is only defined for EOF and the values of unsigned char; a plain char above 0x7F
+// arrives here negative and is no digit.
+int QelTools_isDigit(int iChar)
+{
+    if (iChar < 0 || iChar > 0xFF)
+        return 0;
+    return isdigit(iChar);
+}
+
+// Copies at most uiSize - 1 characters and always terminates when uiSize > 0. A null source
+// copies as the empty text.
 int QelTools_strcpy_s(char* pszDestination, MUINT32 uiSize, const char* pszSource)
 {
-    return snprintf(pszDestination, uiSize, "%s", pszSource);
+    return snprintf(pszDestination, uiSize, "%s", pszSource != nullptr ? pszSource : "");
 }
 
 int QelTools_vsprintf_s(char* pszDestination, MUINT32 uiSize, const char* pszFormat, va_list oArgs)
