@@ -1,0 +1,465 @@
+#include "QelVxdSim.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+#include <sys/stat.h>
+
+#include "QelVxdSimFiles.h"
+#include "QelVxdSimPciRegs.h"
+
+namespace
+{
+// Physical address space handed to the board windows. Windows are aligned to their size, as a
+// BAR's address must be. 32-bit memory BARs and all register BARs stay below 4 GiB; 64-bit memory
+// BARs go above it, where firmware puts large prefetchable windows.
+struct SAddressPool
+{
+    MUINT64 uiNext;
+    MUINT64 uiEnd;
+
+    bool Take(MUINT64 uiSize, MUINT64& ruiBase)
+    {
+        const MUINT64 uiBase = (uiNext + uiSize - 1) & ~(uiSize - 1);
+        if (uiBase + uiSize > uiEnd)
+        {
+            return false;
+        }
+        ruiBase = uiBase;
+        uiNext = uiBase + uiSize;
+        return true;
+    }
+};
+constexpr MUINT64 MEMORY_POOL_32 = 0x80000000;
+constexpr MUINT64 MEMORY_POOL_32_END = 0xE0000000;
+constexpr MUINT64 REGISTER_POOL = 0xE0000000;
+constexpr MUINT64 REGISTER_POOL_END = 0xF0000000;
+constexpr MUINT64 MEMORY_POOL_64 = 0x400000000;
+constexpr MUINT64 MEMORY_POOL_64_END = 0x800000000;
+
+const char* const ERROR_PREFIX = "qelvxd-sim: ";
+
+bool DirectoryExists(const std::string& rsPath)
+{
+    struct stat oInfo;
+    return stat(rsPath.c_str(), &oInfo) == 0 && S_ISDIR(oInfo.st_mode);
+}
+}  // namespace
+
+// ---- CQelSim
+
+CQelSim::CQelSim(const SQelSimRigDesc& roRig)
+    : m_sRigName(roRig.sName), m_oClock(roRig.eTime), m_oBus(m_oEnv), m_bStateWarned(false)
+{
+    m_oEnv.poClock = &m_oClock;
+    m_oEnv.poPersistence = this;
+}
+
+CQelSim::~CQelSim()
+{
+    std::string sError;
+    if (!Flush(sError))
+    {
+        fprintf(stderr, "%s%s\n", ERROR_PREFIX, sError.c_str());
+    }
+}
+
+std::unique_ptr<CQelSim> CQelSim::Create(const SQelSimRigDesc& roRig, const std::string& rsTracePath,
+                                         std::string& rsError)
+{
+    std::unique_ptr<CQelSim> poSim(new CQelSim(roRig));
+    if (!poSim->Build(roRig, rsTracePath, rsError))
+    {
+        return nullptr;
+    }
+    return poSim;
+}
+
+bool CQelSim::Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath, std::string& rsError)
+{
+    if (!rsTracePath.empty())
+    {
+        m_poTrace = std::make_unique<CQelSimTrace>();
+        if (!m_poTrace->Open(rsTracePath, rsError))
+        {
+            rsError = "QELVXD_SIM_TRACE: " + rsError;
+            return false;
+        }
+        m_oEnv.poTrace = m_poTrace.get();
+    }
+
+    TQelSimBoardState oState;
+    if (!roRig.sStatePath.empty())
+    {
+        const std::string sDirectory = QelVxdSim_DirectoryOf(roRig.sStatePath);
+        if (!DirectoryExists(sDirectory))
+        {
+            rsError = "state: directory \"" + sDirectory + "\" of the state file does not exist";
+            return false;
+        }
+        m_poState = std::make_unique<CQelSimStateStore>(roRig.sStatePath);
+        if (!m_poState->Load(oState, rsError))
+        {
+            return false;
+        }
+    }
+
+    for (const SQelSimDeviceDesc& roDevice : roRig.aoDevices)
+    {
+        m_oBus.Add(std::make_unique<CQelSimDevice>(roDevice, m_oEnv));
+    }
+    for (const SQelSimBridgeDesc& roBridge : roRig.aoBridges)
+    {
+        m_oBus.Add(std::make_unique<CQelSimBridge>(roBridge, m_oEnv));
+    }
+
+    SAddressPool oMemory32 = {MEMORY_POOL_32, MEMORY_POOL_32_END};
+    SAddressPool oMemory64 = {MEMORY_POOL_64, MEMORY_POOL_64_END};
+    SAddressPool oRegisters = {REGISTER_POOL, REGISTER_POOL_END};
+    for (size_t uiIndex = 0; uiIndex < roRig.aoBoards.size(); ++uiIndex)
+    {
+        const SQelSimBoardDesc& roDesc = roRig.aoBoards[uiIndex];
+        MUINT64 uiMemoryBase = 0, uiRegisterBase = 0;
+        if (!(roDesc.bBar64 ? oMemory64 : oMemory32)
+                 .Take(CQelSimBoard::MemoryWindowSize(roDesc.uiMemorySizeCode), uiMemoryBase) ||
+            !oRegisters.Take(CQelSimBoard::RegisterWindowSize(roDesc.uiVendorId | (roDesc.uiDeviceId << 16)),
+                             uiRegisterBase))
+        {
+            rsError = "boards[" + std::to_string(uiIndex) + "]: no room left for its windows in the simulated address space";
+            return false;
+        }
+        auto poBoard = std::make_unique<CQelSimBoard>(roDesc, uiMemoryBase, uiRegisterBase, m_oEnv);
+        auto itState = oState.find(roDesc.hLocation);
+        if (itState != oState.end())
+        {
+            for (const auto& roRegister : itState->second)
+            {
+                if (poBoard->Registers().IsPersistent(roRegister.first))
+                {
+                    poBoard->PokeReg(roRegister.first, roRegister.second);
+                }
+            }
+        }
+        poBoard->Registers().SetPersistenceSink(this);
+        m_oBus.Add(std::move(poBoard));
+    }
+
+    // A device with several functions says so in every function's header type.
+    std::set<PCIHANDLE> oMultiFunction;
+    for (PCIHANDLE hLocation = 0; hLocation <= 0xFFFF; ++hLocation)
+    {
+        if ((hLocation & 7) != 0 && m_oBus.Find(hLocation) != nullptr)
+        {
+            oMultiFunction.insert(hLocation & ~(PCIHANDLE)7);
+        }
+    }
+    for (PCIHANDLE hDevice : oMultiFunction)
+    {
+        for (PCIHANDLE hFunction = hDevice; hFunction < hDevice + 8; ++hFunction)
+        {
+            if (CQelSimFunction* poFunction = m_oBus.Find(hFunction))
+            {
+                poFunction->SetMultiFunction();
+            }
+        }
+    }
+    return true;
+}
+
+const std::string& CQelSim::StatePath() const
+{
+    static const std::string s_sNone;
+    return m_poState != nullptr ? m_poState->Path() : s_sNone;
+}
+
+bool CQelSim::Flush(std::string& rsError)
+{
+    bool bOk = true;
+    if (m_poState != nullptr && !m_poState->Save(m_oBus.Boards(), rsError))
+    {
+        bOk = false;
+    }
+    for (CQelSimBoard* poBoard : m_oBus.Boards())
+    {
+        std::string sError;
+        if (!poBoard->SaveFlash(sError))
+        {
+            rsError = sError;
+            bOk = false;
+        }
+    }
+    if (m_poTrace != nullptr)
+    {
+        m_poTrace->Flush();
+    }
+    return bOk;
+}
+
+void CQelSim::OnPersistentRegisterChanged(MUINT32)
+{
+    std::string sError;
+    if (m_poState != nullptr && !m_poState->Save(m_oBus.Boards(), sError) && !m_bStateWarned)
+    {
+        fprintf(stderr, "%s%s: board state not saved: %s\n", ERROR_PREFIX, m_sRigName.c_str(), sError.c_str());
+        m_bStateWarned = true;
+    }
+}
+
+int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
+{
+    CQelSimFunction* poFunction = m_oBus.Find(hDevice);
+    if (poFunction == nullptr)
+    {
+        return 0;
+    }
+    MUINT8* pucBuffer = static_cast<MUINT8*>(pvBuffer);
+    // Natural-width pieces, as the host bridge issues them; bytes past the space read as 0xFF.
+    for (MUINT32 uiDone = 0; uiDone < uiSize;)
+    {
+        const MUINT64 uiAt = (MUINT64)uiOffset + uiDone;
+        const MUINT32 uiLeft = uiSize - uiDone;
+        const MUINT32 uiBytes = (uiAt % 4 == 0 && uiLeft >= 4) ? 4 : (uiAt % 2 == 0 && uiLeft >= 2) ? 2 : 1;
+        if (uiAt + uiBytes > QelSimPci::CONFIG_SIZE)
+        {
+            pucBuffer[uiDone++] = 0xFF;
+            continue;
+        }
+        const MUINT32 uiValue = poFunction->ConfigRead((MUINT32)uiAt, uiBytes);
+        for (MUINT32 uiByte = 0; uiByte < uiBytes; ++uiByte)
+        {
+            pucBuffer[uiDone + uiByte] = (MUINT8)(uiValue >> (8 * uiByte));
+        }
+        if (m_poTrace != nullptr)
+        {
+            m_poTrace->Access(m_oClock.NowUs(), hDevice, EQelSimSpace::Config, false, (MUINT32)uiAt, 8 * uiBytes, uiValue);
+        }
+        uiDone += uiBytes;
+    }
+    return 1;
+}
+
+int CQelSim::ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize)
+{
+    CQelSimFunction* poFunction = m_oBus.Find(hDevice);
+    if (poFunction == nullptr)
+    {
+        return 0;
+    }
+    const MUINT8* pucBuffer = static_cast<const MUINT8*>(pvBuffer);
+    for (MUINT32 uiDone = 0; uiDone < uiSize;)
+    {
+        const MUINT64 uiAt = (MUINT64)uiOffset + uiDone;
+        const MUINT32 uiLeft = uiSize - uiDone;
+        const MUINT32 uiBytes = (uiAt % 4 == 0 && uiLeft >= 4) ? 4 : (uiAt % 2 == 0 && uiLeft >= 2) ? 2 : 1;
+        if (uiAt + uiBytes > QelSimPci::CONFIG_SIZE)
+        {
+            ++uiDone;
+            continue;
+        }
+        MUINT32 uiValue = 0;
+        for (MUINT32 uiByte = 0; uiByte < uiBytes; ++uiByte)
+        {
+            uiValue |= (MUINT32)pucBuffer[uiDone + uiByte] << (8 * uiByte);
+        }
+        if (m_poTrace != nullptr)
+        {
+            m_poTrace->Access(m_oClock.NowUs(), hDevice, EQelSimSpace::Config, true, (MUINT32)uiAt, 8 * uiBytes, uiValue);
+        }
+        poFunction->ConfigWrite((MUINT32)uiAt, uiBytes, uiValue);
+        uiDone += uiBytes;
+    }
+    return 1;
+}
+
+MEMHANDLE CQelSim::Map(MUINT64 uiPhysical, MUINT32 uiLength)
+{
+    return m_oBus.Map(uiPhysical, uiLength);
+}
+
+int CQelSim::Unmap(MEMHANDLE hAddress)
+{
+    return m_oBus.Unmap(hAddress) ? 1 : 0;
+}
+
+void CQelSim::Fault(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite)
+{
+    if (m_poTrace != nullptr)
+    {
+        m_poTrace->Flush();
+    }
+    fprintf(stderr,
+            "%s%u-bit %s at address 0x%llx, which no mapping holds: on hardware the process is killed here "
+            "(segmentation fault)\n",
+            ERROR_PREFIX, 8 * uiBytes, bWrite ? "write" : "read", (unsigned long long)hAddress);
+    fflush(stderr);
+    abort();
+}
+
+MUINT32 CQelSim::Read(MEMHANDLE hAddress, MUINT32 uiBytes)
+{
+    const SQelSimMapping* poMapping = m_oBus.Decode(hAddress, uiBytes);
+    if (poMapping == nullptr)
+    {
+        Fault(hAddress, uiBytes, false);
+    }
+    const MUINT32 uiOffset = poMapping->uiWindowOffset + (MUINT32)(hAddress - poMapping->uiStart);
+    CQelSimBoard* poBoard = poMapping->poBoard;
+    const EQelSimSpace eSpace = poMapping->eSpace;
+    const MUINT32 uiValue =
+        eSpace == EQelSimSpace::Register ? poBoard->RegRead(uiOffset, uiBytes) : poBoard->MemRead(uiOffset, uiBytes);
+    if (m_poTrace != nullptr)
+    {
+        m_poTrace->Access(m_oClock.NowUs(), poBoard->Location(), eSpace, false, uiOffset, 8 * uiBytes, uiValue);
+    }
+    return uiValue;
+}
+
+void CQelSim::Write(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue)
+{
+    const SQelSimMapping* poMapping = m_oBus.Decode(hAddress, uiBytes);
+    if (poMapping == nullptr)
+    {
+        Fault(hAddress, uiBytes, true);
+    }
+    const MUINT32 uiOffset = poMapping->uiWindowOffset + (MUINT32)(hAddress - poMapping->uiStart);
+    CQelSimBoard* poBoard = poMapping->poBoard;
+    const EQelSimSpace eSpace = poMapping->eSpace;
+    if (m_poTrace != nullptr)
+    {
+        m_poTrace->Access(m_oClock.NowUs(), poBoard->Location(), eSpace, true, uiOffset, 8 * uiBytes, uiValue);
+    }
+    if (eSpace == EQelSimSpace::Register)
+    {
+        poBoard->RegWrite(uiOffset, uiBytes, uiValue);
+    }
+    else
+    {
+        poBoard->MemWrite(uiOffset, uiBytes, uiValue);
+    }
+}
+
+int CQelSim::Counter(MUINT64* puiMicroSeconds)
+{
+    MUINT64 uiNow = 0;
+    if (puiMicroSeconds == nullptr || !m_oClock.Counter(uiNow))
+    {
+        return 0;
+    }
+    *puiMicroSeconds = uiNow;
+    return 1;
+}
+
+void CQelSim::Delay(MUINT32 uiMicroSeconds)
+{
+    if (m_poTrace != nullptr)
+    {
+        m_poTrace->Delay(m_oClock.NowUs(), uiMicroSeconds);
+    }
+    m_oClock.Delay(uiMicroSeconds);
+}
+
+int CQelSim::Sleep(MUINT32 uiMicroSeconds)
+{
+    if (m_poTrace != nullptr)
+    {
+        m_poTrace->Sleep(m_oClock.NowUs(), uiMicroSeconds);
+    }
+    return m_oClock.Sleep(uiMicroSeconds) ? 1 : 0;
+}
+
+// ---- The process-wide simulator.
+
+namespace
+{
+CQelSim* s_poCurrent = nullptr;
+
+// The state is saved on every change already; at exit the flash images and the trace still
+// need writing. The simulator itself stays alive: other exit-time code may still reach it.
+void FlushAtExit()
+{
+    std::string sError;
+    if (s_poCurrent != nullptr && !s_poCurrent->Flush(sError))
+    {
+        fprintf(stderr, "%s%s: %s\n", ERROR_PREFIX, s_poCurrent->RigName().c_str(), sError.c_str());
+    }
+}
+
+std::string TracePath()
+{
+    const char* pszTrace = getenv("QELVXD_SIM_TRACE");
+    return pszTrace != nullptr ? pszTrace : "";
+}
+
+const SQelVxdBackend* Install(const SQelSimRigDesc& roRig, bool bLoaded, std::string& rsError)
+{
+    std::unique_ptr<CQelSim> poSim = bLoaded ? CQelSim::Create(roRig, TracePath(), rsError) : nullptr;
+    if (poSim == nullptr)
+    {
+        rsError = ERROR_PREFIX + roRig.sName + ": " + rsError;
+        return nullptr;
+    }
+    static bool s_bAtExit = false;
+    if (!s_bAtExit)
+    {
+        atexit(FlushAtExit);
+        s_bAtExit = true;
+    }
+    QelVxdSim_Unload();
+    s_poCurrent = poSim.release();
+    rsError.clear();
+    return QelVxdSim_Backend();
+}
+}  // namespace
+
+const SQelVxdBackend* QelVxdSim_LoadRigFile(const std::string& rsPath, std::string& rsError)
+{
+    SQelSimRigDesc oRig;
+    oRig.sName = rsPath;
+    const bool bLoaded = CQelSimRigLoader::FromFile(rsPath, oRig, rsError);
+    return Install(oRig, bLoaded, rsError);
+}
+
+const SQelVxdBackend* QelVxdSim_LoadRigText(const std::string& rsJson, const std::string& rsBaseDirectory,
+                                            std::string& rsError)
+{
+    SQelSimRigDesc oRig;
+    const bool bLoaded = CQelSimRigLoader::FromText(rsJson, rsBaseDirectory, oRig, rsError);
+    oRig.sName = "inline rig";
+    return Install(oRig, bLoaded, rsError);
+}
+
+const SQelVxdBackend* QelVxdSim_LoadDefaultRig(std::string& rsError)
+{
+    SQelSimRigDesc oRig;
+    const bool bLoaded = CQelSimRigLoader::Default(oRig, rsError);
+    oRig.sName = "default";
+    return Install(oRig, bLoaded, rsError);
+}
+
+void QelVxdSim_Unload()
+{
+    delete s_poCurrent;
+    s_poCurrent = nullptr;
+}
+
+CQelSim* QelVxdSim_Current()
+{
+    return s_poCurrent;
+}
+
+CQelSimBoard* QelVxdSim_Board(MUINT32 uiBus, MUINT32 uiDevice, MUINT32 uiFunction)
+{
+    return s_poCurrent != nullptr
+               ? s_poCurrent->FindBoard((PCIHANDLE)(((uiBus & 0xFF) << 8) | ((uiDevice & 0x1F) << 3) | (uiFunction & 7)))
+               : nullptr;
+}
+
+MUINT64 QelVxdSim_NowUs()
+{
+    return s_poCurrent != nullptr ? s_poCurrent->Clock().NowUs() : 0;
+}
+
+bool QelVxdSim_Flush(std::string& rsError)
+{
+    return s_poCurrent == nullptr || s_poCurrent->Flush(rsError);
+}

@@ -1,0 +1,93 @@
+// The board simulator: a second backend of the platform layer that presents a rig of simulated
+// PCI functions and boards to the unchanged tool. QELVXD_SIM=default or QELVXD_SIM=<rig file>
+// selects it (QelVxdBackend.h); this header is the in-process interface that tests use to load
+// rigs, reach the simulated boards and read the simulated clock.
+//
+// One simulator exists per process. Loading a rig replaces the previous simulator (which is
+// flushed first); the backend table stays the same and always reaches the current one. The
+// simulator is not thread-safe: use it from one thread, as the tool does.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "QelBaseTypes.h"
+#include "QelVxdSimBoard.h"
+#include "QelVxdSimBus.h"
+#include "QelVxdSimClock.h"
+#include "QelVxdSimRegisterFile.h"
+#include "QelVxdSimRig.h"
+#include "QelVxdSimState.h"
+#include "QelVxdSimTrace.h"
+
+struct SQelVxdBackend;
+
+class CQelSim : private CQelSimPersistenceSink
+{
+public:
+    // Builds the rig: places the board windows, loads the persisted state, opens the trace file
+    // (empty path: no trace). Null with the reason in rsError.
+    static std::unique_ptr<CQelSim> Create(const SQelSimRigDesc& roRig, const std::string& rsTracePath,
+                                           std::string& rsError);
+    ~CQelSim() override;
+
+    // ---- Backend operations (the SQelVxdBackend table forwards here).
+    int ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize);
+    int ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize);
+    MEMHANDLE Map(MUINT64 uiPhysical, MUINT32 uiLength);
+    int Unmap(MEMHANDLE hAddress);
+    // Access of 1, 2 or 4 bytes at a mapped address. An address that no mapping holds is a fault
+    // that kills the process on hardware; the simulator reports it and aborts.
+    MUINT32 Read(MEMHANDLE hAddress, MUINT32 uiBytes);
+    void Write(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue);
+    int Counter(MUINT64* puiMicroSeconds);
+    void Delay(MUINT32 uiMicroSeconds);
+    int Sleep(MUINT32 uiMicroSeconds);
+
+    // ---- The rig, for tests and board behaviours. Nothing here is traced.
+    const std::string& RigName() const { return m_sRigName; }
+    CQelSimBus& Bus() { return m_oBus; }
+    CQelSimFunction* FindFunction(PCIHANDLE hLocation) const { return m_oBus.Find(hLocation); }
+    CQelSimBoard* FindBoard(PCIHANDLE hLocation) const { return m_oBus.FindBoard(hLocation); }
+    CQelSimClock& Clock() { return m_oClock; }
+    const std::string& StatePath() const;
+    // Writes the state file and the changed flash images, and pushes out the trace. False with
+    // what failed.
+    bool Flush(std::string& rsError);
+
+private:
+    CQelSim(const SQelSimRigDesc& roRig);
+    bool Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath, std::string& rsError);
+    void OnPersistentRegisterChanged(MUINT32 uiOffset) override;
+    [[noreturn]] void Fault(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite);
+
+    std::string m_sRigName;
+    CQelSimClock m_oClock;
+    std::unique_ptr<CQelSimTrace> m_poTrace;
+    std::unique_ptr<CQelSimStateStore> m_poState;
+    SQelSimEnv m_oEnv;
+    CQelSimBus m_oBus;
+    bool m_bStateWarned;
+};
+
+// ---- The process-wide simulator. Each Load function reads QELVXD_SIM_TRACE for the trace file,
+// and returns the backend table, or null with the one-line error (which names the rig) in
+// rsError; after an error the previous simulator stays in place.
+const SQelVxdBackend* QelVxdSim_LoadRigFile(const std::string& rsPath, std::string& rsError);
+// Rig text; relative paths in it (flash images, state) are taken from rsBaseDirectory.
+const SQelVxdBackend* QelVxdSim_LoadRigText(const std::string& rsJson, const std::string& rsBaseDirectory,
+                                            std::string& rsError);
+const SQelVxdBackend* QelVxdSim_LoadDefaultRig(std::string& rsError);
+// Flushes and destroys the current simulator; the backend then shows an empty bus.
+void QelVxdSim_Unload();
+
+// The backend table of the simulator (valid whether or not a rig is loaded).
+const SQelVxdBackend* QelVxdSim_Backend();
+// The current simulator, or null.
+CQelSim* QelVxdSim_Current();
+// A board of the current simulator, or null.
+CQelSimBoard* QelVxdSim_Board(MUINT32 uiBus, MUINT32 uiDevice, MUINT32 uiFunction);
+// Simulated time in microseconds since the rig was loaded (0 without a simulator).
+MUINT64 QelVxdSim_NowUs();
+// CQelSim::Flush of the current simulator.
+bool QelVxdSim_Flush(std::string& rsError);

@@ -1,0 +1,212 @@
+#include "QelVxdSimBoard.h"
+
+#include "QelVxdSimChipRegs.h"
+#include "QelVxdSimFiles.h"
+#include "QelVxdSimPciRegs.h"
+#include "QelVxdSimRig.h"
+
+using namespace QelSimPci;
+
+namespace
+{
+MUINT32 AllOnes(MUINT32 uiBytes)
+{
+    return uiBytes >= 4 ? 0xFFFFFFFFu : (1u << (8 * uiBytes)) - 1;
+}
+}  // namespace
+
+const std::vector<MUINT32>& CQelSimBoard::PersistentRegisters()
+{
+    static const std::vector<MUINT32> s_auiRegisters = {
+        QelSimChip::REG_INIT_STATUS,
+    };
+    return s_auiRegisters;
+}
+
+MUINT32 CQelSimBoard::RegisterWindowSize(MUINT32 uiIdDword)
+{
+    return uiIdDword == QelSimChip::FIRST_GEN_ID ? QelSimChip::REG_WINDOW_FIRST_GEN : QelSimChip::REG_WINDOW_SIZE;
+}
+
+MUINT32 CQelSimBoard::MemoryWindowSize(MUINT32 uiMemorySizeCode)
+{
+    return QelSimChip::MEMORY_SIZE_BY_CODE[uiMemorySizeCode & 3];
+}
+
+CQelSimBoard::CQelSimBoard(const SQelSimBoardDesc& roDesc, MUINT64 uiMemoryBase, MUINT64 uiRegisterBase,
+                           SQelSimEnv& roEnv)
+    : CQelSimFunction(roDesc.hLocation, EKind::Board, roEnv),
+      m_uiIdDword(roDesc.uiVendorId | (roDesc.uiDeviceId << 16)),
+      m_uiChipRevision(roDesc.uiChipRevision),
+      m_uiMemorySizeCode(roDesc.uiMemorySizeCode),
+      m_uiPhyMask(roDesc.uiPhyMask),
+      m_uiOscillatorKhz(roDesc.uiOscillatorKhz),
+      m_bBar64(roDesc.bBar64),
+      m_oFaults(roDesc.oFaults),
+      m_uiMemoryBase(uiMemoryBase),
+      m_uiRegisterBase(uiRegisterBase),
+      m_bMemoryDecoded(false),
+      m_bRegistersDecoded(false),
+      m_oRegisters(RegisterWindowSize(m_uiIdDword)),
+      m_oDram(MemoryWindowSize(roDesc.uiMemorySizeCode)),
+      m_poFlashChip(roDesc.poFlashChip),
+      m_aucFlash(roDesc.aucFlash),
+      m_sFlashImagePath(roDesc.sFlashImagePath),
+      m_bFlashChanged(false)
+{
+    DefineConfigSpace(roDesc);
+    DefineRegisters(roDesc);
+    ComputeDecode(m_bMemoryDecoded, m_bRegistersDecoded);
+}
+
+bool CQelSimBoard::IsSecondGeneration() const
+{
+    return m_uiIdDword != QelSimChip::FIRST_GEN_ID &&
+           (m_uiIdDword & QelSimChip::SECOND_GEN_ID_BITS) == QelSimChip::SECOND_GEN_ID_BITS;
+}
+
+MUINT32 CQelSimBoard::RegisterBarOffset() const
+{
+    // A 64-bit memory BAR takes BARs 0 and 1; the register window then sits in BARs 2 and 3.
+    return m_bBar64 ? REG_BAR0 + 8 : REG_BAR0 + 4;
+}
+
+void CQelSimBoard::DefineConfigSpace(const SQelSimBoardDesc& roDesc)
+{
+    // Firmware assigned the BARs at boot and enabled memory decoding and bus mastering.
+    DefineHeader(roDesc.uiVendorId, roDesc.uiDeviceId, m_uiChipRevision, CLASS_VIDEO_CONTROLLER, 0,
+                 COMMAND_MEMORY_ENABLE | COMMAND_BUS_MASTER);
+
+    // Sized BARs: the bits below the window size are read only, so writing all ones reads back
+    // the size mask. The memory window is prefetchable, the register window is not.
+    const MUINT32 uiMemoryMask = ~(MemorySize() - 1) & ~BAR_FLAGS_MASK;
+    const MUINT32 uiRegisterMask = ~(RegisterSize() - 1) & ~BAR_FLAGS_MASK;
+    const MUINT32 uiType = m_bBar64 ? BAR_TYPE_64BIT : 0;
+    Define(REG_BAR0, (MUINT32)m_uiMemoryBase | uiType | BAR_PREFETCHABLE, uiMemoryMask);
+    Define(RegisterBarOffset(), (MUINT32)m_uiRegisterBase | uiType, uiRegisterMask);
+    if (m_bBar64)
+    {
+        Define(REG_BAR0 + 4, (MUINT32)(m_uiMemoryBase >> 32), 0xFFFFFFFF);
+        Define(RegisterBarOffset() + 4, (MUINT32)(m_uiRegisterBase >> 32), 0xFFFFFFFF);
+    }
+
+    Define(REG_SUBSYSTEM, roDesc.uiSubsystem, 0);
+    Define(REG_CAP_POINTER, BOARD_CAP_PM, 0);
+    Define(REG_INTERRUPT, INTERRUPT_PIN_INTA, INTERRUPT_LINE_WRITABLE);
+    if (!IsSecondGeneration())
+    {
+        Define(BOARD_REG_SIZE_STRAP, m_uiMemorySizeCode & BOARD_SIZE_STRAP_MASK, 0);
+    }
+
+    Define(BOARD_CAP_PM, CAP_ID_PM | (BOARD_CAP_PCIE << CAP_NEXT_SHIFT) | PM_CAP_VERSION_3, 0);
+    Define(BOARD_CAP_PM + PM_REG_CONTROL, 0, PM_CONTROL_WRITABLE);
+    DefinePcieCapability(BOARD_CAP_PCIE, 0, PCIE_TYPE_ENDPOINT, roDesc.uiLinkSpeed, roDesc.uiLinkWidth, 0);
+    Define(BOARD_REG_VENDOR_CTL, BOARD_VENDOR_CTL_RESET, 0xFFFFFFFF);
+
+    Define(EXT_CAP_BASE, EXT_CAP_ID_AER | EXT_CAP_VERSION_1, 0);
+    Define(EXT_CAP_BASE + AER_REG_UNCORR_MASK, 0, AER_UNCORR_MASK_WRITABLE);
+}
+
+void CQelSimBoard::DefineRegisters(const SQelSimBoardDesc& roDesc)
+{
+    using namespace QelSimChip;
+    m_oRegisters.Set(REG_MEMORY_STRAPS, (m_uiMemorySizeCode << MEMORY_SIZE_CODE_SHIFT) & MEMORY_SIZE_CODE_MASK);
+    AddBehaviour<CQelSimRegReadOnlyBits>(REG_MEMORY_STRAPS, 4, MEMORY_SIZE_CODE_MASK);
+    m_oRegisters.Set(REG_CHIP_ID, (m_uiChipRevision << CHIP_REVISION_SHIFT) & CHIP_REVISION_MASK);
+    AddBehaviour<CQelSimRegReadOnlyBits>(REG_CHIP_ID, 4, CHIP_REVISION_MASK);
+    m_oRegisters.Set(REG_INIT_STATUS, roDesc.uiMarker);
+    for (MUINT32 uiOffset : PersistentRegisters())
+    {
+        m_oRegisters.SetPersistent(uiOffset);
+    }
+}
+
+MUINT64 CQelSimBoard::BarAddress(MUINT32 uiBarOffset) const
+{
+    const MUINT64 uiLow = PeekConfig(uiBarOffset) & ~BAR_FLAGS_MASK;
+    return m_bBar64 ? uiLow | ((MUINT64)PeekConfig(uiBarOffset + 4) << 32) : uiLow;
+}
+
+void CQelSimBoard::ComputeDecode(bool& rbMemory, bool& rbRegisters) const
+{
+    const bool bEnabled = (PeekConfig(REG_COMMAND) & COMMAND_MEMORY_ENABLE) != 0;
+    rbMemory = bEnabled && BarAddress(REG_BAR0) == m_uiMemoryBase;
+    rbRegisters = bEnabled && BarAddress(RegisterBarOffset()) == m_uiRegisterBase;
+}
+
+void CQelSimBoard::UpdateDecode()
+{
+    bool bMemory = false;
+    bool bRegisters = false;
+    ComputeDecode(bMemory, bRegisters);
+    if (bMemory != m_bMemoryDecoded)
+    {
+        Note(bMemory ? "memory window decoded" : "memory window not decoded: reads give all ones");
+    }
+    if (bRegisters != m_bRegistersDecoded)
+    {
+        Note(bRegisters ? "register window decoded" : "register window not decoded: reads give all ones");
+    }
+    m_bMemoryDecoded = bMemory;
+    m_bRegistersDecoded = bRegisters;
+}
+
+void CQelSimBoard::OnConfigWritten(MUINT32 uiOffset)
+{
+    if (uiOffset == REG_COMMAND || (uiOffset >= REG_BAR0 && uiOffset < REG_BAR0 + 4 * BAR_COUNT))
+    {
+        UpdateDecode();
+    }
+}
+
+MUINT32 CQelSimBoard::RegRead(MUINT32 uiOffset, MUINT32 uiBytes)
+{
+    return m_bRegistersDecoded ? m_oRegisters.Read(*this, uiOffset, uiBytes) : AllOnes(uiBytes);
+}
+
+void CQelSimBoard::RegWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
+{
+    if (m_bRegistersDecoded)
+    {
+        m_oRegisters.Write(*this, uiOffset, uiBytes, uiValue);
+    }
+}
+
+MUINT32 CQelSimBoard::MemRead(MUINT32 uiOffset, MUINT32 uiBytes)
+{
+    return m_bMemoryDecoded ? m_oDram.Read(uiOffset, uiBytes) : AllOnes(uiBytes);
+}
+
+void CQelSimBoard::MemWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
+{
+    if (m_bMemoryDecoded)
+    {
+        m_oDram.Write(uiOffset, uiBytes, uiValue);
+    }
+}
+
+void CQelSimBoard::WriteFlash(MUINT32 uiOffset, const MUINT8* pucData, MUINT32 uiSize)
+{
+    for (MUINT32 uiIndex = 0; uiIndex < uiSize && (size_t)uiOffset + uiIndex < m_aucFlash.size(); ++uiIndex)
+    {
+        if (m_aucFlash[uiOffset + uiIndex] != pucData[uiIndex])
+        {
+            m_aucFlash[uiOffset + uiIndex] = pucData[uiIndex];
+            m_bFlashChanged = true;
+        }
+    }
+}
+
+bool CQelSimBoard::SaveFlash(std::string& rsError)
+{
+    if (!m_bFlashChanged || m_sFlashImagePath.empty())
+    {
+        return true;
+    }
+    if (!QelVxdSim_WriteFileAtomic(m_sFlashImagePath, m_aucFlash.data(), m_aucFlash.size(), rsError))
+    {
+        return false;
+    }
+    m_bFlashChanged = false;
+    return true;
+}

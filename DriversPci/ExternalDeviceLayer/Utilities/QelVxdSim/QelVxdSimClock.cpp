@@ -1,0 +1,91 @@
+#include "QelVxdSimClock.h"
+
+#include <cerrno>
+#include <ctime>
+
+namespace
+{
+bool ReadMonotonicUs(MUINT64& ruiMicroSeconds)
+{
+    timespec oNow;
+    if (clock_gettime(CLOCK_MONOTONIC, &oNow) != 0)
+    {
+        return false;
+    }
+    ruiMicroSeconds = (MUINT64)oNow.tv_sec * 1000000u + (MUINT64)oNow.tv_nsec / 1000u;
+    return true;
+}
+}  // namespace
+
+CQelSimClock::CQelSimClock(EQelSimTime eMode) : m_eMode(eMode), m_uiVirtualUs(0), m_uiRealStartUs(0)
+{
+    if (m_eMode == EQelSimTime::Real && !ReadMonotonicUs(m_uiRealStartUs))
+    {
+        m_uiRealStartUs = 0;
+    }
+}
+
+MUINT64 CQelSimClock::NowUs() const
+{
+    if (m_eMode == EQelSimTime::Virtual)
+    {
+        return m_uiVirtualUs;
+    }
+    MUINT64 uiNow = 0;
+    return ReadMonotonicUs(uiNow) && uiNow >= m_uiRealStartUs ? uiNow - m_uiRealStartUs : 0;
+}
+
+bool CQelSimClock::Counter(MUINT64& ruiMicroSeconds) const
+{
+    if (m_eMode == EQelSimTime::Virtual)
+    {
+        ruiMicroSeconds = m_uiVirtualUs;
+        return true;
+    }
+    return ReadMonotonicUs(ruiMicroSeconds);
+}
+
+void CQelSimClock::Delay(MUINT32 uiMicroSeconds)
+{
+    if (m_eMode == EQelSimTime::Virtual)
+    {
+        m_uiVirtualUs += uiMicroSeconds;
+        return;
+    }
+    MUINT64 uiStart = 0;
+    if (!ReadMonotonicUs(uiStart))
+    {
+        return;
+    }
+    MUINT64 uiNow = uiStart;
+    while (uiNow - uiStart < uiMicroSeconds && ReadMonotonicUs(uiNow))
+    {
+    }
+}
+
+bool CQelSimClock::Sleep(MUINT32 uiMicroSeconds)
+{
+    if (m_eMode == EQelSimTime::Virtual)
+    {
+        m_uiVirtualUs += uiMicroSeconds;
+        return true;
+    }
+    // nanosleep reports the time left when a signal interrupts it; sleep out the rest.
+    timespec oLeft = {(time_t)(uiMicroSeconds / 1000000u), (long)(uiMicroSeconds % 1000000u) * 1000L};
+    while (nanosleep(&oLeft, &oLeft) != 0)
+    {
+        if (errno != EINTR)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+void CQelSimClock::Advance(MUINT64 uiMicroSeconds)
+{
+    if (m_eMode == EQelSimTime::Virtual)
+    {
+        m_uiVirtualUs += uiMicroSeconds;
+    }
+}

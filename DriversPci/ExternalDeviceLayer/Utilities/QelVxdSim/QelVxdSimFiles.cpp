@@ -1,0 +1,87 @@
+#include "QelVxdSimFiles.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+bool QelVxdSim_ReadFile(const std::string& rsPath, std::vector<MUINT8>& raucData, std::string& rsError)
+{
+    raucData.clear();
+    FILE* pFile = fopen(rsPath.c_str(), "rb");
+    if (pFile == nullptr)
+    {
+        rsError = "cannot open \"" + rsPath + "\": " + strerror(errno);
+        return false;
+    }
+    MUINT8 aucChunk[65536];
+    size_t uiRead = 0;
+    while ((uiRead = fread(aucChunk, 1, sizeof(aucChunk), pFile)) > 0)
+    {
+        raucData.insert(raucData.end(), aucChunk, aucChunk + uiRead);
+    }
+    const bool bFailed = ferror(pFile) != 0;
+    fclose(pFile);
+    if (bFailed)
+    {
+        rsError = "cannot read \"" + rsPath + "\"";
+        return false;
+    }
+    return true;
+}
+
+bool QelVxdSim_WriteFileAtomic(const std::string& rsPath, const void* pvData, size_t uiSize, std::string& rsError)
+{
+    const std::string sTemporary = rsPath + ".tmp." + std::to_string(getpid());
+    const int iFd = open(sTemporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (iFd < 0)
+    {
+        rsError = "cannot create \"" + sTemporary + "\": " + strerror(errno);
+        return false;
+    }
+    const MUINT8* pucData = static_cast<const MUINT8*>(pvData);
+    size_t uiDone = 0;
+    while (uiDone < uiSize)
+    {
+        const ssize_t iWritten = write(iFd, pucData + uiDone, uiSize - uiDone);
+        if (iWritten < 0 && errno == EINTR)
+        {
+            continue;
+        }
+        if (iWritten <= 0)
+        {
+            rsError = "cannot write \"" + sTemporary + "\": " + strerror(errno);
+            close(iFd);
+            unlink(sTemporary.c_str());
+            return false;
+        }
+        uiDone += (size_t)iWritten;
+    }
+    if (close(iFd) != 0 || rename(sTemporary.c_str(), rsPath.c_str()) != 0)
+    {
+        rsError = "cannot replace \"" + rsPath + "\": " + strerror(errno);
+        unlink(sTemporary.c_str());
+        return false;
+    }
+    return true;
+}
+
+std::string QelVxdSim_DirectoryOf(const std::string& rsPath)
+{
+    const size_t uiSlash = rsPath.rfind('/');
+    if (uiSlash == std::string::npos)
+    {
+        return ".";
+    }
+    return uiSlash == 0 ? "/" : rsPath.substr(0, uiSlash);
+}
+
+std::string QelVxdSim_ResolvePath(const std::string& rsDirectory, const std::string& rsPath)
+{
+    if (rsPath.empty() || rsPath[0] == '/' || rsDirectory.empty() || rsDirectory == ".")
+    {
+        return rsPath;
+    }
+    return rsDirectory + (rsDirectory.back() == '/' ? "" : "/") + rsPath;
+}

@@ -1,0 +1,150 @@
+#include "QelVxdSimRegisterFile.h"
+
+#include <algorithm>
+
+MUINT32 CQelSimRegBehaviour::OnRead(CQelSimBoard&, MUINT32, MUINT32 uiStored, MUINT32)
+{
+    return uiStored;
+}
+
+MUINT32 CQelSimRegBehaviour::OnWrite(CQelSimBoard&, MUINT32, MUINT32, MUINT32 uiWritten, MUINT32)
+{
+    return uiWritten;
+}
+
+MUINT32 CQelSimRegReadOnlyBits::OnWrite(CQelSimBoard&, MUINT32, MUINT32 uiStored, MUINT32 uiWritten, MUINT32)
+{
+    return (uiWritten & ~m_uiReadOnlyMask) | (uiStored & m_uiReadOnlyMask);
+}
+
+CQelSimRegisterFile::CQelSimRegisterFile(MUINT32 uiSize)
+    : m_auiCells(uiSize / 4, 0), m_aucBehaviour(uiSize / 4, 0), m_aucFlags(uiSize / 4, 0), m_poSink(nullptr)
+{
+}
+
+bool CQelSimRegisterFile::Attach(MUINT32 uiOffset, MUINT32 uiSize, CQelSimRegBehaviour* poBehaviour)
+{
+    if (poBehaviour == nullptr || uiSize == 0 || !Contains(uiOffset, uiSize))
+    {
+        return false;
+    }
+    size_t uiIndex = std::find(m_apoBehaviours.begin(), m_apoBehaviours.end(), poBehaviour) - m_apoBehaviours.begin();
+    if (uiIndex == m_apoBehaviours.size())
+    {
+        if (m_apoBehaviours.size() >= msc_uiMaxBehaviours)
+        {
+            return false;
+        }
+        m_apoBehaviours.push_back(poBehaviour);
+    }
+    for (MUINT32 uiDword = uiOffset / 4; uiDword <= (uiOffset + uiSize - 1) / 4; ++uiDword)
+    {
+        m_aucBehaviour[uiDword] = (MUINT8)(uiIndex + 1);
+    }
+    return true;
+}
+
+CQelSimRegBehaviour* CQelSimRegisterFile::BehaviourAt(MUINT32 uiOffset) const
+{
+    if (!Contains(uiOffset, 1))
+    {
+        return nullptr;
+    }
+    const MUINT8 ucIndex = m_aucBehaviour[uiOffset / 4];
+    return ucIndex != 0 ? m_apoBehaviours[ucIndex - 1] : nullptr;
+}
+
+void CQelSimRegisterFile::SetPersistent(MUINT32 uiOffset)
+{
+    if (Contains(uiOffset, 1))
+    {
+        m_aucFlags[uiOffset / 4] |= FLAG_PERSISTENT;
+    }
+}
+
+bool CQelSimRegisterFile::IsPersistent(MUINT32 uiOffset) const
+{
+    return Contains(uiOffset, 1) && (m_aucFlags[uiOffset / 4] & FLAG_PERSISTENT) != 0;
+}
+
+MUINT32 CQelSimRegisterFile::Get(MUINT32 uiOffset) const
+{
+    return Contains(uiOffset, 1) ? m_auiCells[uiOffset / 4] : 0xFFFFFFFF;
+}
+
+void CQelSimRegisterFile::Set(MUINT32 uiOffset, MUINT32 uiValue)
+{
+    if (!Contains(uiOffset, 1))
+    {
+        return;
+    }
+    const MUINT32 uiDword = uiOffset / 4;
+    const MUINT32 uiOld = m_auiCells[uiDword];
+    m_auiCells[uiDword] = uiValue;
+    if (uiOld != uiValue && (m_aucFlags[uiDword] & FLAG_PERSISTENT) != 0 && m_poSink != nullptr)
+    {
+        m_poSink->OnPersistentRegisterChanged(uiDword * 4);
+    }
+}
+
+MUINT32 CQelSimRegisterFile::ReadLanes(CQelSimBoard& roBoard, MUINT32 uiDword, MUINT32 uiByteMask)
+{
+    const MUINT32 uiStored = m_auiCells[uiDword];
+    const MUINT8 ucIndex = m_aucBehaviour[uiDword];
+    return ucIndex == 0 ? uiStored : m_apoBehaviours[ucIndex - 1]->OnRead(roBoard, uiDword * 4, uiStored, uiByteMask);
+}
+
+void CQelSimRegisterFile::WriteLanes(CQelSimBoard& roBoard, MUINT32 uiDword, MUINT32 uiByteMask, MUINT32 uiLaneValue)
+{
+    const MUINT32 uiStored = m_auiCells[uiDword];
+    MUINT32 uiNew = (uiStored & ~uiByteMask) | (uiLaneValue & uiByteMask);
+    const MUINT8 ucIndex = m_aucBehaviour[uiDword];
+    if (ucIndex != 0)
+    {
+        uiNew = m_apoBehaviours[ucIndex - 1]->OnWrite(roBoard, uiDword * 4, uiStored, uiNew, uiByteMask);
+    }
+    Set(uiDword * 4, uiNew);
+}
+
+MUINT32 CQelSimRegisterFile::Read(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32 uiBytes)
+{
+    const bool bAligned = (uiBytes == 1 || uiBytes == 2 || uiBytes == 4) && uiOffset % uiBytes == 0;
+    if (bAligned && Contains(uiOffset, uiBytes))
+    {
+        const MUINT32 uiShift = 8 * (uiOffset & 3);
+        const MUINT32 uiLanes = (uiBytes == 4 ? 0xFFFFFFFFu : ((1u << (8 * uiBytes)) - 1)) << uiShift;
+        const MUINT32 uiDword = ReadLanes(roBoard, uiOffset / 4, uiLanes);
+        return uiBytes == 4 ? uiDword : (uiDword & uiLanes) >> uiShift;
+    }
+    MUINT32 uiValue = 0;
+    for (MUINT32 uiByte = 0; uiByte < uiBytes && uiByte < 4; ++uiByte)
+    {
+        const MUINT32 uiAt = uiOffset + uiByte;
+        const MUINT32 uiLaneByte = uiAt >= uiOffset && Contains(uiAt, 1)
+                                       ? (ReadLanes(roBoard, uiAt / 4, 0xFFu << (8 * (uiAt & 3))) >> (8 * (uiAt & 3))) & 0xFF
+                                       : 0xFF;
+        uiValue |= uiLaneByte << (8 * uiByte);
+    }
+    return uiValue;
+}
+
+void CQelSimRegisterFile::Write(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
+{
+    const bool bAligned = (uiBytes == 1 || uiBytes == 2 || uiBytes == 4) && uiOffset % uiBytes == 0;
+    if (bAligned && Contains(uiOffset, uiBytes))
+    {
+        const MUINT32 uiShift = 8 * (uiOffset & 3);
+        const MUINT32 uiLanes = (uiBytes == 4 ? 0xFFFFFFFFu : ((1u << (8 * uiBytes)) - 1)) << uiShift;
+        WriteLanes(roBoard, uiOffset / 4, uiLanes, uiValue << uiShift);
+        return;
+    }
+    for (MUINT32 uiByte = 0; uiByte < uiBytes && uiByte < 4; ++uiByte)
+    {
+        const MUINT32 uiAt = uiOffset + uiByte;
+        if (uiAt >= uiOffset && Contains(uiAt, 1))
+        {
+            const MUINT32 uiShift = 8 * (uiAt & 3);
+            WriteLanes(roBoard, uiAt / 4, 0xFFu << uiShift, ((uiValue >> (8 * uiByte)) & 0xFF) << uiShift);
+        }
+    }
+}
