@@ -1,0 +1,35 @@
+// The Linux backend: configuration space through libpci, physical windows through a mapping of
+// the physical-memory device, time through CLOCK_MONOTONIC. Its operations table is
+// g_oQelVxdLinuxBackend (QelVxdBackend.h).
+#pragma once
+
+#include "QelBaseTypes.h"
+
+// ---- Configuration space (QelVxdPrivateLinuxPci.cpp). A function that libpci does not list,
+// or an access that libpci reports as failed, returns 0.
+int QelVxdLinuxConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize);
+int QelVxdLinuxConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize);
+void QelVxdLinuxReleasePci(void);
+
+// ---- Physical windows (QelVxdPrivateLinuxMap.cpp).
+inline constexpr MUINT32 QELVXD_PAGE_SIZE        = 4096;
+inline constexpr MUINT32 QELVXD_PAGE_OFFSET_MASK = QELVXD_PAGE_SIZE - 1;
+
+MEMHANDLE QelVxdMapMemoryLinux(MUINT32 uiAddressLow, MUINT32 uiAddressHigh, MUINT32 uiLength, MUINT32 uiFlags);
+int QelVxdUnmapMemoryLinux(MEMHANDLE hAddress);
+
+MUINT8  QelVxdLinuxRead8(MEMHANDLE hAddress);
+MUINT16 QelVxdLinuxRead16(MEMHANDLE hAddress);
+MUINT32 QelVxdLinuxRead32(MEMHANDLE hAddress);
+void QelVxdLinuxWrite8(MEMHANDLE hAddress, MUINT8 uiValue);
+void QelVxdLinuxWrite16(MEMHANDLE hAddress, MUINT16 uiValue);
+void QelVxdLinuxWrite32(MEMHANDLE hAddress, MUINT32 uiValue);
+
+// Names the file that mappings are made from, in place of /dev/mem (tests map a regular file).
+// Null restores /dev/mem. Returns 0, changing nothing, when the path does not fit.
+int QelVxdLinuxSetMemDevicePath(const char* pszPath);
+
+// ---- Time (QelVxdPrivateLinuxTimer.cpp).
+int  QelVxdPrivateLinuxTimer_Counter(MUINT64* puiMicroSeconds);
+void QelVxdPrivateLinuxTimer_Delay(MUINT32 uiMicroSeconds);
+int  QelVxdPrivateLinuxTimer_Sleep(MUINT32 uiMicroSeconds);

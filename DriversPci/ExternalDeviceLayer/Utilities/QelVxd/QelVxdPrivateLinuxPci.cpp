@@ -1,0 +1,168 @@
+// Linux configuration space through libpci.
+//
+// libpci reports a fatal problem (no working access method, an unreadable bus directory) by
+// calling the access object's error handler, and expects that handler not to return: its
+// default prints a message and exits the process. A tool that is half way through bringing up
+// a board must not vanish that way, so every libpci call runs under a guard: our handler jumps
+// back to the guard, and the call counts as a failed access (reads as all ones). Only libpci's
+// own C frames are unwound by the jump.
+#include <csetjmp>
+#include <cstdlib>
+
+extern "C" {
+#include <pci/pci.h>
+}
+
+#include "QelVxdApi.h"
+#include "QelVxdPrivateLinux.h"
+
+namespace
+{
+// The process-wide access object: created and scanned on the first access, forgotten by
+// QelVxdLinuxReleasePci. When setting it up fails, the failure is remembered until release so
+// that a bus scan does not retry libpci thousands of times; the bus then looks empty.
+struct pci_access* s_poPciAccess = nullptr;
+bool s_bPciAccessFailed = false;
+
+sigjmp_buf s_oPciErrorJump;
+bool s_bPciErrorJumpArmed = false;
+
+[[noreturn]] void QelVxdPciLibError(char* /*pszFormat*/, ...)
+{
+    if (s_bPciErrorJumpArmed)
+    {
+        s_bPciErrorJumpArmed = false;
+        siglongjmp(s_oPciErrorJump, 1);
+    }
+    // Every libpci call is guarded, so this is a call we forgot to guard. Returning into libpci
+    // after a fatal error would run it on a broken state.
+    abort();
+}
+
+// Warnings (an unreadable configuration file, for example) already turn into a failed access;
+// this layer prints nothing.
+void QelVxdPciLibQuiet(char* /*pszFormat*/, ...)
+{
+}
+
+// Runs one libpci call on the access object; 0 when libpci reported a fatal error.
+// Kept out of line so that the jump target has a frame of its own with nothing live in it.
+__attribute__((noinline)) int PciLibGuarded(void (*pfnCall)(struct pci_access*), struct pci_access* poAccess)
+{
+    if (sigsetjmp(s_oPciErrorJump, 0) != 0)
+    {
+        return 0;
+    }
+    s_bPciErrorJumpArmed = true;
+    pfnCall(poAccess);
+    s_bPciErrorJumpArmed = false;
+    return 1;
+}
+
+// pci_read_block/pci_write_block under the guard; returns libpci's result, 0 on a fatal error.
+// The signal mask is not saved (second argument 0): libpci changes none, and saving it would
+// cost a system call on every access.
+__attribute__((noinline)) int PciLibBlock(struct pci_dev* poDevice, int iOffset, MUINT8* puiBuffer, int iSize,
+                                          bool bWrite)
+{
+    if (sigsetjmp(s_oPciErrorJump, 0) != 0)
+    {
+        return 0;
+    }
+    s_bPciErrorJumpArmed = true;
+    const int iResult = bWrite ? pci_write_block(poDevice, iOffset, puiBuffer, iSize)
+                               : pci_read_block(poDevice, iOffset, puiBuffer, iSize);
+    s_bPciErrorJumpArmed = false;
+    return iResult;
+}
+
+void ForgetPciAccess(void)
+{
+    if (s_poPciAccess != nullptr)
+    {
+        // If even the cleanup fails, the object is abandoned rather than used again.
+        PciLibGuarded(pci_cleanup, s_poPciAccess);
+        s_poPciAccess = nullptr;
+    }
+}
+
+bool OpenPciAccess(void)
+{
+    if (s_poPciAccess != nullptr)
+    {
+        return true;
+    }
+    if (s_bPciAccessFailed)
+    {
+        return false;
+    }
+
+    struct pci_access* poAccess = pci_alloc();
+    if (poAccess == nullptr)
+    {
+        // Nothing is kept: the next access tries again.
+        return false;
+    }
+    // The handlers must be in place before pci_init, the first call that can fail.
+    poAccess->error = QelVxdPciLibError;
+    poAccess->warning = QelVxdPciLibQuiet;
+    poAccess->debug = QelVxdPciLibQuiet;
+    s_poPciAccess = poAccess;
+
+    if (!PciLibGuarded(pci_init, poAccess) || !PciLibGuarded(pci_scan_bus, poAccess))
+    {
+        ForgetPciAccess();
+        s_bPciAccessFailed = true;
+        return false;
+    }
+    return true;
+}
+
+// The libpci device of a handle; null when libpci does not list it. The device list is the one
+// read when the access object was created: functions that appear later are not seen.
+struct pci_dev* QelVxdPciLibConvertHandle(PCIHANDLE hDevice)
+{
+    if (!OpenPciAccess())
+    {
+        return nullptr;
+    }
+    const MUINT32 uiBus = QelVxdPciBus(hDevice);
+    const MUINT32 uiDevice = QelVxdPciDevice(hDevice);
+    const MUINT32 uiFunction = QelVxdPciFunction(hDevice);
+    for (struct pci_dev* poDevice = s_poPciAccess->devices; poDevice != nullptr; poDevice = poDevice->next)
+    {
+        if ((poDevice->bus == uiBus) && (poDevice->dev == uiDevice) && (poDevice->func == uiFunction))
+        {
+            return poDevice;
+        }
+    }
+    return nullptr;
+}
+
+int ConfigAccess(PCIHANDLE hDevice, MUINT32 uiOffset, MUINT8* puiBuffer, MUINT32 uiSize, bool bWrite)
+{
+    struct pci_dev* poDevice = QelVxdPciLibConvertHandle(hDevice);
+    if (poDevice == nullptr)
+    {
+        return 0;
+    }
+    return (PciLibBlock(poDevice, (int)uiOffset, puiBuffer, (int)uiSize, bWrite) != 0) ? 1 : 0;
+}
+}
+
+int QelVxdLinuxConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
+{
+    return ConfigAccess(hDevice, uiOffset, static_cast<MUINT8*>(pvBuffer), uiSize, false);
+}
+
+int QelVxdLinuxConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize)
+{
+    // libpci takes a non-const buffer for writes but only reads it.
+    return ConfigAccess(hDevice, uiOffset, static_cast<MUINT8*>(const_cast<void*>(pvBuffer)), uiSize, true);
+}
+
+void QelVxdLinuxReleasePci(void)
+{
+    ForgetPciAccess();
+    s_bPciAccessFailed = false;
+}
