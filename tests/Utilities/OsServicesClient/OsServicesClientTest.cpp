@@ -1,0 +1,272 @@
+#include "OsServicesClient_Linux.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "FakeQelVxd.h"
+
+namespace
+{
+
+// Long enough never to expire on a loaded machine; its 999 ms part also makes the deadline's
+// nanosecond sum pass one second whenever the clock is past the first millisecond of a second.
+constexpr MUINT32 kuiLongWaitMs = 29999;
+constexpr MUINT32 kuiShortWaitMs = 20;
+constexpr MINT32 kiPending = 1;
+
+// A thread running one blocking call, whose result is kept.
+class CWaiter
+{
+public:
+    explicit CWaiter(std::function<MINT32()> fnWait)
+        : m_oThread([this, fnWait] {
+              m_iTid = gettid();
+              m_iResult = fnWait();
+          })
+    {
+    }
+    ~CWaiter() { Join(); }
+    MINT32 Join()
+    {
+        if (m_oThread.joinable())
+            m_oThread.join();
+        return m_iResult;
+    }
+    // Polls until the thread sleeps in the kernel (blocked in the call) or has finished.
+    void WaitUntilBlocked() { PollFor([this] { return m_iTid != 0 && IsSleeping(); }); }
+    // Whether the call returns within a span far longer than a wake-up takes on a loaded machine.
+    bool FinishesSoon() { return PollFor([] { return false; }); }
+
+private:
+    template <typename FCondition>
+    bool PollFor(FCondition fnCondition)
+    {
+        for (int i = 0; i < 10000 && m_iResult == kiPending; ++i)
+        {
+            if (fnCondition())
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return m_iResult != kiPending;
+    }
+
+    bool IsSleeping() const
+    {
+        std::ifstream oStat("/proc/self/task/" + std::to_string(m_iTid) + "/stat");
+        std::string oLine;
+        std::getline(oStat, oLine);
+        size_t uiEnd = oLine.rfind(')');
+        return uiEnd != std::string::npos && uiEnd + 2 < oLine.size() && oLine[uiEnd + 2] == 'S';
+    }
+
+    std::atomic<pid_t> m_iTid{0};
+    std::atomic<MINT32> m_iResult{kiPending};
+    std::thread m_oThread;
+};
+
+// Handle memory as the OsServices object allocates it.
+template <typename THandle>
+THandle NewHandle(MUINT32 uiSize)
+{
+    return reinterpret_cast<THandle>(new MUINT8[uiSize]);
+}
+
+template <typename THandle>
+void DeleteHandle(THandle hHandle)
+{
+    delete[] reinterpret_cast<MUINT8*>(hHandle);
+}
+
+class EventTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(OsServices_Event_Create(m_hEvent)); }
+    void TearDown() override
+    {
+        OsServices_Event_Destroy(m_hEvent);
+        DeleteHandle(m_hEvent);
+    }
+    SHEvent m_hEvent = NewHandle<SHEvent>(OsServices_Event_GetHandleSize());
+};
+
+TEST_F(EventTest, TriggerBeforeWaitIsKeptForExactlyOneWait)
+{
+    EXPECT_EQ(OsServices_Event_Trigger(m_hEvent), 1u);
+    EXPECT_EQ(OsServices_Event_Wait(m_hEvent, 0), 0);
+    EXPECT_EQ(OsServices_Event_Wait(m_hEvent, kuiShortWaitMs), -3);
+}
+
+TEST_F(EventTest, ResetDropsAPendingTrigger)
+{
+    OsServices_Event_Trigger(m_hEvent);
+    OsServices_Event_Reset(m_hEvent);
+    EXPECT_EQ(OsServices_Event_Wait(m_hEvent, kuiShortWaitMs), -3);
+}
+
+TEST_F(EventTest, TriggerWakesABlockedWaiterWhoseDeadlineNanosecondsOverflow)
+{
+    CWaiter oWaiter([this] { return OsServices_Event_Wait(m_hEvent, kuiLongWaitMs); });
+    oWaiter.WaitUntilBlocked();
+    OsServices_Event_Trigger(m_hEvent);
+    EXPECT_EQ(oWaiter.Join(), 0);
+}
+
+TEST_F(EventTest, CancelWakesEveryWaiterAndActivateRestores)
+{
+    CWaiter oFirst([this] { return OsServices_Event_Wait(m_hEvent, kuiLongWaitMs); });
+    CWaiter oSecond([this] { return OsServices_Event_Wait(m_hEvent, kuiLongWaitMs); });
+    oFirst.WaitUntilBlocked();
+    oSecond.WaitUntilBlocked();
+    OsServices_Event_Cancel(m_hEvent);
+    EXPECT_EQ(oFirst.Join(), -12);
+    EXPECT_EQ(oSecond.Join(), -12);
+
+    EXPECT_EQ(OsServices_Event_Wait(m_hEvent, kuiLongWaitMs), -12);   // at once
+    EXPECT_EQ(OsServices_Event_Trigger(m_hEvent), 0u);
+    OsServices_Event_Activate(m_hEvent);
+    EXPECT_EQ(OsServices_Event_Trigger(m_hEvent), 1u);
+    EXPECT_EQ(OsServices_Event_Wait(m_hEvent, kuiLongWaitMs), 0);
+}
+
+class SignalTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(OsServices_Signal_Create(m_hSignal)); }
+    void TearDown() override
+    {
+        OsServices_Signal_Destroy(m_hSignal);
+        DeleteHandle(m_hSignal);
+    }
+    MINT32 Wait(MUINT32 uiTimeoutMs) { return OsServices_Signal_Wait(m_hSignal, uiTimeoutMs, 0); }
+    SHSignal m_hSignal = NewHandle<SHSignal>(OsServices_Signal_GetHandleSize());
+};
+
+TEST_F(SignalTest, OneTriggerWakesEveryWaiter)
+{
+    std::unique_ptr<CWaiter> apoWaiters[3];
+    for (auto& rpoWaiter : apoWaiters)
+        rpoWaiter = std::make_unique<CWaiter>([this] { return Wait(kuiLongWaitMs); });
+    for (auto& rpoWaiter : apoWaiters)
+        rpoWaiter->WaitUntilBlocked();
+    EXPECT_EQ(OsServices_Signal_Trigger(m_hSignal), 1u);
+    for (auto& rpoWaiter : apoWaiters)
+        EXPECT_TRUE(rpoWaiter->FinishesSoon());   // woken, not found signalled at its time-out
+    OsServices_Signal_Cancel(m_hSignal);
+    for (auto& rpoWaiter : apoWaiters)
+        EXPECT_EQ(rpoWaiter->Join(), 0);
+}
+
+TEST_F(SignalTest, TriggerWithoutWaiterIsNotKept)
+{
+    EXPECT_EQ(OsServices_Signal_Trigger(m_hSignal), 1u);
+    EXPECT_EQ(Wait(kuiShortWaitMs), -3);
+}
+
+TEST_F(SignalTest, CancelWakesWaitersAndActivateRestores)
+{
+    CWaiter oWaiter([this] { return Wait(OSSERVICES_INFINITE_TIMEOUT); });
+    oWaiter.WaitUntilBlocked();
+    OsServices_Signal_Cancel(m_hSignal);
+    EXPECT_EQ(oWaiter.Join(), -12);
+    EXPECT_EQ(Wait(kuiLongWaitMs), -12);
+    EXPECT_EQ(OsServices_Signal_Trigger(m_hSignal), 0u);
+    OsServices_Signal_Activate(m_hSignal);
+    EXPECT_EQ(OsServices_Signal_Trigger(m_hSignal), 1u);
+}
+
+// Run in a child process: a lock bug ends the process, and should fail this test only.
+TEST(MutexDeathTest, RecursiveMutexIsReleasedOnlyByTheLastRelease)
+{
+    EXPECT_EXIT(
+        {
+            SHMutex hMutex = NewHandle<SHMutex>(OsServices_Mutex_GetHandleSize());
+            OsServices_Mutex_Create(hMutex);
+            OsServices_Mutex_Acquire(hMutex, OSSERVICES_INFINITE_TIMEOUT);
+            OsServices_Mutex_Acquire(hMutex, kuiShortWaitMs);   // same thread: recursion
+            CWaiter oContender([hMutex] { return (MINT32)OsServices_Mutex_Acquire(hMutex, kuiLongWaitMs) - 1; });
+            oContender.WaitUntilBlocked();
+            OsServices_Mutex_Release(hMutex);
+            OsServices_Mutex_Release(hMutex);
+            exit(oContender.Join() == 0 ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(MutexDeathTest, AcquireTimeOutEndsTheProcess)
+{
+    SHMutex hMutex = NewHandle<SHMutex>(OsServices_Mutex_GetHandleSize());
+    OsServices_Mutex_Create(hMutex);
+    OsServices_Mutex_Acquire(hMutex, OSSERVICES_INFINITE_TIMEOUT);
+    EXPECT_DEATH(CWaiter([hMutex] { return (MINT32)OsServices_Mutex_Acquire(hMutex, kuiShortWaitMs); }), "bAcquired");
+    OsServices_Mutex_Release(hMutex);
+    OsServices_Mutex_Destroy(hMutex);
+    DeleteHandle(hMutex);
+}
+
+TEST(HandleDeathTest, NullHandlesEndTheProcessWithTheirCheck)
+{
+    const std::pair<std::function<void()>, const char*> aoCases[] = {
+        {[] { OsServices_Mutex_Acquire(nullptr, 0); }, "hMutex != \\(\\(void \\*\\)0\\)"},
+        {[] { OsServices_Event_Wait(nullptr, 0); }, "hEvent != \\(\\(void \\*\\)0\\)"},
+        {[] { OsServices_Signal_Trigger(nullptr); }, "hSignal != \\(\\(void \\*\\)0\\)"},
+        {[] { OsServices_SpinLock_Lock(nullptr); }, "hSpinLock != \\(\\(void \\*\\)0\\)"},
+        {[] { OsServices_CpuThread_Join(nullptr); }, "hCpuThread != \\(\\(void \\*\\)0\\)"},
+        {[] {
+             MUINT8 auiThread[8];
+             OsServices_CpuThread_Create(reinterpret_cast<SHCpuThread>(auiThread), nullptr, nullptr);
+         },
+         "\\(hCpuThread != \\(\\(void \\*\\)0\\)\\) && \\(pfnThreadFunction != \\(\\(void \\*\\)0\\)\\)"},
+    };
+    for (const auto& [rfnCall, pszMessage] : aoCases)
+        EXPECT_DEATH(rfnCall(), pszMessage);
+}
+
+TEST(Threads, SpinLockSerialisesTwoThreads)
+{
+    alignas(16) MUINT8 auiThreads[2][8];
+    alignas(16) MUINT8 auiLock[4];
+    SHSpinLock hLock = reinterpret_cast<SHSpinLock>(auiLock);
+    ASSERT_TRUE(OsServices_SpinLock_Create(hLock, 0));
+    struct SShared
+    {
+        SHSpinLock hLock;
+        long lCount;
+    } oShared{hLock, 0};
+    auto pfnWorker = [](void* pvShared) -> void* {
+        SShared* poShared = static_cast<SShared*>(pvShared);
+        for (int i = 0; i < 100000; ++i)
+        {
+            OsServices_SpinLock_Lock(poShared->hLock);
+            poShared->lCount = poShared->lCount + 1;
+            OsServices_SpinLock_Unlock(poShared->hLock);
+        }
+        return nullptr;
+    };
+    for (auto& rauiThread : auiThreads)
+        ASSERT_TRUE(OsServices_CpuThread_Create(reinterpret_cast<SHCpuThread>(rauiThread), pfnWorker, &oShared));
+    for (auto& rauiThread : auiThreads)
+        OsServices_CpuThread_Join(reinterpret_cast<SHCpuThread>(rauiThread));
+    EXPECT_EQ(oShared.lCount, 200000);
+    OsServices_SpinLock_Destroy(hLock);
+}
+
+TEST(Library, InitializeAndCleanupDriveThePlatformLibrary)
+{
+    FakeQelVxdReset();
+    EXPECT_EQ(OsServices_Initialize(), 1u);
+    g_oFakeQelVxd.iInitResult = 0;
+    EXPECT_EQ(OsServices_Initialize(), 0u);
+    EXPECT_EQ(OsServices_Cleanup(), 1u);
+    EXPECT_EQ(g_oFakeQelVxd.iInitCalls, 2);
+    EXPECT_EQ(g_oFakeQelVxd.iReleaseCalls, 1);
+}
+
+}  // namespace
