@@ -1,0 +1,274 @@
+#include <vector>
+
+#include "ContainerTestSupport.h"
+
+namespace
+{
+// Element that counts how it is created, copied and destroyed, and leaves one field to the
+// zero-fill (its constructor does not set uiUntouched).
+struct SProbe
+{
+    static inline int ms_iConstructed = 0;
+    static inline int ms_iCopied = 0;
+    static inline int ms_iDestroyed = 0;
+
+    SProbe() : uiValue(7) { ms_iConstructed++; }
+    SProbe(const SProbe& roOther) : uiValue(roOther.uiValue), uiUntouched(roOther.uiUntouched) { ms_iCopied++; }
+    SProbe& operator=(const SProbe& roOther)
+    {
+        uiValue = roOther.uiValue;
+        uiUntouched = roOther.uiUntouched;
+        return *this;
+    }
+    ~SProbe() { ms_iDestroyed++; }
+    bool operator==(const SProbe& roOther) const { return uiValue == roOther.uiValue; }
+
+    MUINT32 uiValue;
+    MUINT32 uiUntouched;
+};
+
+typedef CMArray<MINT32, MINT32> CIntArray;
+
+std::vector<MINT32> Contents(const CIntArray& roArray)
+{
+    return std::vector<MINT32>(roArray.GetData(), roArray.GetData() + roArray.GetSize());
+}
+
+CIntArray Sequence(MINT32 iCount)
+{
+    CIntArray oArray;
+    for (MINT32 i = 0; i < iCount; i++)
+        oArray.Add(i);
+    return oArray;
+}
+}  // namespace
+
+// ---- Growth rule ---------------------------------------------------------------------------------
+
+struct SGrowthCase
+{
+    const char* pszName;
+    std::vector<std::pair<MINT32, MINT32>> oCalls;   // SetSize(newSize, growBy) in order
+    MINT32 iExpectedCapacity;
+    MINT32 iExpectedGrowBy;
+};
+
+class CMArrayGrowthTest : public CContainerTest, public testing::WithParamInterface<SGrowthCase>
+{
+};
+
+TEST_P(CMArrayGrowthTest, CapacityAndStepFollowTheGrowthRule)
+{
+    const SGrowthCase& roCase = GetParam();
+    CIntArray oArray;
+    for (const auto& roCall : roCase.oCalls)
+    {
+        // Fill what exists so that a lost element shows after the next growth.
+        for (MINT32 i = 0; i < oArray.GetSize(); i++)
+            oArray[i] = i * 3;
+        oArray.SetSize(roCall.first, roCall.second);
+    }
+    MINT32 iFinalSize = roCase.oCalls.back().first;
+    EXPECT_EQ(oArray.GetSize(), iFinalSize);
+    EXPECT_EQ(oArray.m_iMaxSize, roCase.iExpectedCapacity);
+    EXPECT_EQ(oArray.m_iGrowBy, roCase.iExpectedGrowBy);
+    MINT32 iPreviousSize = roCase.oCalls.size() > 1 ? roCase.oCalls[roCase.oCalls.size() - 2].first : 0;
+    for (MINT32 i = 0; i < iFinalSize; i++)
+        ASSERT_EQ(oArray[i], i < iPreviousSize ? i * 3 : 0) << "element " << i;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Steps, CMArrayGrowthTest,
+    testing::Values(SGrowthCase{"FirstAllocationIsExact", {{1, -1}}, 1, 0},
+                    SGrowthCase{"FirstGrowthFixesStepAtFour", {{1, -1}, {2, -1}}, 5, 4},
+                    SGrowthCase{"EightyGrowsByTen", {{80, -1}, {81, -1}}, 90, 10},
+                    // size 90 would give 11 if recomputed; the first step is kept
+                    SGrowthCase{"StepIsKeptAfterwards", {{80, -1}, {81, -1}, {91, -1}}, 100, 10},
+                    SGrowthCase{"LargeArrayGrowsBy1024", {{10000, -1}, {10001, -1}}, 11024, 1024},
+                    SGrowthCase{"JumpPastStepTakesRequestedSize", {{1, -1}, {100, -1}}, 100, 4},
+                    SGrowthCase{"ExplicitStep", {{1, 7}, {2, -1}}, 8, 7},
+                    SGrowthCase{"ShrinkKeepsStorage", {{10, -1}, {3, -1}}, 10, 0},
+                    SGrowthCase{"RegrowWithinCapacity", {{10, -1}, {3, -1}, {10, -1}}, 10, 0},
+                    SGrowthCase{"ZeroReleasesStorage", {{10, -1}, {0, -1}}, 0, 0}),
+    [](const testing::TestParamInfo<SGrowthCase>& roInfo) { return roInfo.param.pszName; });
+
+// ---- Element life cycle --------------------------------------------------------------------------
+
+class CMArrayElementTest : public CContainerTest
+{
+protected:
+    void SetUp() override
+    {
+        CContainerTest::SetUp();
+        SProbe::ms_iConstructed = SProbe::ms_iCopied = SProbe::ms_iDestroyed = 0;
+    }
+};
+
+TEST_F(CMArrayElementTest, GrowthAndFreeExtraRelocateByBytes)
+{
+    CMArray<SProbe> oArray;
+    oArray.SetSize(4);
+    for (MINT32 i = 0; i < 4; i++)
+        oArray[i].uiValue = 100 + i;
+
+    oArray.SetSize(50);
+    oArray.SetSize(5);
+    oArray.FreeExtra();
+
+    EXPECT_EQ(SProbe::ms_iCopied, 0) << "relocation must not copy-construct";
+    EXPECT_EQ(SProbe::ms_iConstructed, 50);
+    EXPECT_EQ(SProbe::ms_iDestroyed, 45);
+    EXPECT_EQ(oArray.m_iMaxSize, 5);
+    for (MINT32 i = 0; i < 4; i++)
+        EXPECT_EQ(oArray[i].uiValue, 100u + i);
+    oArray.RemoveAll();
+    EXPECT_EQ(SProbe::ms_iDestroyed, 50);
+    EXPECT_EQ(oArray.GetData(), nullptr);
+}
+
+TEST_F(CMArrayElementTest, SetAtGrowZeroFillsAndConstructsTheGap)
+{
+    CMArray<SProbe> oArray;
+    SProbe oValue;
+    oValue.uiValue = 42;
+    oValue.uiUntouched = 0;
+    oArray.SetAtGrow(5, oValue);
+
+    ASSERT_EQ(oArray.GetSize(), 6);
+    for (MINT32 i = 0; i < 5; i++)
+    {
+        EXPECT_EQ(oArray[i].uiValue, 7u) << "element " << i << " not constructed";
+        EXPECT_EQ(oArray[i].uiUntouched, 0u) << "element " << i << " not zero-filled";
+    }
+    EXPECT_EQ(oArray[5].uiValue, 42u);
+}
+
+TEST_F(CMArrayElementTest, InsertAndRemoveKeepEveryElementAliveExactlyOnce)
+{
+    auto LiveProbes = [] { return SProbe::ms_iConstructed + SProbe::ms_iCopied - SProbe::ms_iDestroyed; };
+    SProbe oValue;
+    oValue.uiValue = 9;
+    oValue.uiUntouched = 0;
+    {
+        CMArray<SProbe> oArray;
+        oArray.SetSize(3);
+        oArray.InsertAt(1, oValue, 2);
+        EXPECT_EQ(LiveProbes(), 1 + 5);
+        oArray.RemoveAt(0, 2);
+        EXPECT_EQ(LiveProbes(), 1 + 3);
+        EXPECT_EQ(oArray[0].uiValue, 9u);
+        EXPECT_EQ(oArray[1].uiValue, 7u);
+    }
+    EXPECT_EQ(LiveProbes(), 1);
+}
+
+TEST_F(CMArrayElementTest, FreeExtraOnEmptyArrayReleasesStorage)
+{
+    CMArray<SProbe> oArray;
+    oArray.SetSize(5);
+    oArray.RemoveAt(0, 5);
+    ASSERT_NE(oArray.GetData(), nullptr);
+    oArray.FreeExtra();
+    EXPECT_EQ(oArray.GetData(), nullptr);
+    EXPECT_EQ(oArray.m_iMaxSize, 0);
+    EXPECT_TRUE(m_oAllocator.m_oLiveBlocks.empty());
+}
+
+// ---- Editing ---------------------------------------------------------------------------------------
+
+class CMArrayEditTest : public CContainerTest
+{
+};
+
+TEST_F(CMArrayEditTest, InsertRemoveAppendKeepOrder)
+{
+    CIntArray oArray = Sequence(5);
+    oArray.InsertAt(2, 9, 2);
+    EXPECT_EQ(Contents(oArray), (std::vector<MINT32>{0, 1, 9, 9, 2, 3, 4}));
+    oArray.RemoveAt(1, 3);
+    EXPECT_EQ(Contents(oArray), (std::vector<MINT32>{0, 2, 3, 4}));
+    oArray.InsertAt(6, 8);   // past the end: the array grows to reach the index
+    EXPECT_EQ(Contents(oArray), (std::vector<MINT32>{0, 2, 3, 4, 0, 0, 8}));
+    oArray.Append(oArray);
+    EXPECT_EQ(oArray.GetSize(), 14);
+    EXPECT_EQ(oArray[13], 8);
+}
+
+TEST_F(CMArrayEditTest, FindLocatesPointersForRegistries)
+{
+    int aiObjects[3];
+    CMArray<int*, int*> oRegistry;
+    oRegistry.Add(&aiObjects[0]);
+    oRegistry.Add(&aiObjects[1]);
+    oRegistry.Add(&aiObjects[0]);
+    EXPECT_EQ(oRegistry.Find(&aiObjects[0]), 0);
+    EXPECT_EQ(oRegistry.Find(&aiObjects[0], 1), 2);
+    EXPECT_TRUE(oRegistry.Contains(&aiObjects[1]));
+    EXPECT_FALSE(oRegistry.Contains(&aiObjects[2]));
+}
+
+TEST_F(CMArrayEditTest, AddingOwnElementSurvivesReallocation)
+{
+    CMArray<CMString, const CMString&> oArray;
+    oArray.Add(CMString("first"));
+    for (int i = 0; i < 20; i++)
+        oArray.Add(oArray[0]);   // the argument lives in the storage being replaced
+    for (int i = 0; i < oArray.GetSize(); i++)
+        EXPECT_EQ(oArray[i], "first");
+    CMArray<CMString, const CMString&> oCopy(oArray);
+    EXPECT_EQ(oCopy.GetSize(), 21);
+}
+
+// ---- Broken preconditions ------------------------------------------------------------------------
+
+class CMArrayPreconditionTest : public CContainerTest
+{
+};
+
+TEST_F(CMArrayPreconditionTest, BadIndexReportsAndTouchesNothing)
+{
+    CIntArray oArray = Sequence(2);
+    std::string oOutput = Printed([&] {
+        oArray[2] = 77;
+        oArray.ElementAt(-1) = 77;
+        oArray.SetAt(5, 77);
+        EXPECT_EQ(oArray.GetAt(2), 0);
+    });
+    EXPECT_TRUE(Reports(oOutput, "QelMFCTypes.h(4267)"));
+    EXPECT_EQ(Contents(oArray), (std::vector<MINT32>{0, 1}));
+}
+
+TEST_F(CMArrayPreconditionTest, NegativeSizeReportsAndKeepsElements)
+{
+    CIntArray oArray = Sequence(3);
+    std::string oOutput = Printed([&] { oArray.SetSize(-4); });
+    EXPECT_TRUE(Reports(oOutput, "QelMFCTypes.h(4679)"));
+    EXPECT_EQ(Contents(oArray), (std::vector<MINT32>{0, 1, 2}));
+}
+
+TEST_F(CMArrayPreconditionTest, BadRangesAreRefused)
+{
+    CIntArray oArray = Sequence(3);
+    std::string oOutput = Printed([&] {
+        oArray.RemoveAt(2, 2);
+        oArray.RemoveAt(-1);
+        oArray.InsertAt(-1, 5);
+        oArray.SetAtGrow(-1, 5);
+    });
+    EXPECT_NE(oOutput.find("Assertion failed"), std::string::npos);
+    EXPECT_EQ(Contents(oArray), (std::vector<MINT32>{0, 1, 2}));
+}
+
+TEST_F(CMArrayPreconditionTest, RefusedAllocationLeavesArrayIntact)
+{
+    CIntArray oArray = Sequence(3);
+    oArray.FreeExtra();   // full: the next element needs new storage
+    m_oAllocator.m_bRefuse = true;
+    std::string oOutput = Printed([&] {
+        oArray.SetSize(100);
+        oArray.Add(5);
+    });
+    m_oAllocator.m_bRefuse = false;
+    EXPECT_NE(oOutput.find("Assertion failed"), std::string::npos);
+    EXPECT_EQ(Contents(oArray), (std::vector<MINT32>{0, 1, 2}));
+}

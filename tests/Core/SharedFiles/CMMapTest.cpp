@@ -1,0 +1,172 @@
+#include <map>
+
+#include "ContainerTestSupport.h"
+
+namespace
+{
+typedef CMMap<MINT32, MINT32, MINT32, MINT32> CIntMap;
+
+// Every (key, value) of the map in iteration order, failing on a key seen twice.
+std::map<MINT32, MINT32> Walk(const CIntMap& roMap)
+{
+    std::map<MINT32, MINT32> oSeen;
+    MPOSITION uiPosition = roMap.GetStartPosition();
+    while (uiPosition != 0)
+    {
+        MINT32 iKey = 0, iValue = 0;
+        roMap.GetNextAssoc(uiPosition, iKey, iValue);
+        EXPECT_TRUE(oSeen.emplace(iKey, iValue).second) << "key " << iKey << " visited twice";
+    }
+    return oSeen;
+}
+}  // namespace
+
+class CMMapTest : public CContainerTest
+{
+};
+
+TEST_F(CMMapTest, DefaultMapAllocatesOnFirstInsertion)
+{
+    CIntMap oMap;
+    EXPECT_EQ(oMap.m_ppoHashTable, nullptr);
+    EXPECT_EQ(oMap.m_uiHashTableSize, 17u);
+    EXPECT_EQ(oMap.m_iGrowSize, 10);
+    EXPECT_EQ(oMap.GetStartPosition(), 0u);
+    MINT32 iValue = -1;
+    EXPECT_FALSE(oMap.Lookup(3, iValue));
+    EXPECT_FALSE(oMap.RemoveKey(3));
+    EXPECT_EQ(m_oAllocator.m_uiAllocCount, 0u);
+
+    oMap[3] = 30;
+    EXPECT_NE(oMap.m_ppoHashTable, nullptr);
+    EXPECT_EQ(m_oAllocator.m_uiAllocCount, 2u);   // bucket array and one node block
+    EXPECT_TRUE(oMap.Lookup(3, iValue));
+    EXPECT_EQ(iValue, 30);
+}
+
+TEST_F(CMMapTest, ManyCollidingKeysInsertLookupRemoveAndIterate)
+{
+    CIntMap oMap;
+    std::map<MINT32, MINT32> oExpected;
+    // 17 buckets: every key lands in one of the first three, in long chains.
+    for (MINT32 i = 0; i < 500; i++)
+    {
+        MINT32 iKey = i * 17 + i % 3;
+        oMap[iKey] = i;
+        oExpected[iKey] = i;
+    }
+    ASSERT_EQ(oMap.GetCount(), 500);
+    EXPECT_EQ(Walk(oMap), oExpected);
+
+    for (auto oEntry = oExpected.begin(); oEntry != oExpected.end();)
+    {
+        if (oEntry->first % 2 == 0)
+        {
+            EXPECT_TRUE(oMap.RemoveKey(oEntry->first));
+            EXPECT_FALSE(oMap.RemoveKey(oEntry->first));
+            oEntry = oExpected.erase(oEntry);
+        }
+        else
+        {
+            ++oEntry;
+        }
+    }
+    EXPECT_EQ(oMap.GetCount(), static_cast<MINT32>(oExpected.size()));
+    EXPECT_EQ(Walk(oMap), oExpected);
+    for (MINT32 iKey = 0; iKey < 500 * 17 + 3; iKey++)
+    {
+        MINT32 iValue = -1;
+        EXPECT_EQ(oMap.Lookup(iKey, iValue) != 0, oExpected.count(iKey) == 1) << "key " << iKey;
+    }
+}
+
+TEST_F(CMMapTest, RemovedNodesAreReusedBeforeANewBlock)
+{
+    CIntMap oMap;
+    for (MINT32 i = 0; i < 10; i++)
+        oMap[i] = i;
+    size_t uiAllocations = m_oAllocator.m_uiAllocCount;
+    for (MINT32 i = 0; i < 4; i++)
+        oMap.RemoveKey(i);
+    for (MINT32 i = 100; i < 104; i++)
+        oMap[i] = i;
+    EXPECT_EQ(m_oAllocator.m_uiAllocCount, uiAllocations) << "freed nodes were not reused";
+    oMap[200] = 1;
+    EXPECT_EQ(m_oAllocator.m_uiAllocCount, uiAllocations + 1) << "a full free list takes one more block";
+}
+
+TEST_F(CMMapTest, EmptiedMapGivesMemoryBack)
+{
+    CMMap<MINT32, CMString> oNames;
+    for (MINT32 i = 0; i < 30; i++)
+        oNames[i].Format("device %d", i);
+    EXPECT_EQ(oNames[7], "device 7");
+    for (MINT32 i = 0; i < 30; i++)
+        oNames.RemoveKey(i);
+    EXPECT_TRUE(m_oAllocator.m_oLiveBlocks.empty());
+    EXPECT_EQ(oNames.m_ppoHashTable, nullptr);
+    oNames[1] = "again";
+    EXPECT_EQ(oNames.GetCount(), 1);
+}
+
+TEST_F(CMMapTest, PointerKeysAsInDeviceMarks)
+{
+    int aiDevices[40];
+    CMMap<int*, MINT32, int*, MINT32> oDone(10);
+    oDone.InitHashTable(17);
+    for (int& riDevice : aiDevices)
+        oDone[&riDevice] = 0;
+    oDone[&aiDevices[5]] = 1;
+    MINT32 iMark = -1;
+    ASSERT_TRUE(oDone.Lookup(&aiDevices[5], iMark));
+    EXPECT_EQ(iMark, 1);
+    ASSERT_TRUE(oDone.Lookup(&aiDevices[6], iMark));
+    EXPECT_EQ(iMark, 0);
+    EXPECT_EQ(oDone.GetCount(), 40);
+}
+
+TEST_F(CMMapTest, HashOfPointersAndIntegers)
+{
+    EXPECT_EQ(MHashKey<void*>(reinterpret_cast<void*>(0x12345670)), 0x1234567u);
+    EXPECT_EQ(MHashKey<void*>(reinterpret_cast<void*>(0x1234567F)), 0x1234567u);
+    EXPECT_EQ(MHashKey<MINT32>(42), 42u);
+    EXPECT_EQ(MHashKey<MUINT32>(0xFFFFFFFFu), 0xFFFFFFFFu);
+}
+
+TEST_F(CMMapTest, StringKeys)
+{
+    CMMap<CMString, MINT32> oByName;
+    oByName[CMString("eeprom")] = 16;
+    oByName[CMString("core")] = 14;
+    MINT32 iType = 0;
+    EXPECT_TRUE(oByName.Lookup(CMString("eeprom"), iType));
+    EXPECT_EQ(iType, 16);
+    EXPECT_FALSE(oByName.Lookup(CMString("hmc"), iType));
+}
+
+TEST_F(CMMapTest, MisuseIsReportedAndHarmless)
+{
+    CIntMap oMap;
+    oMap[1] = 10;
+    std::string oOutput = Printed([&] {
+        oMap.InitHashTable(101);   // would strand the existing node
+        oMap.InitHashTable(0);
+        MPOSITION uiEnd = 0;
+        MINT32 iKey, iValue;
+        oMap.GetNextAssoc(uiEnd, iKey, iValue);
+    });
+    EXPECT_NE(oOutput.find("Assertion failed"), std::string::npos);
+    EXPECT_EQ(oMap.GetHashTableSize(), 17u);
+    MINT32 iValue = 0;
+    EXPECT_TRUE(oMap.Lookup(1, iValue));
+    EXPECT_EQ(iValue, 10);
+
+    for (MINT32 iKey = 2; iKey <= 10; iKey++)   // fills the first node block
+        oMap[iKey] = iKey;
+    m_oAllocator.m_bRefuse = true;
+    oOutput = Printed([&] { oMap[11] = 110; });   // no node to be had
+    m_oAllocator.m_bRefuse = false;
+    EXPECT_NE(oOutput.find("Assertion failed"), std::string::npos);
+    EXPECT_EQ(oMap.GetCount(), 10);
+    EXPECT_FALSE(oMap.Lookup(11, iValue));
+}

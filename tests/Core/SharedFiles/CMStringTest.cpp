@@ -1,0 +1,373 @@
+#include <functional>
+#include <vector>
+
+#include "ContainerTestSupport.h"
+
+namespace
+{
+const SMetaData* Header(const CMString& roString)
+{
+    return reinterpret_cast<const SMetaData*>(roString.GetString()) - 1;
+}
+
+MINT32 Refs(const CMString& roString)
+{
+    return Header(roString)->iRefs;
+}
+
+std::vector<std::string> Tokens(const CMString& roText, const char* pszDelimiters)
+{
+    std::vector<std::string> oTokens;
+    for (CMString::CIterator oToken = roText.Begin(pszDelimiters); oToken != roText.End(); ++oToken)
+        oTokens.push_back((*oToken).GetString());
+    return oTokens;
+}
+}  // namespace
+
+// ---- Sharing and copy on write -------------------------------------------------------------------
+
+class CMStringSharingTest : public CContainerTest
+{
+};
+
+TEST_F(CMStringSharingTest, CopiesShareUntilOneIsWritten)
+{
+    CMString oFirst("board 0");
+    {
+        CMString oCopy(oFirst);
+        CMString oAssigned;
+        oAssigned = oFirst;
+        EXPECT_EQ(oCopy.GetString(), oFirst.GetString());
+        EXPECT_EQ(oAssigned.GetString(), oFirst.GetString());
+        EXPECT_EQ(Refs(oFirst), 3);
+        EXPECT_EQ(m_oAllocator.m_uiAllocCount, 1u);
+
+        oCopy.SetAt(6, '1');
+        EXPECT_NE(oCopy.GetString(), oFirst.GetString());
+        EXPECT_EQ(oCopy, "board 1");
+        EXPECT_EQ(oFirst, "board 0");
+        EXPECT_EQ(Refs(oFirst), 2);
+        EXPECT_EQ(Refs(oCopy), 1);
+    }
+    EXPECT_EQ(Refs(oFirst), 1);
+}
+
+TEST_F(CMStringSharingTest, EmptyStringsShareTheStaticRepresentation)
+{
+    CMString oDefault;
+    CMString oFromEmptyText("");
+    CMString oCopy(oDefault);
+    CMString oEmptied("x");
+    oEmptied.Empty();
+    for (const CMString* poString : std::initializer_list<const CMString*>{&oDefault, &oFromEmptyText, &oCopy, &oEmptied, CMString::m_poEmptyString})
+    {
+        EXPECT_EQ(poString->GetString(), CMString::m_pszNil);
+        EXPECT_EQ(poString->GetLength(), 0);
+    }
+    EXPECT_EQ(Header(oDefault), CMString::m_poDataNil);
+    EXPECT_EQ(Refs(oDefault), -1) << "the empty representation is never counted";
+    EXPECT_EQ(m_oAllocator.m_uiAllocCount, 1u);   // only "x"
+}
+
+TEST_F(CMStringSharingTest, AllocationHoldsHeaderCapacityAndTerminator)
+{
+    CMString oText("abcde");
+    ASSERT_EQ(m_oAllocator.m_oLiveBlocks.size(), 1u);
+    EXPECT_EQ(m_oAllocator.m_oLiveBlocks.begin()->second, 12u + 5u + 1u);
+    EXPECT_EQ(m_oAllocator.m_oLiveBlocks.begin()->first, static_cast<const void*>(Header(oText)));
+    EXPECT_EQ(Header(oText)->iDataLength, 5);
+    EXPECT_EQ(Header(oText)->iAllocLength, 5);
+}
+
+TEST_F(CMStringSharingTest, LockedBufferIsNeverShared)
+{
+    CMString oLocked("locked");
+    MCHAR8* pchBuffer = oLocked.LockBuffer();
+    CMString oCopy(oLocked);
+    EXPECT_NE(oCopy.GetString(), pchBuffer);
+    oLocked = CMString("other");
+    EXPECT_EQ(oLocked.GetString(), pchBuffer) << "a locked buffer stays where it is";
+    oLocked.UnlockBuffer();
+    CMString oShared(oLocked);
+    EXPECT_EQ(oShared.GetString(), oLocked.GetString());
+    EXPECT_EQ(oCopy, "locked");
+}
+
+// Every modifying member applied to a string that shares its text: the other string must keep
+// its text, and its count must drop back to 1.
+struct SModifyCase
+{
+    const char* pszName;
+    std::function<void(CMString&)> fnModify;
+    const char* pszExpected;
+};
+
+class CMStringModifySharedTest : public CContainerTest, public testing::WithParamInterface<SModifyCase>
+{
+};
+
+TEST_P(CMStringModifySharedTest, OriginalKeepsItsText)
+{
+    CMString oOriginal("  Hello, World  ");
+    CMString oCopy(oOriginal);
+    GetParam().fnModify(oCopy);
+    EXPECT_EQ(oCopy, GetParam().pszExpected);
+    EXPECT_EQ(oOriginal, "  Hello, World  ");
+    EXPECT_EQ(Refs(oOriginal), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Members, CMStringModifySharedTest,
+    testing::Values(
+        SModifyCase{"MakeUpper", [](CMString& s) { s.MakeUpper(); }, "  HELLO, WORLD  "},
+        SModifyCase{"MakeLower", [](CMString& s) { s.MakeLower(); }, "  hello, world  "},
+        SModifyCase{"MakeReverse", [](CMString& s) { s.MakeReverse(); }, "  dlroW ,olleH  "},
+        SModifyCase{"SetAt", [](CMString& s) { s.SetAt(2, 'J'); }, "  Jello, World  "},
+        SModifyCase{"Delete", [](CMString& s) { s.Delete(7, 7); }, "  Hello  "},
+        SModifyCase{"InsertChar", [](CMString& s) { s.Insert(0, '>'); }, ">  Hello, World  "},
+        SModifyCase{"InsertText", [](CMString& s) { s.Insert(7, " there"); }, "  Hello there, World  "},
+        SModifyCase{"TrimLeft", [](CMString& s) { s.TrimLeft(); }, "Hello, World  "},
+        SModifyCase{"TrimRight", [](CMString& s) { s.TrimRight(); }, "  Hello, World"},
+        SModifyCase{"TrimSet", [](CMString& s) { s.Trim(" Hd"); }, "ello, Worl"},
+        SModifyCase{"AppendText", [](CMString& s) { s += "!"; }, "  Hello, World  !"},
+        SModifyCase{"AppendChar", [](CMString& s) { s += '!'; }, "  Hello, World  !"},
+        SModifyCase{"AppendSelf", [](CMString& s) { s += s; }, "  Hello, World    Hello, World  "},
+        SModifyCase{"Assign", [](CMString& s) { s = "x"; }, "x"},
+        SModifyCase{"Empty", [](CMString& s) { s.Empty(); }, ""},
+        SModifyCase{"Format", [](CMString& s) { s.Format("%d-%s", 4, "x"); }, "4-x"},
+        SModifyCase{"AppendFormat", [](CMString& s) { s.AppendFormat("%02X", 10); }, "  Hello, World  0A"},
+        SModifyCase{"GetBufferReleaseBuffer",
+                    [](CMString& s) {
+                        s.GetBuffer(0)[0] = '#';
+                        s.ReleaseBuffer(5);
+                    },
+                    "# Hel"},
+        SModifyCase{"GetBufferSetLength", [](CMString& s) { memcpy(s.GetBufferSetLength(3), "abc", 3); }, "abc"},
+        SModifyCase{"LockBuffer", [](CMString& s) { s.LockBuffer()[0] = '*'; }, "* Hello, World  "}),
+    [](const testing::TestParamInfo<SModifyCase>& roInfo) { return roInfo.param.pszName; });
+
+// ---- Buffers and formatting ----------------------------------------------------------------------
+
+class CMStringBufferTest : public CContainerTest
+{
+};
+
+TEST_F(CMStringBufferTest, GetBufferGrowsAndReleaseBufferMeasures)
+{
+    CMString oText("ab");
+    MCHAR8* pchBuffer = oText.GetBuffer(64);
+    EXPECT_EQ(Header(oText)->iAllocLength, 64);
+    strcpy(pchBuffer, "0123456789");
+    oText.ReleaseBuffer();
+    EXPECT_EQ(oText.GetLength(), 10);
+    oText.FreeExtra();
+    EXPECT_EQ(Header(oText)->iAllocLength, 10);
+    EXPECT_EQ(oText, "0123456789");
+}
+
+TEST_F(CMStringBufferTest, ReleaseBufferBeyondCapacityIsClamped)
+{
+    CMString oText("abc");
+    oText.GetBuffer(4);
+    std::string oOutput = Printed([&] { oText.ReleaseBuffer(1000); });
+    EXPECT_NE(oOutput.find("Assertion failed"), std::string::npos);
+    EXPECT_EQ(oText.GetLength(), 4);
+}
+
+TEST_F(CMStringBufferTest, FormatProducesLongOutput)
+{
+    CMString oText;
+    oText.Format("%s:%05000d:%s", "head", 42, "tail");
+    ASSERT_EQ(oText.GetLength(), 4 + 1 + 5000 + 1 + 4);
+    EXPECT_EQ(oText.Left(7), "head:00");
+    EXPECT_EQ(oText.Right(8), "042:tail");
+
+    // The arguments may be the string's own text.
+    oText = "ab";
+    oText.Format("%s%s%s", oText.GetString(), oText.GetString(), oText.GetString());
+    EXPECT_EQ(oText, "ababab");
+    oText.AppendFormat("[%s]", oText.GetString());
+    EXPECT_EQ(oText, "ababab[ababab]");
+}
+
+TEST_F(CMStringBufferTest, FormattedLengthIsMeasuredWithoutConsumingArguments)
+{
+    auto Measure = [](const char* pszFormat, ...)
+    {
+        va_list oArgs;
+        va_start(oArgs, pszFormat);
+        MINT32 iFirst = CMString::GetFormattedLength(pszFormat, oArgs);
+        MINT32 iSecond = CMString::GetFormattedLength(pszFormat, oArgs);
+        va_end(oArgs);
+        EXPECT_EQ(iFirst, iSecond);
+        return iFirst;
+    };
+    EXPECT_EQ(Measure("%d|%s", 12345, "abc"), 9);
+    EXPECT_EQ(Measure(""), 0);
+}
+
+TEST_F(CMStringBufferTest, ConcatenationOperators)
+{
+    CMString oName("hb4");
+    EXPECT_EQ(oName + "-" + CMString("x") + '!', "hb4-x!");
+    EXPECT_EQ("<" + oName, "<hb4");
+    EXPECT_EQ('#' + oName, "#hb4");
+    EXPECT_EQ(CMString('-', 4), "----");
+    EXPECT_EQ(CMString("abcdef", 3), "abc");
+}
+
+// ---- Searching and substrings --------------------------------------------------------------------
+
+struct SSearchCase
+{
+    const char* pszText;
+    const char* pszSearch;
+    MINT32 iFind, iFindNoCase, iReverseFind, iReverseFindNoCase, iCount, iCountNoCase;
+};
+
+class CMStringSearchTest : public CContainerTest, public testing::WithParamInterface<SSearchCase>
+{
+};
+
+TEST_P(CMStringSearchTest, TextSearches)
+{
+    const SSearchCase& c = GetParam();
+    CMString oText(c.pszText);
+    EXPECT_EQ(oText.Find(c.pszSearch), c.iFind);
+    EXPECT_EQ(oText.FindNoCase(c.pszSearch), c.iFindNoCase);
+    EXPECT_EQ(oText.ReverseFind(c.pszSearch), c.iReverseFind);
+    EXPECT_EQ(oText.ReverseFindNoCase(c.pszSearch), c.iReverseFindNoCase);
+    EXPECT_EQ(oText.CountOf(c.pszSearch), c.iCount);
+    EXPECT_EQ(oText.CountOfNoCase(c.pszSearch), c.iCountNoCase);
+    if (strlen(c.pszSearch) == 1)
+    {
+        EXPECT_EQ(oText.Find(c.pszSearch[0]), c.iFind);
+        EXPECT_EQ(oText.FindNoCase(c.pszSearch[0]), c.iFindNoCase);
+        EXPECT_EQ(oText.ReverseFind(c.pszSearch[0]), c.iReverseFind);
+        EXPECT_EQ(oText.ReverseFindNoCase(c.pszSearch[0]), c.iReverseFindNoCase);
+        EXPECT_EQ(oText.CountOf(c.pszSearch[0]), c.iCount);
+        EXPECT_EQ(oText.CountOfNoCase(c.pszSearch[0]), c.iCountNoCase);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, CMStringSearchTest,
+                         testing::Values(SSearchCase{"DDR DdR ddr", "ddr", 8, 0, 8, 8, 1, 3},
+                                         SSearchCase{"aaaa", "aa", 0, 0, 2, 2, 2, 2},
+                                         SSearchCase{"Clock", "K", -1, 4, -1, 4, 0, 1},
+                                         SSearchCase{"abc", "abcd", -1, -1, -1, -1, 0, 0},
+                                         SSearchCase{"", "a", -1, -1, -1, -1, 0, 0},
+                                         SSearchCase{"abc", "", 0, 0, 3, 3, 0, 0}));
+
+TEST_F(CMStringSearchTest, FindFromStartPosition)
+{
+    CMString oText("a.b.c");
+    EXPECT_EQ(oText.Find('.', 2), 3);
+    EXPECT_EQ(oText.Find(".", 4), -1);
+    EXPECT_EQ(oText.Find('.', 99), -1);
+}
+
+struct SSubstringCase
+{
+    MINT32 iFirst, iCount;
+    const char* pszMid;
+    const char* pszLeft;    // Left(iCount)
+    const char* pszRight;   // Right(iCount)
+};
+
+class CMStringSubstringTest : public CContainerTest, public testing::WithParamInterface<SSubstringCase>
+{
+};
+
+TEST_P(CMStringSubstringTest, PositionsAreClamped)
+{
+    const SSubstringCase& c = GetParam();
+    CMString oText("012345");
+    EXPECT_EQ(oText.Mid(c.iFirst, c.iCount), c.pszMid);
+    EXPECT_EQ(oText.Left(c.iCount), c.pszLeft);
+    EXPECT_EQ(oText.Right(c.iCount), c.pszRight);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, CMStringSubstringTest,
+                         testing::Values(SSubstringCase{1, 3, "123", "012", "345"},
+                                         SSubstringCase{4, 10, "45", "012345", "012345"},
+                                         SSubstringCase{-2, 2, "01", "01", "45"},
+                                         SSubstringCase{9, 2, "", "01", "45"},
+                                         SSubstringCase{2, -1, "", "", ""}));
+
+// ---- Tokens, join and split ----------------------------------------------------------------------
+
+struct STokenCase
+{
+    const char* pszText;
+    const char* pszDelimiters;
+    std::vector<std::string> oTokens;
+};
+
+class CMStringTokenTest : public CContainerTest, public testing::WithParamInterface<STokenCase>
+{
+};
+
+TEST_P(CMStringTokenTest, IteratorAndSplitAgree)
+{
+    const STokenCase& c = GetParam();
+    EXPECT_EQ(Tokens(CMString(c.pszText), c.pszDelimiters), c.oTokens);
+
+    CMArrayString oSplit;
+    EXPECT_EQ(oSplit.InitFromString(c.pszText, c.pszDelimiters), static_cast<MINT32>(c.oTokens.size()));
+    for (MINT32 i = 0; i < oSplit.GetSize(); i++)
+        EXPECT_EQ(oSplit[i], c.oTokens[i].c_str());
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, CMStringTokenTest,
+                         testing::Values(STokenCase{"a,b,c", ",", {"a", "b", "c"}},
+                                         STokenCase{"a,,b", ",", {"a", "b"}},
+                                         STokenCase{",a,", ",", {"a"}},
+                                         STokenCase{",,,", ",", {}},
+                                         STokenCase{"", ",", {}},
+                                         STokenCase{"one", ",", {"one"}},
+                                         STokenCase{" -dev 0x100\t-i 2 ", " \t", {"-dev", "0x100", "-i", "2"}},
+                                         STokenCase{"a;b,c", ",;", {"a", "b", "c"}}));
+
+TEST_F(CMStringTokenTest, IteratorAtEndReportsAndStays)
+{
+    CMString oText("x");
+    CMString::CIterator oToken = oText.Begin(",");
+    CMString::CIterator oPrevious = oToken++;
+    EXPECT_EQ(*oPrevious, "x");
+    EXPECT_TRUE(oToken == oText.End());
+    std::string oOutput = Printed([&] {
+        ++oToken;
+        EXPECT_TRUE((*oToken).IsEmpty());
+    });
+    EXPECT_NE(oOutput.find("Assertion failed"), std::string::npos);
+    EXPECT_TRUE(oToken == oText.End());
+}
+
+class CMArrayStringJoinTest : public CContainerTest, public testing::WithParamInterface<std::vector<std::string>>
+{
+};
+
+TEST_P(CMArrayStringJoinTest, JoinThenSplitRoundTrips)
+{
+    CMArrayString oParts;
+    for (const std::string& roPart : GetParam())
+        oParts.Add(CMString(roPart.c_str()));
+    CMString oJoined = oParts.Join(", ");
+
+    std::string oExpected;
+    for (size_t i = 0; i < GetParam().size(); i++)
+        oExpected += (i ? ", " : "") + GetParam()[i];
+    EXPECT_EQ(oJoined, oExpected.c_str());
+
+    CMArrayString oSplit;
+    oSplit.InitFromString(oJoined, ", ");
+    ASSERT_EQ(oSplit.GetSize(), oParts.GetSize());
+    for (MINT32 i = 0; i < oSplit.GetSize(); i++)
+        EXPECT_EQ(oSplit[i], oParts[i]);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, CMArrayStringJoinTest,
+                         testing::Values(std::vector<std::string>{},
+                                         std::vector<std::string>{"single"},
+                                         std::vector<std::string>{"hb4", "0.2.3.2", "DDR3"},
+                                         std::vector<std::string>(300, "slot")));
