@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "OsServices.h"
+#include "QelAssert.h"
+
+namespace
+{
+
+using ::testing::internal::CaptureStdout;
+using ::testing::internal::GetCapturedStdout;
+
+// Every test starts from the default message settings and leaves them so.
+class MessagesTest : public ::testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        OsServices::SetMsgLevel(1, 1, 0);
+        OsServices::SetMsgPrefixEnable(1);
+        OsServices::SetMsgPrefix("hb4");
+        OsServices::SetMsgReferenceId(0);
+    }
+    static std::string Capture(const std::function<void()>& rfnWrite)
+    {
+        CaptureStdout();
+        rfnWrite();
+        fflush(stdout);
+        return GetCapturedStdout();
+    }
+};
+
+struct SLevelCase
+{
+    MBOOL32 bError, bUser, bInfo;
+    std::string oExpected;
+};
+
+TEST_F(MessagesTest, EachLevelHasItsPrefixAndItsSwitch)
+{
+    const SLevelCase aoCases[] = {
+        {1, 1, 0, "hb4(0.2.3.2)[0]: (Error) e=1\nhb4(0.2.3.2)[0]: (Info) u=2\n"},
+        {1, 1, 1, "hb4(0.2.3.2)[0]: (Error) e=1\nhb4(0.2.3.2)[0]: (Info) u=2\nhb4(0.2.3.2)[0]: (Debug) d=3\n"},
+        {0, 1, 1, "hb4(0.2.3.2)[0]: (Info) u=2\nhb4(0.2.3.2)[0]: (Debug) d=3\n"},
+        {0, 0, 0, ""},
+    };
+    for (const SLevelCase& roCase : aoCases)
+    {
+        OsServices::SetMsgLevel(roCase.bError, roCase.bUser, roCase.bInfo);
+        EXPECT_EQ(Capture([] {
+                      OsServices::WriteErrorMsg("e=%d\n", 1);
+                      OsServices::WriteUserMsg("u=%d\n", 2);
+                      OsServices::WriteMsg("d=%d\n", 3);
+                  }),
+                  roCase.oExpected);
+    }
+}
+
+TEST_F(MessagesTest, PrefixTextAndReferenceAreKeptBounded)
+{
+    OsServices::SetMsgPrefix(std::string(100, 'p').c_str());
+    OsServices::SetMsgReferenceId(0x123456789ULL);
+    EXPECT_EQ(Capture([] { OsServices::WriteErrorMsg("x"); }), std::string(63, 'p') + "(0.2.3.2)[4886718345]: (Error) x");
+}
+
+TEST_F(MessagesTest, GetMsgLevelSkipsNullPointers)
+{
+    OsServices::SetMsgLevel(0, 1, 1);
+    MBOOL32 bUser = 7;
+    OsServices::GetMsgLevel(nullptr, &bUser, nullptr);
+    EXPECT_EQ(bUser, 1u);
+}
+
+TEST_F(MessagesTest, AssertionReportNamesTheFileWithoutDirectories)
+{
+    EXPECT_EQ(Capture([] { QelAssertReport("/src/Core/XDevEeprom.cpp", 212); }), "hb4(0.2.3.2)[0]: (Error) XDevEeprom.cpp(212) Assertion failed\n");
+    OsServices::SetMsgPrefixEnable(0);
+    EXPECT_EQ(Capture([] { QelAssertReport("a\\b\\XBoard.cpp", 7); }), "XBoard.cpp(7) Assertion failed\n");
+}
+
+TEST(FileNameOnly, PointsBehindTheLastSeparator)
+{
+    const std::pair<const char*, size_t> aoCases[] = {{"a/b\\c", 4}, {"a\\b/c.cpp", 4}, {"abc", 0}, {"/x", 1}, {"", 0}, {"dir/", 4}};
+    for (const auto& [pszPath, uiOffset] : aoCases)
+        EXPECT_EQ(OsServices::GetFileNameOnlySubSring(pszPath), pszPath + uiOffset) << pszPath;
+}
+
+}  // namespace
