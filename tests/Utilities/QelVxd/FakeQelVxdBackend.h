@@ -1,47 +1,143 @@
-// A recording backend for testing the generic platform code: a small model of configuration
-// spaces and base address registers, real test memory behind the mapped-access primitives, and
-// a log of every call made through the backend table.
+// A recording backend for testing the generic platform code: configuration spaces with
+// optional base address registers, real test memory behind the mapped-access primitives, and a
+// log of every configuration and mapped-memory access made through the backend table.
 #pragma once
 
 #include <array>
+#include <cstring>
 #include <map>
-#include <set>
 #include <vector>
 
-#include "QelBaseTypes.h"
-#include "QelVxdBackend.h"
+#include <gtest/gtest.h>
+
+#include "QelVxdPrivate.h"
+#include "QelVxdPrivateLinux.h"
 
 struct SFakeAccess
 {
-    char cKind;          // 'r'/'w' configuration read/write, 'R'/'W' mapped read/write, 'm' map
-    PCIHANDLE hDevice;   // configuration accesses
-    MUINT64 uiAddress;   // configuration offset, mapped address, or map flags
+    char cKind;          // 'r'/'w' configuration read/write, 'R'/'W' mapped read/write
+    PCIHANDLE hDevice;   // configuration accesses only
+    MUINT64 uiAddress;   // configuration offset or mapped address
     MUINT32 uiSize;      // byte count or access width
-
     bool operator==(const SFakeAccess&) const = default;
 };
 
+// Installed behind the public functions for its lifetime.
 class CFakeQelVxdBackend
 {
 public:
     CFakeQelVxdBackend();
     ~CFakeQelVxdBackend();
 
-    // Creates a function whose configuration space reads as zeros except for the vendor id.
-    std::array<MUINT8, 4096>& AddFunction(PCIHANDLE hDevice, MUINT16 uiVendorId = 0x1234, MUINT8 uiHeaderType = 0);
-    void SetDword(PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 uiValue);
-    MUINT32 GetDword(PCIHANDLE hDevice, MUINT32 uiOffset) const;
-    // Makes the dword at uiOffset behave as a memory base address register decoding uiSize bytes.
-    void AddBar(PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 uiSize);
-
-    // The logged calls whose kind is one of pszKinds, in order.
-    std::vector<SFakeAccess> Log(const char* pszKinds) const;
+    // A function with vendor id 0x1234 and the given dword at 0x0C (header type, multi-function).
+    void AddFunction(PCIHANDLE hDevice, MUINT32 uiHeaderDword = 0)
+    {
+        m_oFunctions[hDevice].fill(0);
+        SetDword(hDevice, 0x00, 0x1234);
+        SetDword(hDevice, 0x0C, uiHeaderDword);
+    }
+    void SetDword(PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 uiValue)
+    {
+        memcpy(m_oFunctions.at(hDevice).data() + uiOffset, &uiValue, 4);   // little-endian host
+    }
+    MUINT32 GetDword(PCIHANDLE hDevice, MUINT32 uiOffset) const
+    {
+        MUINT32 uiValue;
+        memcpy(&uiValue, m_oFunctions.at(hDevice).data() + uiOffset, 4);
+        return uiValue;
+    }
+    std::vector<SFakeAccess> Log(const char* pszKinds) const
+    {
+        std::vector<SFakeAccess> daLog;
+        std::copy_if(m_daLog.begin(), m_daLog.end(), std::back_inserter(daLog),
+                     [&](const SFakeAccess& ro) { return strchr(pszKinds, ro.cKind) != nullptr; });
+        return daLog;
+    }
 
     std::map<PCIHANDLE, std::array<MUINT8, 4096>> m_oFunctions;
-    std::map<std::pair<PCIHANDLE, MUINT32>, MUINT32> m_oBarSizes;
-    std::set<MUINT32> m_oMapFlagsThatWork;   // pfnMap succeeds only for these flags
+    std::map<std::pair<PCIHANDLE, MUINT32>, MUINT32> m_oBarSizes;   // (function, offset) -> decoded size
     std::vector<SFakeAccess> m_daLog;
-
-    static CFakeQelVxdBackend* ms_poCurrent;
-    static const SQelVxdBackend msc_oTable;
 };
+
+namespace FakeQelVxd
+{
+inline CFakeQelVxdBackend* g_poFake = nullptr;
+
+// The function's bytes at the offset, null when it is absent. The generic layer must never let
+// an access that leaves configuration space through.
+inline MUINT8* Space(char cKind, PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 uiSize)
+{
+    g_poFake->m_daLog.push_back({cKind, hDevice, uiOffset, uiSize});
+    if ((MUINT64)uiOffset + uiSize > 4096)
+    {
+        ADD_FAILURE() << "configuration access past the end: offset " << uiOffset << " size " << uiSize;
+        return nullptr;
+    }
+    auto it = g_poFake->m_oFunctions.find(hDevice);
+    return (it == g_poFake->m_oFunctions.end()) ? nullptr : it->second.data() + uiOffset;
+}
+
+inline int ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
+{
+    const MUINT8* puiSpace = Space('r', hDevice, uiOffset, uiSize);
+    if (puiSpace != nullptr)
+    {
+        memcpy(pvBuffer, puiSpace, uiSize);
+    }
+    return puiSpace != nullptr;
+}
+
+inline int ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize)
+{
+    MUINT8* puiSpace = Space('w', hDevice, uiOffset, uiSize);
+    if (puiSpace == nullptr)
+    {
+        return 0;
+    }
+    memcpy(puiSpace, pvBuffer, uiSize);
+    auto itBar = g_poFake->m_oBarSizes.find({hDevice, uiOffset});
+    if (itBar != g_poFake->m_oBarSizes.end())
+    {
+        // Address bits below the decoded size are wired to 0; the flags say "prefetchable memory".
+        const MUINT32 uiWritten = g_poFake->GetDword(hDevice, uiOffset);
+        g_poFake->SetDword(hDevice, uiOffset, (uiWritten & ~(itBar->second - 1)) | 0x8);
+    }
+    return 1;
+}
+
+template <typename TValue>
+TValue Read(MEMHANDLE hAddress)
+{
+    g_poFake->m_daLog.push_back({'R', 0, hAddress, sizeof(TValue)});
+    TValue uiValue;
+    memcpy(&uiValue, reinterpret_cast<const void*>(hAddress), sizeof(uiValue));
+    return uiValue;
+}
+
+template <typename TValue>
+void Write(MEMHANDLE hAddress, TValue uiValue)
+{
+    g_poFake->m_daLog.push_back({'W', 0, hAddress, sizeof(TValue)});
+    memcpy(reinterpret_cast<void*>(hAddress), &uiValue, sizeof(uiValue));
+}
+
+inline const SQelVxdBackend g_oTable = {
+    "fake", ConfigRead, ConfigWrite, [] {},
+    [](MUINT32 uiLow, MUINT32 uiHigh, MUINT32, MUINT32) { return ((MEMHANDLE)uiHigh << 32) | uiLow; },
+    [](MEMHANDLE) { return 1; },
+    Read<MUINT8>, Read<MUINT16>, Read<MUINT32>, Write<MUINT8>, Write<MUINT16>, Write<MUINT32>,
+    QelVxdPrivateLinuxTimer_Counter, QelVxdPrivateLinuxTimer_Delay, QelVxdPrivateLinuxTimer_Sleep,
+};
+}
+
+inline CFakeQelVxdBackend::CFakeQelVxdBackend()
+{
+    FakeQelVxd::g_poFake = this;
+    QelVxdSetBackendForTest(&FakeQelVxd::g_oTable);
+}
+
+inline CFakeQelVxdBackend::~CFakeQelVxdBackend()
+{
+    QelVxdSetBackendForTest(nullptr);
+    FakeQelVxd::g_poFake = nullptr;
+}
