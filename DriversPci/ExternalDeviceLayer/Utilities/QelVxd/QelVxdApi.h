@@ -33,7 +33,8 @@ inline constexpr MUINT32 QelVxdPciDevice(PCIHANDLE h)   { return (MUINT32)((h >>
 inline constexpr MUINT32 QelVxdPciFunction(PCIHANDLE h) { return (MUINT32)(h & 0x7); }
 
 // ---- Configuration space. Every function returns 1. A function that does not exist reads as
-// all ones (0xFF bytes) and drops writes, as the hardware does.
+// all ones (0xFF bytes) and drops writes, as the hardware does; so does an access that does not
+// lie wholly inside the 4096 bytes of configuration space.
 int csReadWrite(PCIHANDLE hDevice, int iOffset, void* pvBuffer, int iSize, int iAccess);
 int csRead(PCIHANDLE hDevice, int iOffset, void* pvBuffer, int iSize);
 int csWrite(PCIHANDLE hDevice, int iOffset, void* pvBuffer, int iSize);
@@ -47,9 +48,12 @@ int csWriteByte(PCIHANDLE hDevice, int iOffset, MUINT8 uiValue);
 // ---- PCI bus.
 int pciScan(PCISCANCALLBACK pfnCallback, void* pvContext);
 int pciScanBus(PCISCANCALLBACK pfnCallback, void* pvContext);
+// Capability lookup: 1 and the capability's offset when found, else 0.
 int pciFindCapability(PCIHANDLE hPci, MUINT32* puiOffset, MUINT32 uiCapabilityId);
 int pciFindPMCapability(PCIHANDLE hPci, MUINT32* puiOffset);
 int pciFindAGPCapability(PCIHANDLE hPci, MUINT32* puiOffset);
+// Sizes a base address register (read, write all ones, read back, restore): 1, or 0 when an
+// output pointer is null.
 int pciGetTermbase(PCIHANDLE hPci, MUINT32 uiOffset, MUINT32* puiBase, MUINT32* puiMask);
 int pciGetLocation(PCIHANDLE hPci, PCILOCATION* poLocation);
 
@@ -61,7 +65,8 @@ MEMHANDLE memMap(MUINT32 uiPhysicalAddress, MUINT32 uiLength);
 int memUnmap(MEMHANDLE hAddress);
 
 // Copies between a buffer and mapped memory using the widest naturally aligned access (32, 16,
-// then 8 bits). Return 1.
+// then 8 bits). Return 1; 0 when the buffer is null or nothing is mapped (base 0), in which case
+// a read fills the buffer with 0xFF and the device is not touched.
 int memRead(MEMHANDLE hBase, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiCount);
 int memWrite(MEMHANDLE hBase, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiCount);
 int memReadWrite(MEMHANDLE hBase, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiCount, int iWrite);

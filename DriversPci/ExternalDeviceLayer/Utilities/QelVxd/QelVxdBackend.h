@@ -5,7 +5,10 @@
 //
 // The generic code above this table (bus scan, capability walk, BAR sizing, the width rules of
 // the mapped-memory copy) is shared by both backends; a backend only provides exact-width
-// primitives.
+// primitives. Every member must be set. What the generic code guarantees to a backend:
+// configuration handles carry only their low 16 bits; configuration accesses have a non-null
+// buffer, a size of at least 1 and lie wholly inside the 4096 bytes of configuration space;
+// mapped accesses are naturally aligned for their width and never made through a base of 0.
 #pragma once
 
 #include "QelBaseTypes.h"
