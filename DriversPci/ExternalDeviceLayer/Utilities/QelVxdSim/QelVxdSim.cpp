@@ -49,7 +49,7 @@ bool DirectoryExists(const std::string& rsPath)
 // ---- CQelSim
 
 CQelSim::CQelSim(const SQelSimRigDesc& roRig)
-    : m_sRigName(roRig.sName), m_oClock(roRig.eTime), m_oBus(m_oEnv), m_bStateWarned(false)
+    : m_sRigName(roRig.sName), m_oClock(roRig.eTime), m_oBus(m_oEnv), m_bStateDirty(false), m_bStateWarned(false)
 {
     m_oEnv.poClock = &m_oClock;
     m_oEnv.poPersistence = this;
@@ -175,9 +175,9 @@ const std::string& CQelSim::StatePath() const
 bool CQelSim::Flush(std::string& rsError)
 {
     bool bOk = true;
-    if (m_poState != nullptr && !m_poState->Save(m_oBus.Boards(), rsError))
+    if (m_bStateDirty)
     {
-        bOk = false;
+        bOk = SaveState(rsError);
     }
     for (CQelSimBoard* poBoard : m_oBus.Boards())
     {
@@ -195,10 +195,21 @@ bool CQelSim::Flush(std::string& rsError)
     return bOk;
 }
 
+bool CQelSim::SaveState(std::string& rsError)
+{
+    if (m_poState == nullptr || m_poState->Save(m_oBus.Boards(), rsError))
+    {
+        m_bStateDirty = false;
+        return true;
+    }
+    return false;
+}
+
 void CQelSim::OnPersistentRegisterChanged(MUINT32)
 {
+    m_bStateDirty = true;
     std::string sError;
-    if (m_poState != nullptr && !m_poState->Save(m_oBus.Boards(), sError) && !m_bStateWarned)
+    if (!SaveState(sError) && !m_bStateWarned)
     {
         fprintf(stderr, "%s%s: board state not saved: %s\n", ERROR_PREFIX, m_sRigName.c_str(), sError.c_str());
         m_bStateWarned = true;

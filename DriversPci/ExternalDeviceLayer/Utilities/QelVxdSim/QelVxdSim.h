@@ -51,13 +51,14 @@ public:
     CQelSimBoard* FindBoard(PCIHANDLE hLocation) const { return m_oBus.FindBoard(hLocation); }
     CQelSimClock& Clock() { return m_oClock; }
     const std::string& StatePath() const;
-    // Writes the state file and the changed flash images, and pushes out the trace. False with
-    // what failed.
+    // Writes what is not on disk yet (a state change whose save failed, changed flash images)
+    // and pushes out the trace. False with what failed.
     bool Flush(std::string& rsError);
 
 private:
     CQelSim(const SQelSimRigDesc& roRig);
     bool Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath, std::string& rsError);
+    bool SaveState(std::string& rsError);
     void OnPersistentRegisterChanged(MUINT32 uiOffset) override;
     [[noreturn]] void Fault(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite);
 
@@ -67,6 +68,7 @@ private:
     std::unique_ptr<CQelSimStateStore> m_poState;
     SQelSimEnv m_oEnv;
     CQelSimBus m_oBus;
+    bool m_bStateDirty;
     bool m_bStateWarned;
 };
 

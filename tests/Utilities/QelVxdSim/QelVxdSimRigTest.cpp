@@ -1,0 +1,182 @@
+// Rig files: every kind of mistake is refused with one line that names the rig file and the
+// entry at fault, through the in-process loader and through the real entry point (exit status 2,
+// nothing on standard output); the default rig has the board it promises.
+#include <cstdlib>
+
+#include "QelVxdSimTestSupport.h"
+
+namespace
+{
+struct SRigErrorCase
+{
+    const char* pszName;
+    const char* pszRig;
+    const char* pszExpected;  // the message after "qelvxd-sim: <rig path>: "
+};
+
+const SRigErrorCase s_aoRigErrors[] = {
+    {"UnknownKey", R"({"boards":[{"bus":3,"device":0,"function":0,"bsu":1}]})", R"(boards[0]: unknown key "bsu")"},
+    {"UnknownTopLevelKey", R"({"board":[]})", R"(rig: unknown key "board")"},
+    {"NumberAsWord", R"({"boards":[{"bus":"three","device":0,"function":0}]})",
+     R"(boards[0].bus: expected an integer or a "0x..." string, got "three")"},
+    {"NegativeNumber", R"({"devices":[{"bus":0,"device":2,"function":0,"vendor_id":-1,"device_id":1}]})",
+     R"(devices[0].vendor_id: expected an integer or a "0x..." string, got -1)"},
+    {"BoolAsString", R"({"boards":[{"bus":3,"device":0,"function":0,"bar64":"yes"}]})",
+     R"(boards[0].bar64: expected true or false, got "yes")"},
+    {"ListAsObject", R"({"boards":{}})", R"(rig.boards: expected a list, got {})"},
+    {"OutOfRange", R"({"boards":[{"bus":3,"device":0,"function":0,"chip_revision":2}]})",
+     R"(boards[0].chip_revision: 2 is out of range 0..1)"},
+    {"HexOutOfRange", R"({"boards":[{"bus":3,"device":0,"function":0,"device_id":"0x10000"}]})",
+     R"(boards[0].device_id: 65536 is out of range 0..65535)"},
+    {"MissingLocation", R"({"boards":[{"device":0,"function":0}]})", R"(boards[0]: missing key "bus")"},
+    {"UnknownTime", R"({"time":"warp"})", R"(rig.time: expected "virtual" or "real", got "warp")"},
+    {"DuplicateLocation",
+     R"({"devices":[{"bus":3,"device":0,"function":0,"vendor_id":"0x8086","device_id":1}],
+         "boards":[{"bus":3,"device":0,"function":0}]})",
+     R"(boards[0]: PCI location 03:00.0 is already taken by devices[0])"},
+    {"NoFunctionZero", R"({"boards":[{"bus":3,"device":0,"function":1}]})",
+     R"(boards[0]: 03:00.1 has no function 0 at 03:00.0, so no bus scan would find it)"},
+    {"BridgeBusNumbers", R"({"bridges":[{"bus":2,"device":0,"function":0,"secondary":2,"subordinate":2}]})",
+     R"(bridges[0]: bus numbers must satisfy bus < secondary <= subordinate (bus 2, secondary 2, subordinate 2))"},
+    {"MissingImage", R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"M25P10","image":"none.bin"}}]})",
+     R"(boards[0].eeprom.image: cannot open ")"},
+    {"ImageLongerThanChip",
+     R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"AT25F1024","image":"big.bin"}}]})",
+     R"(holds 131073 bytes, more than the AT25F1024 stores (131072))"},
+    {"ImageAndBlank",
+     R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"M25P10","image":"big.bin","blank":true}}]})",
+     R"(boards[0].eeprom: "image" and "blank": true exclude each other)"},
+    {"UnknownChip", R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"W25Q32","blank":true}}]})",
+     R"(boards[0].eeprom.chip: unknown chip "W25Q32" (known: AT25F1024, )"},
+    {"UnknownFault", R"({"boards":[{"bus":3,"device":0,"function":0,"faults":{"smoke":true}}]})",
+     R"(boards[0].faults: unknown fault "smoke")"},
+    {"FaultValueType", R"({"boards":[{"bus":3,"device":0,"function":0,"faults":{"map_fails":1}}]})",
+     R"(boards[0].faults.map_fails: expected true or false, got 1)"},
+    {"BadJson", "{\"boards\": [\n", "bad JSON: parse error at line 2, column 1"},
+    {"DuplicateJsonKey", R"({"time":"virtual","time":"real"})", R"(bad JSON: key "time" appears twice in one object)"},
+    {"StateDirectoryMissing", R"({"state":"no/such/dir/rig.state.json"})", "state: directory \""},
+};
+
+class CRigErrorTest : public CSimTest, public ::testing::WithParamInterface<SRigErrorCase>
+{
+};
+
+TEST_P(CRigErrorTest, RefusedWithOneLineNamingTheRigFile)
+{
+    WriteBytes("big.bin", std::vector<MUINT8>(128 * 1024 + 1, 0));
+    WriteFile("rig.json", GetParam().pszRig);
+    std::string sError;
+    EXPECT_EQ(QelVxdSim_LoadRigFile(Path("rig.json"), sError), nullptr);
+    const std::string sPrefix = "qelvxd-sim: " + Path("rig.json") + ": ";
+    EXPECT_EQ(sError.rfind(sPrefix, 0), 0u) << sError;
+    EXPECT_NE(sError.find(GetParam().pszExpected), std::string::npos) << sError;
+    EXPECT_EQ(sError.find('\n'), std::string::npos) << sError;
+    EXPECT_EQ(QelVxdSim_Current(), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rig, CRigErrorTest, ::testing::ValuesIn(s_aoRigErrors),
+                         [](const ::testing::TestParamInfo<SRigErrorCase>& roInfo) { return roInfo.param.pszName; });
+
+using CRigLoadTest = CSimTest;
+
+TEST_F(CRigLoadTest, MissingRigFileIsAnError)
+{
+    std::string sError;
+    EXPECT_EQ(QelVxdSim_LoadRigFile(Path("absent.json"), sError), nullptr);
+    EXPECT_EQ(sError.rfind("qelvxd-sim: " + Path("absent.json") + ": cannot open", 0), 0u) << sError;
+}
+
+TEST_F(CRigLoadTest, FailedLoadKeepsThePreviousRig)
+{
+    Load(R"({"boards":[{"bus":3,"device":0,"function":0}]})");
+    CQelSim* poBefore = QelVxdSim_Current();
+    std::string sError;
+    EXPECT_EQ(QelVxdSim_LoadRigText("{", m_sDir, sError), nullptr);
+    EXPECT_EQ(sError.rfind("qelvxd-sim: inline rig: bad JSON", 0), 0u) << sError;
+    EXPECT_EQ(QelVxdSim_Current(), poBefore);
+}
+
+TEST_F(CRigLoadTest, NumbersAsStringsAndShortImage)
+{
+    WriteBytes("pins.bin", {0x2E, 0x41, 0x01});
+    Load(R"({"boards":[{"bus":3,"device":0,"function":0,"chip_revision":0,"memory_size_code":"1",
+                        "subsystem":"0x0A011E5B","marker":"0xC0000000","eeprom":{"chip":"M25P10","image":"pins.bin"}}]})");
+    const CQelSimBoard* poBoard = QelVxdSim_Board(3, 0, 0);
+    ASSERT_NE(poBoard, nullptr);
+    ASSERT_EQ(poBoard->Flash().size(), 128u * 1024);
+    EXPECT_EQ(poBoard->Flash()[1], 0x41);
+    EXPECT_EQ(poBoard->Flash()[3], 0xFF);
+    EXPECT_EQ(poBoard->Flash().back(), 0xFF);
+    EXPECT_EQ(poBoard->MemorySize(), 0x4000000u);
+    EXPECT_EQ(poBoard->PeekReg(0x26FC), 0xC0000000u);
+    EXPECT_EQ(Cfg32(BOARD_03, 0x2C), 0x0A011E5Bu);
+    EXPECT_EQ(Cfg32(BOARD_03, 0x00), 0x05501E5Bu);
+}
+
+TEST_F(CRigLoadTest, DefaultRig)
+{
+    setenv("XDG_RUNTIME_DIR", m_sDir.c_str(), 1);
+    std::string sError;
+    ASSERT_NE(QelVxdSim_LoadDefaultRig(sError), nullptr) << sError;
+    unsetenv("XDG_RUNTIME_DIR");
+    EXPECT_EQ(QelVxdSim_Current()->StatePath(), Path("qelvxd-sim-default.state.json"));
+    EXPECT_EQ(Cfg32(BRIDGE_1C, 0x18) & 0x00FFFF00, 0x00030300u);
+    EXPECT_EQ(Cfg32(BOARD_03, 0x00), 0x05501E5Bu);
+    EXPECT_EQ(Cfg32(BOARD_03, 0x2C), 0x0A011E5Bu);
+    const CQelSimBoard* poBoard = QelVxdSim_Board(3, 0, 0);
+    ASSERT_NE(poBoard, nullptr);
+    EXPECT_EQ(poBoard->ChipRevision(), 1u);
+    EXPECT_EQ(poBoard->MemorySize(), 256u << 20);
+    EXPECT_EQ(poBoard->PhyMask(), 0xFu);
+    EXPECT_STREQ(poBoard->FlashChip().pszName, "W25Q64FV");
+    const std::vector<MUINT8>& raucFlash = poBoard->Flash();
+    const MUINT32 uiPointer = raucFlash[QELSIM_PINS_POINTER_ADDRESS] | (raucFlash[QELSIM_PINS_POINTER_ADDRESS + 1] << 8);
+    if (g_uiQelVxdSimDefaultPinsSize == 0)
+    {
+        EXPECT_EQ(uiPointer, 0xFFFFu);
+    }
+    else
+    {
+        ASSERT_EQ(uiPointer, QELSIM_DEFAULT_PINS_ADDRESS);
+        EXPECT_TRUE(std::equal(g_aucQelVxdSimDefaultPins, g_aucQelVxdSimDefaultPins + g_uiQelVxdSimDefaultPinsSize,
+                               raucFlash.begin() + uiPointer));
+    }
+}
+
+// ---- The real entry point, in a child process.
+
+class CEntryPointTest : public CSimTest
+{
+protected:
+    SProcessResult Probe(const std::string& rsRig, const std::vector<std::string>& rasEnv = {})
+    {
+        return RunProcess({QELVXD_SIM_PROBE, rsRig}, rasEnv);
+    }
+};
+
+TEST_F(CEntryPointTest, BadRigExitsWithStatus2AndOneLineOnStandardError)
+{
+    WriteFile("rig.json", R"({"boards":[{"bus":3,"device":0,"function":0,"faults":{"smoke":true}}]})");
+    const SProcessResult oResult = Probe(Path("rig.json"));
+    EXPECT_EQ(oResult.iStatus, 2);
+    EXPECT_EQ(oResult.sOut, "");
+    EXPECT_EQ(oResult.sErr, "qelvxd-sim: " + Path("rig.json") + ": boards[0].faults: unknown fault \"smoke\"\n");
+}
+
+TEST_F(CEntryPointTest, UnwritableTraceFileIsARigError)
+{
+    WriteFile("rig.json", "{}");
+    const SProcessResult oResult = Probe(Path("rig.json"), {"QELVXD_SIM_TRACE=" + Path("no/dir/trace.txt")});
+    EXPECT_EQ(oResult.iStatus, 2);
+    EXPECT_EQ(oResult.sOut, "");
+    EXPECT_NE(oResult.sErr.find(": QELVXD_SIM_TRACE: cannot open trace file"), std::string::npos) << oResult.sErr;
+}
+
+TEST_F(CEntryPointTest, GoodRigRuns)
+{
+    WriteFile("rig.json", R"({"boards":[{"bus":3,"device":0,"function":0}]})");
+    const SProcessResult oResult = Probe(Path("rig.json"));
+    EXPECT_EQ(oResult.iStatus, 0) << oResult.sErr;
+    EXPECT_EQ(oResult.sOut, "ok\n");
+}
+}  // namespace

@@ -1,0 +1,135 @@
+#include "QelVxdSimTestSupport.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+void CSimTest::SetUp()
+{
+    char szTemplate[] = "/tmp/qelvxd-sim-test.XXXXXX";
+    ASSERT_NE(mkdtemp(szTemplate), nullptr);
+    m_sDir = szTemplate;
+    unsetenv("QELVXD_SIM_TRACE");
+}
+
+void CSimTest::TearDown()
+{
+    QelVxdSim_Unload();
+    unsetenv("QELVXD_SIM_TRACE");
+    std::error_code oError;
+    std::filesystem::remove_all(m_sDir, oError);
+    EXPECT_FALSE(oError) << oError.message();
+}
+
+void CSimTest::WriteFile(const std::string& rsName, const std::string& rsText) const
+{
+    std::ofstream(Path(rsName), std::ios::binary) << rsText;
+}
+
+void CSimTest::WriteBytes(const std::string& rsName, const std::vector<MUINT8>& raucBytes) const
+{
+    std::ofstream(Path(rsName), std::ios::binary).write(reinterpret_cast<const char*>(raucBytes.data()), raucBytes.size());
+}
+
+std::string CSimTest::ReadText(const std::string& rsPath) const
+{
+    std::ostringstream oText;
+    oText << std::ifstream(rsPath, std::ios::binary).rdbuf();
+    return oText.str();
+}
+
+bool CSimTest::Exists(const std::string& rsPath) const
+{
+    struct stat oInfo;
+    return stat(rsPath.c_str(), &oInfo) == 0;
+}
+
+const SQelVxdBackend& CSimTest::Load(const std::string& rsJson)
+{
+    std::string sError;
+    m_poBackend = QelVxdSim_LoadRigText(rsJson, m_sDir, sError);
+    EXPECT_NE(m_poBackend, nullptr) << sError;
+    return m_poBackend != nullptr ? *m_poBackend : *QelVxdSim_Backend();
+}
+
+MUINT32 CSimTest::Cfg32(PCIHANDLE hDevice, MUINT32 uiOffset)
+{
+    MUINT32 uiValue = 0;
+    return QelVxdSim_Backend()->pfnConfigRead(hDevice, uiOffset, &uiValue, 4) ? uiValue : 0xFFFFFFFF;
+}
+
+void CSimTest::SetCfg32(PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 uiValue)
+{
+    EXPECT_EQ(QelVxdSim_Backend()->pfnConfigWrite(hDevice, uiOffset, &uiValue, 4), 1);
+}
+
+MEMHANDLE CSimTest::MapRegisters(const CQelSimBoard& roBoard)
+{
+    const MUINT64 uiBase = roBoard.RegisterBase();
+    return QelVxdSim_Backend()->pfnMap((MUINT32)uiBase, (MUINT32)(uiBase >> 32), roBoard.RegisterSize(), 0);
+}
+
+MEMHANDLE CSimTest::MapMemory(const CQelSimBoard& roBoard)
+{
+    const MUINT64 uiBase = roBoard.MemoryBase();
+    return QelVxdSim_Backend()->pfnMap((MUINT32)uiBase, (MUINT32)(uiBase >> 32), roBoard.MemorySize(), 1);
+}
+
+SProcessResult RunProcess(const std::vector<std::string>& rasArgs, const std::vector<std::string>& rasEnv)
+{
+    SProcessResult oResult;
+    char szOut[] = "/tmp/qelvxd-sim-out.XXXXXX";
+    char szErr[] = "/tmp/qelvxd-sim-err.XXXXXX";
+    const int iOut = mkstemp(szOut);
+    const int iErr = mkstemp(szErr);
+    std::vector<char*> apszArgs;
+    for (const std::string& rs : rasArgs)
+    {
+        apszArgs.push_back(const_cast<char*>(rs.c_str()));
+    }
+    apszArgs.push_back(nullptr);
+    std::vector<std::string> asEnv(rasEnv);
+    for (char** ppsz = environ; *ppsz != nullptr; ++ppsz)
+    {
+        asEnv.push_back(*ppsz);
+    }
+    std::vector<char*> apszEnv;
+    for (const std::string& rs : asEnv)
+    {
+        apszEnv.push_back(const_cast<char*>(rs.c_str()));
+    }
+    apszEnv.push_back(nullptr);
+
+    posix_spawn_file_actions_t oActions;
+    posix_spawn_file_actions_init(&oActions);
+    posix_spawn_file_actions_adddup2(&oActions, iOut, 1);
+    posix_spawn_file_actions_adddup2(&oActions, iErr, 2);
+    pid_t iPid = 0;
+    if (posix_spawn(&iPid, apszArgs[0], &oActions, nullptr, apszArgs.data(), apszEnv.data()) == 0)
+    {
+        int iWait = 0;
+        waitpid(iPid, &iWait, 0);
+        oResult.iStatus = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : -1;
+    }
+    posix_spawn_file_actions_destroy(&oActions);
+    close(iOut);
+    close(iErr);
+    auto fnSlurp = [](const char* pszPath)
+    {
+        std::ostringstream oText;
+        oText << std::ifstream(pszPath).rdbuf();
+        unlink(pszPath);
+        return oText.str();
+    };
+    oResult.sOut = fnSlurp(szOut);
+    oResult.sErr = fnSlurp(szErr);
+    return oResult;
+}

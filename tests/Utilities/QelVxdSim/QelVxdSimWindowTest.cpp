@@ -1,0 +1,172 @@
+// The board windows through mappings: register file and its behaviours, DRAM, decoding, and
+// what mapping does with addresses outside a window or on a board whose mappings fail.
+#include <set>
+
+#include "QelVxdSimTestSupport.h"
+
+namespace
+{
+const char* const s_pszRig = R"({"boards":[
+  {"bus":3, "device":0, "function":0, "chip_revision":1, "memory_size_code":3},
+  {"bus":4, "device":0, "function":0, "faults":{"map_fails":true}},
+  {"bus":5, "device":0, "function":0, "device_id":"0x0540"} ]})";
+
+class CWindowTest : public CSimTest
+{
+protected:
+    void SetUp() override
+    {
+        CSimTest::SetUp();
+        Load(s_pszRig);
+        m_poBoard = QelVxdSim_Board(3, 0, 0);
+        ASSERT_NE(m_poBoard, nullptr);
+        m_hRegs = MapRegisters(*m_poBoard);
+        m_hMem = MapMemory(*m_poBoard);
+        ASSERT_NE(m_hRegs, 0u);
+        ASSERT_NE(m_hMem, 0u);
+    }
+
+    const SQelVxdBackend& Sim() const { return *QelVxdSim_Backend(); }
+
+    CQelSimBoard* m_poBoard = nullptr;
+    MEMHANDLE m_hRegs = 0;
+    MEMHANDLE m_hMem = 0;
+};
+
+TEST_F(CWindowTest, StrapRegistersKeepTheirStrapBits)
+{
+    EXPECT_EQ((Sim().pfnRead32(m_hRegs + 0x314) >> 27) & 3, 3u) << "memory size code";
+    EXPECT_EQ((Sim().pfnRead32(m_hRegs + 0x328) >> 4) & 0xF, 1u) << "chip revision";
+    Sim().pfnWrite32(m_hRegs + 0x314, 0x00000055);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x314), 0x18000055u) << "other bits are plain storage";
+    Sim().pfnWrite8(m_hRegs + 0x328, 0x0F);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x328), 0x0000001Fu);
+}
+
+TEST_F(CWindowTest, PlainRegistersKeepWhatIsWrittenAtEveryWidth)
+{
+    Sim().pfnWrite32(m_hRegs + 0x5D00, 0x11223344);
+    Sim().pfnWrite8(m_hRegs + 0x5D01, 0xAA);
+    Sim().pfnWrite16(m_hRegs + 0x5D02, 0xBBCC);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x5D00), 0xBBCCAA44u);
+    EXPECT_EQ(Sim().pfnRead16(m_hRegs + 0x5D02), 0xBBCCu);
+    EXPECT_EQ(Sim().pfnRead8(m_hRegs + 0x5D03), 0xBBu);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0xFFFC), 0u) << "last register of the 64 KiB window";
+}
+
+// A behaviour that counts and shows what it is told.
+class CRecordingBehaviour : public CQelSimRegBehaviour
+{
+public:
+    MUINT32 OnRead(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiStored, MUINT32 uiByteMask) override
+    {
+        m_asEvents.push_back("R " + std::to_string(uiOffset) + " " + std::to_string(uiByteMask));
+        return uiStored ^ 0xFFFFFFFF;
+    }
+    MUINT32 OnWrite(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiStored, MUINT32 uiWritten, MUINT32 uiByteMask) override
+    {
+        m_asEvents.push_back("W " + std::to_string(uiOffset) + " " + std::to_string(uiStored) + " " +
+                             std::to_string(uiWritten) + " " + std::to_string(uiByteMask));
+        return uiWritten + 1;
+    }
+    std::vector<std::string> m_asEvents;
+};
+
+TEST_F(CWindowTest, BehavioursSeeEveryAccessToTheirRegistersAsDwordAccesses)
+{
+    CRecordingBehaviour* poBehaviour = m_poBoard->AddBehaviour<CRecordingBehaviour>(0x360, 8);
+    ASSERT_NE(poBehaviour, nullptr);
+    Sim().pfnWrite32(m_hRegs + 0x360, 10);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x360), ~11u);
+    Sim().pfnWrite8(m_hRegs + 0x365, 0x01);
+    EXPECT_EQ(Sim().pfnRead8(m_hRegs + 0x366), 0xFFu);
+    Sim().pfnWrite32(m_hRegs + 0x368, 7);
+    const std::vector<std::string> asExpected = {"W 864 0 10 4294967295", "R 864 4294967295", "W 868 0 256 65280",
+                                                 "R 868 16711680"};
+    EXPECT_EQ(poBehaviour->m_asEvents, asExpected);
+    EXPECT_EQ(m_poBoard->PeekReg(0x364), 257u);
+    EXPECT_EQ(m_poBoard->PeekReg(0x368), 7u) << "outside the attached range";
+    EXPECT_EQ(m_poBoard->AddBehaviour<CRecordingBehaviour>(0xFFFC, 8), nullptr) << "range leaves the window";
+}
+
+TEST_F(CWindowTest, DramIsSparseAndReadsAPatternWhereNeverWritten)
+{
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x0FFFFFFC), 0xA5A5A5A5u);
+    Sim().pfnWrite32(m_hMem + 0x40000, 0x00010000);
+    Sim().pfnWrite16(m_hMem + 0x40006, 0xBEEF);
+    Sim().pfnWrite8(m_hMem + 0x40004, 0x12);
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x40000), 0x00010000u);
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x40004), 0xBEEFA512u);
+    EXPECT_EQ(m_poBoard->Dram().AllocatedPages(), 1u);
+}
+
+TEST_F(CWindowTest, UntrainedMemoryLosesWritesAndReadsGarbage)
+{
+    Sim().pfnWrite32(m_hMem + 0x100, 0x12345678);
+    m_poBoard->Dram().SetContentsValid(false);
+    Sim().pfnWrite32(m_hMem + 0x104, 0x00000104);
+    std::set<MUINT32> oSeen;
+    for (MUINT32 uiOffset = 0; uiOffset < 0x40; uiOffset += 4)
+    {
+        oSeen.insert(Sim().pfnRead32(m_hMem + 0x100 + uiOffset));
+    }
+    EXPECT_EQ(oSeen.count(0x12345678u) + oSeen.count(0x00000104u) + oSeen.count(0xA5A5A5A5u), 0u);
+    EXPECT_GT(oSeen.size(), 8u) << "garbage differs from word to word";
+    m_poBoard->Dram().SetContentsValid(true);
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x100), 0x12345678u);
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x104), 0xA5A5A5A5u);
+}
+
+TEST_F(CWindowTest, WindowsAnswerOnlyWhileDecoded)
+{
+    const MUINT32 uiCommand = Cfg32(BOARD_03, 0x04);
+    SetCfg32(BOARD_03, 0x04, uiCommand & ~0x2u);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x328), 0xFFFFFFFFu);
+    EXPECT_EQ(Sim().pfnRead16(m_hMem), 0xFFFFu);
+    Sim().pfnWrite32(m_hRegs + 0x5D00, 1);
+    SetCfg32(BOARD_03, 0x04, uiCommand);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x5D00), 0u) << "write while not decoded was dropped";
+
+    const MUINT32 uiBar2 = Cfg32(BOARD_03, 0x18);
+    SetCfg32(BOARD_03, 0x18, 0xFFFFFFFF);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x328), 0xFFFFFFFFu) << "register BAR moved away";
+    EXPECT_EQ(Sim().pfnRead32(m_hMem), 0xA5A5A5A5u) << "memory BAR unchanged";
+    SetCfg32(BOARD_03, 0x18, uiBar2);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x328), 0x10u);
+}
+
+TEST_F(CWindowTest, MappingFollowsTheWindows)
+{
+    const MUINT64 uiRegs = m_poBoard->RegisterBase();
+    const MEMHANDLE hPart = Sim().pfnMap((MUINT32)uiRegs + 0x328, 0, 4, 0);
+    ASSERT_NE(hPart, 0u);
+    EXPECT_EQ(hPart % 4096, 0x328u) << "page offset kept, as /dev/mem mappings do";
+    EXPECT_EQ(Sim().pfnRead32(hPart), 0x10u);
+    EXPECT_EQ(Sim().pfnUnmap(hPart), 1);
+    EXPECT_EQ(Sim().pfnUnmap(hPart), 0);
+
+    EXPECT_EQ(Sim().pfnMap((MUINT32)uiRegs, 0, m_poBoard->RegisterSize() + 1, 0), 0u) << "runs past the window";
+    EXPECT_EQ(Sim().pfnMap(0x1000, 0, 4096, 0), 0u) << "no window there";
+    EXPECT_EQ(Sim().pfnMap((MUINT32)uiRegs, 0, 0, 0), 0u);
+
+    const CQelSimBoard* poFirstGen = QelVxdSim_Board(5, 0, 0);
+    EXPECT_EQ(poFirstGen->RegisterSize(), 0x2000u);
+    EXPECT_EQ(Sim().pfnMap((MUINT32)poFirstGen->RegisterBase() + 0x2000, 0, 4, 0), 0u) << "8 KiB register window";
+}
+
+TEST_F(CWindowTest, MapFailsFaultRefusesBothWindows)
+{
+    const CQelSimBoard* poBoard = QelVxdSim_Board(4, 0, 0);
+    EXPECT_EQ(MapRegisters(*poBoard), 0u);
+    EXPECT_EQ(MapMemory(*poBoard), 0u);
+    EXPECT_EQ(Cfg32(0x0400, 0x00), 0x05501E5Bu) << "configuration space still answers";
+}
+
+using CWindowDeathTest = CWindowTest;
+
+TEST_F(CWindowDeathTest, AccessOutsideEveryMappingKillsTheProcess)
+{
+    EXPECT_DEATH(Sim().pfnRead32(m_hRegs + 0x10000), "32-bit read at address 0x[0-9a-f]+, which no mapping holds");
+    EXPECT_DEATH(Sim().pfnWrite8(0x314, 0), "8-bit write at address 0x314, which no mapping holds");
+}
+}  // namespace
