@@ -32,29 +32,23 @@ protected:
     }
 };
 
-struct SLevelCase
-{
-    MBOOL32 bError, bUser, bInfo;
-    std::string oExpected;
-};
-
 TEST_F(MessagesTest, EachLevelHasItsPrefixAndItsSwitch)
 {
-    const SLevelCase aoCases[] = {
+    const std::tuple<MBOOL32, MBOOL32, MBOOL32, std::string> aoCases[] = {
         {1, 1, 0, "hb4(0.2.3.2)[0]: (Error) e=1\nhb4(0.2.3.2)[0]: (Info) u=2\n"},
         {1, 1, 1, "hb4(0.2.3.2)[0]: (Error) e=1\nhb4(0.2.3.2)[0]: (Info) u=2\nhb4(0.2.3.2)[0]: (Debug) d=3\n"},
         {0, 1, 1, "hb4(0.2.3.2)[0]: (Info) u=2\nhb4(0.2.3.2)[0]: (Debug) d=3\n"},
         {0, 0, 0, ""},
     };
-    for (const SLevelCase& roCase : aoCases)
+    for (const auto& [bError, bUser, bInfo, roExpected] : aoCases)
     {
-        OsServices::SetMsgLevel(roCase.bError, roCase.bUser, roCase.bInfo);
+        OsServices::SetMsgLevel(bError, bUser, bInfo);
         EXPECT_EQ(Capture([] {
                       OsServices::WriteErrorMsg("e=%d\n", 1);
                       OsServices::WriteUserMsg("u=%d\n", 2);
                       OsServices::WriteMsg("d=%d\n", 3);
                   }),
-                  roCase.oExpected);
+                  roExpected);
     }
 }
 
@@ -63,14 +57,6 @@ TEST_F(MessagesTest, PrefixTextAndReferenceAreKeptBounded)
     OsServices::SetMsgPrefix(std::string(100, 'p').c_str());
     OsServices::SetMsgReferenceId(0x123456789ULL);
     EXPECT_EQ(Capture([] { OsServices::WriteErrorMsg("x"); }), std::string(63, 'p') + "(0.2.3.2)[4886718345]: (Error) x");
-}
-
-TEST_F(MessagesTest, GetMsgLevelSkipsNullPointers)
-{
-    OsServices::SetMsgLevel(0, 1, 1);
-    MBOOL32 bUser = 7;
-    OsServices::GetMsgLevel(nullptr, &bUser, nullptr);
-    EXPECT_EQ(bUser, 1u);
 }
 
 TEST_F(MessagesTest, AssertionReportNamesTheFileWithoutDirectories)

@@ -83,37 +83,74 @@ bool MakeDeadline(MUINT32 uiTimeoutMs, timespec& roDeadline)
     return true;
 }
 
-void LockStateMutex(pthread_mutex_t* poMutex)
+// Holds the state mutex of an event or signal for one scope.
+class CStateLock
 {
-    if (pthread_mutex_lock(poMutex) != 0)
-        assert(0);
-}
-
-void UnlockStateMutex(pthread_mutex_t* poMutex)
-{
-    if (pthread_mutex_unlock(poMutex) != 0)
-        assert(0);
-}
-
-// Mutex and condition of an event or signal, with default attributes. On failure nothing is
-// left initialised.
-bool InitMutexAndCond(pthread_mutex_t* poMutex, pthread_cond_t* poCond)
-{
-    if (pthread_mutex_init(poMutex, nullptr) != 0)
-        return false;
-    if (pthread_cond_init(poCond, nullptr) != 0)
+public:
+    explicit CStateLock(pthread_mutex_t* poMutex) : m_poMutex(poMutex)
     {
-        pthread_mutex_destroy(poMutex);
+        if (pthread_mutex_lock(m_poMutex) != 0)
+            assert(0);
+    }
+    ~CStateLock()
+    {
+        if (pthread_mutex_unlock(m_poMutex) != 0)
+            assert(0);
+    }
+    CStateLock(const CStateLock&) = delete;
+    CStateLock& operator=(const CStateLock&) = delete;
+
+private:
+    pthread_mutex_t* m_poMutex;
+};
+
+// ---- What events and signals share: the mutex and condition, and the active flag.
+
+// Builds the mutex and condition with default attributes and marks the object active. On
+// failure nothing is left initialised.
+template <typename TWaitable>
+bool CreateWaitable(TWaitable* poWaitable)
+{
+    if (pthread_mutex_init(&poWaitable->oMutex, nullptr) != 0)
+        return false;
+    if (pthread_cond_init(&poWaitable->oCond, nullptr) != 0)
+    {
+        pthread_mutex_destroy(&poWaitable->oMutex);
         return false;
     }
+    poWaitable->bIsActive = 1;
     return true;
 }
 
-void DestroyMutexAndCond(pthread_mutex_t* poMutex, pthread_cond_t* poCond)
+// Deactivates and wakes every waiter; an event is also left signalled.
+template <typename TWaitable>
+void CancelWaitable(TWaitable* poWaitable)
 {
-    if (pthread_cond_destroy(poCond) != 0)
+    CStateLock oLock(&poWaitable->oMutex);
+    if (!poWaitable->bIsActive)
+        return;
+    if constexpr (requires { poWaitable->bIsSignaled; })
+        poWaitable->bIsSignaled = 1;
+    poWaitable->bIsActive = 0;
+    if (pthread_cond_broadcast(&poWaitable->oCond) != 0)
         assert(0);
-    if (pthread_mutex_destroy(poMutex) != 0)
+}
+
+template <typename TWaitable>
+void ActivateWaitable(TWaitable* poWaitable)
+{
+    CStateLock oLock(&poWaitable->oMutex);
+    poWaitable->bIsActive = 1;
+}
+
+// Waiters are woken by the cancel; they must have left before the objects go.
+template <typename TWaitable>
+void DestroyWaitable(TWaitable* poWaitable)
+{
+    CancelWaitable(poWaitable);
+    if (pthread_cond_destroy(&poWaitable->oCond) != 0)
+        assert(0);
+    if (pthread_mutex_destroy(&poWaitable->oMutex) != 0)
         assert(0);
 }
 
@@ -289,12 +326,7 @@ MBOOL32 OsServices_Mutex_Destroy(SHMutex hMutex)
 MBOOL32 OsServices_Event_Create(SHEvent hEvent)
 {
     assert(hEvent != ((void *)0));
-    SEventHandle* poEvent = new (hEvent) SEventHandle();
-    if (!InitMutexAndCond(&poEvent->oMutex, &poEvent->oCond))
-        return 0;
-    poEvent->bIsSignaled = 0;
-    poEvent->bIsActive = 1;
-    return 1;
+    return CreateWaitable(new (hEvent) SEventHandle()) ? 1 : 0;
 }
 
 // Returns 0 when the event was (or becomes) signalled, -3 on time-out, -12 when the event is or
@@ -304,7 +336,7 @@ MINT32 OsServices_Event_Wait(SHEvent hEvent, MUINT32 uiTimeoutMs)
 {
     assert(hEvent != ((void *)0));
     SEventHandle* poEvent = EventOf(hEvent);
-    LockStateMutex(&poEvent->oMutex);
+    CStateLock oLock(&poEvent->oMutex);
     MINT32 iResult = OSSERVICES_WAIT_SIGNALED;
     if (poEvent->bIsActive && !poEvent->bIsSignaled)
     {
@@ -314,71 +346,51 @@ MINT32 OsServices_Event_Wait(SHEvent hEvent, MUINT32 uiTimeoutMs)
                             [poEvent] { return poEvent->bIsSignaled || !poEvent->bIsActive; });
     }
     poEvent->bIsSignaled = 0;
-    if (!poEvent->bIsActive)
-        iResult = OSSERVICES_WAIT_CANCELLED;
-    UnlockStateMutex(&poEvent->oMutex);
-    return iResult;
+    return poEvent->bIsActive ? iResult : OSSERVICES_WAIT_CANCELLED;
 }
 
+// Wakes one waiter, or is kept for the next wait. An inactive event takes no trigger.
 MBOOL32 OsServices_Event_Trigger(SHEvent hEvent)
 {
     assert(hEvent != ((void *)0));
     SEventHandle* poEvent = EventOf(hEvent);
-    MBOOL32 bTriggered = 0;
-    LockStateMutex(&poEvent->oMutex);
-    if (poEvent->bIsActive)
-    {
-        poEvent->bIsSignaled = 1;
-        if (pthread_cond_signal(&poEvent->oCond) == 0)
-            bTriggered = 1;
-        else
-            poEvent->bIsSignaled = 0;
-    }
-    UnlockStateMutex(&poEvent->oMutex);
-    return bTriggered;
+    CStateLock oLock(&poEvent->oMutex);
+    if (!poEvent->bIsActive)
+        return 0;
+    poEvent->bIsSignaled = 1;
+    if (pthread_cond_signal(&poEvent->oCond) == 0)
+        return 1;
+    poEvent->bIsSignaled = 0;
+    return 0;
 }
 
 MBOOL32 OsServices_Event_Reset(SHEvent hEvent)
 {
     assert(hEvent != ((void *)0));
     SEventHandle* poEvent = EventOf(hEvent);
-    LockStateMutex(&poEvent->oMutex);
+    CStateLock oLock(&poEvent->oMutex);
     poEvent->bIsSignaled = 0;
-    UnlockStateMutex(&poEvent->oMutex);
     return 1;
 }
 
 MBOOL32 OsServices_Event_Cancel(SHEvent hEvent)
 {
     assert(hEvent != ((void *)0));
-    SEventHandle* poEvent = EventOf(hEvent);
-    LockStateMutex(&poEvent->oMutex);
-    if (poEvent->bIsActive)
-    {
-        poEvent->bIsSignaled = 1;
-        poEvent->bIsActive = 0;
-        if (pthread_cond_broadcast(&poEvent->oCond) != 0)
-            assert(0);
-    }
-    UnlockStateMutex(&poEvent->oMutex);
+    CancelWaitable(EventOf(hEvent));
     return 1;
 }
 
 MBOOL32 OsServices_Event_Activate(SHEvent hEvent)
 {
     assert(hEvent != ((void *)0));
-    SEventHandle* poEvent = EventOf(hEvent);
-    LockStateMutex(&poEvent->oMutex);
-    poEvent->bIsActive = 1;
-    UnlockStateMutex(&poEvent->oMutex);
+    ActivateWaitable(EventOf(hEvent));
     return 1;
 }
 
 MBOOL32 OsServices_Event_Destroy(SHEvent hEvent)
 {
-    OsServices_Event_Cancel(hEvent);
-    SEventHandle* poEvent = EventOf(hEvent);
-    DestroyMutexAndCond(&poEvent->oMutex, &poEvent->oCond);
+    assert(hEvent != ((void *)0));
+    DestroyWaitable(EventOf(hEvent));
     return 1;
 }
 
@@ -387,12 +399,7 @@ MBOOL32 OsServices_Event_Destroy(SHEvent hEvent)
 MBOOL32 OsServices_Signal_Create(SHSignal hSignal)
 {
     assert(hSignal != ((void *)0));
-    SSignalHandle* poSignal = new (hSignal) SSignalHandle();
-    if (!InitMutexAndCond(&poSignal->oMutex, &poSignal->oCond))
-        return 0;
-    poSignal->bIsActive = 1;
-    poSignal->uiTriggerCount = 0;
-    return 1;
+    return CreateWaitable(new (hSignal) SSignalHandle()) ? 1 : 0;
 }
 
 // Waits for the next trigger: 0 when it comes, -3 on time-out, -12 when the signal is or becomes
@@ -401,68 +408,48 @@ MINT32 OsServices_Signal_Wait(SHSignal hSignal, MUINT32 uiTimeoutMs, MUINT32 /*u
 {
     assert(hSignal != ((void *)0));
     SSignalHandle* poSignal = SignalOf(hSignal);
-    LockStateMutex(&poSignal->oMutex);
-    MINT32 iResult = OSSERVICES_WAIT_CANCELLED;
-    if (poSignal->bIsActive)
-    {
-        const MUINT32 uiTriggerCount = poSignal->uiTriggerCount;
-        iResult = WaitUntil(&poSignal->oMutex, &poSignal->oCond, uiTimeoutMs, [poSignal, uiTriggerCount] {
-            return poSignal->uiTriggerCount != uiTriggerCount || !poSignal->bIsActive;
-        });
-    }
+    CStateLock oLock(&poSignal->oMutex);
     if (!poSignal->bIsActive)
-        iResult = OSSERVICES_WAIT_CANCELLED;
-    UnlockStateMutex(&poSignal->oMutex);
-    return iResult;
+        return OSSERVICES_WAIT_CANCELLED;
+    const MUINT32 uiTriggerCount = poSignal->uiTriggerCount;
+    MINT32 iResult = WaitUntil(&poSignal->oMutex, &poSignal->oCond, uiTimeoutMs, [poSignal, uiTriggerCount] {
+        return poSignal->uiTriggerCount != uiTriggerCount || !poSignal->bIsActive;
+    });
+    return poSignal->bIsActive ? iResult : OSSERVICES_WAIT_CANCELLED;
 }
 
+// Wakes every waiter; with none waiting the trigger is lost.
 MBOOL32 OsServices_Signal_Trigger(SHSignal hSignal)
 {
     assert(hSignal != ((void *)0));
     SSignalHandle* poSignal = SignalOf(hSignal);
-    MBOOL32 bTriggered = 0;
-    LockStateMutex(&poSignal->oMutex);
-    if (poSignal->bIsActive)
-    {
-        poSignal->uiTriggerCount++;
-        if (pthread_cond_broadcast(&poSignal->oCond) == 0)
-            bTriggered = 1;
-        else
-            poSignal->uiTriggerCount--;
-    }
-    UnlockStateMutex(&poSignal->oMutex);
-    return bTriggered;
+    CStateLock oLock(&poSignal->oMutex);
+    if (!poSignal->bIsActive)
+        return 0;
+    poSignal->uiTriggerCount++;
+    if (pthread_cond_broadcast(&poSignal->oCond) == 0)
+        return 1;
+    poSignal->uiTriggerCount--;
+    return 0;
 }
 
 MBOOL32 OsServices_Signal_Cancel(SHSignal hSignal)
 {
     assert(hSignal != ((void *)0));
-    SSignalHandle* poSignal = SignalOf(hSignal);
-    LockStateMutex(&poSignal->oMutex);
-    if (poSignal->bIsActive)
-    {
-        poSignal->bIsActive = 0;
-        if (pthread_cond_broadcast(&poSignal->oCond) != 0)
-            assert(0);
-    }
-    UnlockStateMutex(&poSignal->oMutex);
+    CancelWaitable(SignalOf(hSignal));
     return 1;
 }
 
 MBOOL32 OsServices_Signal_Activate(SHSignal hSignal)
 {
     assert(hSignal != ((void *)0));
-    SSignalHandle* poSignal = SignalOf(hSignal);
-    LockStateMutex(&poSignal->oMutex);
-    poSignal->bIsActive = 1;
-    UnlockStateMutex(&poSignal->oMutex);
+    ActivateWaitable(SignalOf(hSignal));
     return 1;
 }
 
 MBOOL32 OsServices_Signal_Destroy(SHSignal hSignal)
 {
-    OsServices_Signal_Cancel(hSignal);
-    SSignalHandle* poSignal = SignalOf(hSignal);
-    DestroyMutexAndCond(&poSignal->oMutex, &poSignal->oCond);
+    assert(hSignal != ((void *)0));
+    DestroyWaitable(SignalOf(hSignal));
     return 1;
 }
