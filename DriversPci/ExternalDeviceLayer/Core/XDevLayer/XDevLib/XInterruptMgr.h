@@ -4,6 +4,8 @@
 // boards that take no interrupts.
 #pragma once
 
+#include <atomic>
+
 #include "OsServicesClient_Linux.h"
 #include "QelBaseTypes.h"
 #include "QelMFCTypes.h"
@@ -93,9 +95,9 @@ private:
     LStatus StartDpcThread();
     void StopDpcThread();
 
-    SHCpuThread      m_hDpcThread;
-    SHEvent          m_hDpcEvent;     // woken by QueueDpc and by the stop request
-    volatile MBOOL32 m_bStopDpc;
+    SHCpuThread       m_hDpcThread;    // null when the thread does not run
+    SHEvent           m_hDpcEvent;     // wakes the thread: QueueDpc and the stop request
+    std::atomic<bool> m_bStopDpc;
 };
 
 class XInterruptMgrDummy : public XInterruptMgr
