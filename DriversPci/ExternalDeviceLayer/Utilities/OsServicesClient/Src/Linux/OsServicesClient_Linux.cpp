@@ -154,15 +154,15 @@ void DestroyWaitable(TWaitable* poWaitable)
         assert(0);
 }
 
-// Waits on the condition until bDone() holds, the deadline passes, or the wait fails. The state
-// mutex is held by the caller. Returns OSSERVICES_WAIT_SIGNALED when bDone() held at the end (a
+// Waits on the condition until fnDone() holds, the deadline passes, or the wait fails. The state
+// mutex is held by the caller. Returns OSSERVICES_WAIT_SIGNALED when fnDone() held at the end (a
 // trigger that lands together with the time-out still counts), else the time-out or error code.
 template <typename FDone>
-MINT32 WaitUntil(pthread_mutex_t* poMutex, pthread_cond_t* poCond, MUINT32 uiTimeoutMs, FDone bDone)
+MINT32 WaitUntil(pthread_mutex_t* poMutex, pthread_cond_t* poCond, MUINT32 uiTimeoutMs, FDone fnDone)
 {
     if (uiTimeoutMs == OSSERVICES_INFINITE_TIMEOUT)
     {
-        while (!bDone())
+        while (!fnDone())
         {
             if (pthread_cond_wait(poCond, poMutex) != 0)
                 return OSSERVICES_WAIT_CANCELLED;
@@ -173,10 +173,10 @@ MINT32 WaitUntil(pthread_mutex_t* poMutex, pthread_cond_t* poCond, MUINT32 uiTim
     timespec oDeadline;
     if (!MakeDeadline(uiTimeoutMs, oDeadline))
         return OSSERVICES_WAIT_TIMEOUT;
-    while (!bDone())
+    while (!fnDone())
     {
         if (pthread_cond_timedwait(poCond, poMutex, &oDeadline) != 0)
-            return bDone() ? OSSERVICES_WAIT_SIGNALED : OSSERVICES_WAIT_TIMEOUT;
+            return fnDone() ? OSSERVICES_WAIT_SIGNALED : OSSERVICES_WAIT_TIMEOUT;
     }
     return OSSERVICES_WAIT_SIGNALED;
 }
