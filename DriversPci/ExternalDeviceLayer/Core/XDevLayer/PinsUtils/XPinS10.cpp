@@ -10,20 +10,6 @@ namespace
 constexpr MUINT32 msc_uiBlockHeaderSize = sizeof(tagPinsBlock);
 constexpr MUINT32 msc_uiListHeaderSize = sizeof(tagPinsBlockList);
 
-MUINT16 BlockSignature(const MUINT8* puiBlock) { return Pins10ReadU16(puiBlock + offsetof(tagPinsBlock, uiSignature)); }
-MUINT16 BlockLength(const MUINT8* puiBlock) { return Pins10ReadU16(puiBlock + offsetof(tagPinsBlock, uiDataLenght)); }
-
-// The block-level faults that stop a walk, in the order the walker tests them.
-EPins10BlockCheck CheckBlockShape(MUINT16 uiSignature, MUINT16 uiLength)
-{
-    if (uiLength == 0)
-        return PINS10_BLOCK_ZERO_LENGTH;
-    if (uiLength % 4 != 0)
-        return PINS10_BLOCK_LENGTH_NOT_ALIGNED;
-    if (uiSignature == 0)
-        return PINS10_BLOCK_ZERO_SIGNATURE;
-    return PINS10_BLOCK_NEXT;
-}
 
 // Offsets inside the older 0x0A01 header data.
 constexpr MUINT32 msc_uiV1DateOffset = 2;
@@ -37,76 +23,6 @@ constexpr MUINT32 msc_uiV1BaseYear = 2000;
 constexpr MUINT32 msc_uiV1BasePcbNumber = 6000;
 }  // namespace
 
-const char* Pins10BlockCheckText(EPins10BlockCheck eCheck)
-{
-    switch (eCheck)
-    {
-    case PINS10_BLOCK_NEXT:
-    case PINS10_BLOCK_END:
-        return "";
-    case PINS10_BLOCK_HEADER_OUTSIDE:
-        return "no end block before the end of the data";
-    case PINS10_BLOCK_ZERO_LENGTH:
-        return "block data length is 0";
-    case PINS10_BLOCK_LENGTH_NOT_ALIGNED:
-        return "block data length is not a multiple of 4";
-    case PINS10_BLOCK_ZERO_SIGNATURE:
-        return "block signature is 0";
-    case PINS10_BLOCK_DATA_OUTSIDE:
-        return "block data runs past the end of the data";
-    }
-    return "unknown block fault";
-}
-
-EPins10BlockCheck Pins10CheckBlock(const MUINT8* puiBuffer, MUINT32 uiSize, MUINT32 uiOffset)
-{
-    if (uiOffset > uiSize || uiSize - uiOffset < msc_uiBlockHeaderSize)
-        return PINS10_BLOCK_HEADER_OUTSIDE;
-    const MUINT8* puiBlock = puiBuffer + uiOffset;
-    const MUINT16 uiSignature = BlockSignature(puiBlock);
-    const MUINT16 uiLength = BlockLength(puiBlock);
-    const MUINT32 uiRemaining = uiSize - uiOffset - msc_uiBlockHeaderSize;
-
-    // The end block is accepted as soon as it is reached, whatever its length, provided it lies
-    // inside the buffer.
-    if (Pins10IsEndSignature(uiSignature))
-        return uiLength <= uiRemaining ? PINS10_BLOCK_END : PINS10_BLOCK_DATA_OUTSIDE;
-
-    const EPins10BlockCheck eShape = CheckBlockShape(uiSignature, uiLength);
-    if (eShape != PINS10_BLOCK_NEXT)
-        return eShape;
-    return uiLength <= uiRemaining ? PINS10_BLOCK_NEXT : PINS10_BLOCK_DATA_OUTSIDE;
-}
-
-EPins10BlockCheck Pins10WalkChain(const MUINT8* puiBlock, MUINT32 uiSize, MUINT32* puiOffset)
-{
-    MUINT32 uiOffset = 0;
-    for (;;)
-    {
-        const EPins10BlockCheck eCheck = Pins10CheckBlock(puiBlock, uiSize, uiOffset);
-        if (eCheck != PINS10_BLOCK_NEXT)
-        {
-            if (puiOffset)
-                *puiOffset = uiOffset;
-            return eCheck;
-        }
-        uiOffset += msc_uiBlockHeaderSize + BlockLength(puiBlock + uiOffset);
-    }
-}
-
-MUINT32 Pins10ListItemCount(const MUINT8* puiListBlock)
-{
-    const MUINT32 uiLength = BlockLength(puiListBlock);
-    if (uiLength < msc_uiListHeaderSize - msc_uiBlockHeaderSize)
-        return 0;
-    const MUINT32 uiNbItems = Pins10ReadU16(puiListBlock + offsetof(tagPinsBlockList, uiNbItems));
-    const MUINT32 uiItemSize = Pins10ReadU16(puiListBlock + offsetof(tagPinsBlockList, uiItemSize));
-    if (uiItemSize == 0)
-        return uiNbItems;
-    const MUINT32 uiFitting = (uiLength - (msc_uiListHeaderSize - msc_uiBlockHeaderSize)) / uiItemSize;
-    return uiNbItems < uiFitting ? uiNbItems : uiFitting;
-}
-
 const MUINT8* Pins10NextBlockHeader(const MUINT8* puiBlock)
 {
     if (puiBlock == nullptr)
@@ -114,9 +30,9 @@ const MUINT8* Pins10NextBlockHeader(const MUINT8* puiBlock)
         QEL_ASSERT_REPORT();
         return nullptr;
     }
-    const MUINT16 uiSignature = BlockSignature(puiBlock);
-    const MUINT16 uiLength = BlockLength(puiBlock);
-    if (CheckBlockShape(uiSignature, uiLength) != PINS10_BLOCK_NEXT)
+    const MUINT16 uiSignature = Pins10BlockSignature(puiBlock);
+    const MUINT16 uiLength = Pins10BlockLength(puiBlock);
+    if (Pins10CheckBlockShape(uiSignature, uiLength) != PINS10_BLOCK_NEXT)
     {
         QEL_ASSERT_REPORT();
         return nullptr;
@@ -135,15 +51,15 @@ const MUINT8* Pins10GetPinsBlockData(const MUINT8* puiBlock, MUINT16 uiSignature
         return nullptr;
     }
     const MUINT8* puiFound = puiBlock;
-    while (puiFound != nullptr && ((uiSignature ^ BlockSignature(puiFound)) & PINS10_SIGNATURE_KIND_MASK) != 0)
+    while (puiFound != nullptr && ((uiSignature ^ Pins10BlockSignature(puiFound)) & PINS10_SIGNATURE_KIND_MASK) != 0)
         puiFound = Pins10NextBlockHeader(puiFound);
     if (puiFound == nullptr)
         return nullptr;
 
-    if ((BlockSignature(puiFound) & PINS10_SIGNATURE_LIST_FLAG) == 0)
+    if ((Pins10BlockSignature(puiFound) & PINS10_SIGNATURE_LIST_FLAG) == 0)
     {
         if (puiSize)
-            *puiSize = BlockLength(puiFound);
+            *puiSize = Pins10BlockLength(puiFound);
         return puiFound + msc_uiBlockHeaderSize;
     }
     // List: element uiIndex, present only when it lies wholly inside the block's data.
@@ -179,14 +95,14 @@ MBOOL32 Pins10Validate(MUINT8* puiBlock, MUINT32 uiSize)
         QEL_ASSERT_REPORT();
         return 0;
     }
-    if ((BlockSignature(puiBlock) & PINS10_SIGNATURE_KIND_MASK) != PINS10_SIGNATURE_HEADER)
+    if ((Pins10BlockSignature(puiBlock) & PINS10_SIGNATURE_KIND_MASK) != PINS10_SIGNATURE_HEADER)
     {
         QEL_ASSERT_REPORT();
         return 0;
     }
     // The older header is converted before anything reads it, but only when its data lies in the
     // buffer.
-    const MUINT32 uiHeaderLength = BlockLength(puiBlock);
+    const MUINT32 uiHeaderLength = Pins10BlockLength(puiBlock);
     if (uiHeaderLength <= uiSize - msc_uiBlockHeaderSize)
         ConvertPInS10HeaderRev1(puiBlock + msc_uiBlockHeaderSize, uiHeaderLength);
 

@@ -96,8 +96,7 @@ constexpr MUINT32 msc_uiListHeaderSize = sizeof(tagPinsBlockList);
 constexpr MUINT32 msc_uiEndBlockSize = sizeof(tagPinsBlock) + sizeof(PinsCheck);
 constexpr MUINT32 msc_uiMaxLength = 0xFFFF;
 
-MUINT16 BlockSignature(const MUINT8* puiBlock) { return Pins10ReadU16(puiBlock); }
-MUINT32 BlockSize(const MUINT8* puiBlock) { return msc_uiBlockHeaderSize + Pins10ReadU16(puiBlock + 2); }
+MUINT32 BlockSize(const MUINT8* puiBlock) { return msc_uiBlockHeaderSize + Pins10BlockLength(puiBlock); }
 MUINT32 ListItemSize(const MUINT8* puiBlock) { return Pins10ReadU16(puiBlock + offsetof(tagPinsBlockList, uiItemSize)); }
 MBOOL32 IsList(MUINT16 uiSignature) { return (uiSignature & PINS10_SIGNATURE_LIST_FLAG) != 0; }
 MUINT32 RoundUp4(MUINT32 uiValue) { return (uiValue + 3u) & ~3u; }
@@ -113,7 +112,7 @@ struct SChain
     {
         for (MUINT32 uiOffset = 0; uiOffset < uiEndOffset; uiOffset += BlockSize(puiData + uiOffset))
         {
-            if (BlockSignature(puiData + uiOffset) == uiSignature)
+            if (Pins10BlockSignature(puiData + uiOffset) == uiSignature)
                 return puiData + uiOffset;
         }
         return nullptr;
@@ -233,7 +232,7 @@ MUINT32 ConcatenatedLength(const MUINT8* puiListA, const MUINT8* puiListB)
 MBOOL32 PutListElements(COutCursor& roOut, const MUINT8* puiList, MUINT32 uiItemSize, MUINT16 uiSkipType,
                         MUINT32& ruiCount)
 {
-    const MUINT16 uiSignature = BlockSignature(puiList);
+    const MUINT16 uiSignature = Pins10BlockSignature(puiList);
     const MUINT32 uiSourceItemSize = ListItemSize(puiList);
     const MUINT32 uiCount = Pins10ListItemCount(puiList);
     MBOOL32 bOk = 1;
@@ -287,18 +286,18 @@ MBOOL32 CombinePins(ECombineMode eMode, MUINT8* puiPinsA, MUINT32 uiSizeA, MUINT
     for (MUINT32 uiOffset = 0; uiOffset < oB.uiEndOffset; uiOffset += BlockSize(oB.puiData + uiOffset))
     {
         const MUINT8* puiBlockB = oB.puiData + uiOffset;
-        const MUINT8* puiBlockA = oA.FindRaw(BlockSignature(puiBlockB));
+        const MUINT8* puiBlockA = oA.FindRaw(Pins10BlockSignature(puiBlockB));
         if (puiBlockA == nullptr)
         {
             uiSize += BlockSize(puiBlockB);
             continue;
         }
-        switch (ClassifyShared(eMode, BlockSignature(puiBlockB)))
+        switch (ClassifyShared(eMode, Pins10BlockSignature(puiBlockB)))
         {
         case SHARED_KEEP_A:
             break;
         case SHARED_CONCATENATE:
-            if (puiBlockB != oB.FindRaw(BlockSignature(puiBlockB)))
+            if (puiBlockB != oB.FindRaw(Pins10BlockSignature(puiBlockB)))
                 break;   // a second list of the same kind in B: A's list already took the first
             if (ConcatenatedLength(puiBlockA, puiBlockB) == 0)
             {
@@ -329,7 +328,7 @@ MBOOL32 CombinePins(ECombineMode eMode, MUINT8* puiPinsA, MUINT32 uiSizeA, MUINT
     for (MUINT32 uiOffset = 0; bOk && uiOffset < oA.uiEndOffset; uiOffset += BlockSize(oA.puiData + uiOffset))
     {
         const MUINT8* puiBlockA = oA.puiData + uiOffset;
-        const MUINT16 uiSignature = BlockSignature(puiBlockA);
+        const MUINT16 uiSignature = Pins10BlockSignature(puiBlockA);
         const MUINT8* puiBlockB = oB.FindRaw(uiSignature);
         if (puiBlockB != nullptr && ClassifyShared(eMode, uiSignature) == SHARED_CONCATENATE &&
             puiBlockA == oA.FindRaw(uiSignature))
@@ -340,7 +339,7 @@ MBOOL32 CombinePins(ECombineMode eMode, MUINT8* puiPinsA, MUINT32 uiSizeA, MUINT
     for (MUINT32 uiOffset = 0; bOk && uiOffset < oB.uiEndOffset; uiOffset += BlockSize(oB.puiData + uiOffset))
     {
         const MUINT8* puiBlockB = oB.puiData + uiOffset;
-        if (oA.FindRaw(BlockSignature(puiBlockB)) == nullptr)
+        if (oA.FindRaw(Pins10BlockSignature(puiBlockB)) == nullptr)
             bOk = oOut.Put(puiBlockB, BlockSize(puiBlockB));
     }
     bOk = bOk && oOut.PutEndBlock();
@@ -525,7 +524,7 @@ MBOOL32 XPins10Helper::RemovePinsMultiBlockElement(MUINT16 uiSignature, MUINT16 
     for (MUINT32 uiOffset = 0; bOk && uiOffset < oChain.uiEndOffset; uiOffset += BlockSize(puiPins + uiOffset))
     {
         const MUINT8* puiBlock = puiPins + uiOffset;
-        if (!IsList(BlockSignature(puiBlock)) || BlockSignature(puiBlock) != uiSignature)
+        if (!IsList(Pins10BlockSignature(puiBlock)) || Pins10BlockSignature(puiBlock) != uiSignature)
         {
             bOk = oOut.Put(puiBlock, BlockSize(puiBlock));
             continue;

@@ -306,3 +306,7 @@ inline void Pins10WriteU32(MUINT8* puiBytes, MUINT32 uiValue)
     for (int i = 0; i < 4; ++i)
         puiBytes[i] = (MUINT8)(uiValue >> (8 * i));
 }
+
+// Block header fields of the block that starts at puiBlock.
+inline MUINT16 Pins10BlockSignature(const MUINT8* puiBlock) { return Pins10ReadU16(puiBlock); }
+inline MUINT16 Pins10BlockLength(const MUINT8* puiBlock) { return Pins10ReadU16(puiBlock + 2); }

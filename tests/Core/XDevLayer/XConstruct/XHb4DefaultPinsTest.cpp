@@ -1,0 +1,295 @@
+// Built-in parameter blocks: selection by subsystem word, and a self-check of every block against
+// what the chip needs to come up (valid chain, memory sizes matching the PHY configuration, clocks
+// the synthesizers can produce).
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "XHb4DefaultPins.h"
+#include "XPinS10.h"
+#include "XPins10Helper.h"
+
+namespace
+{
+struct SBuiltInCase
+{
+    const char* pszName;
+    MUINT32 uiSubsysId;
+    int iPcbRev;   // -1: no PCB info
+    MUINT32 uiVariant;
+};
+
+std::vector<MUINT8> CopyOf(const SBuiltInCase& roCase)
+{
+    tagPinsHeaderPcbInfo oPcb = {};
+    oPcb.uRev = (MUINT32)(roCase.iPcbRev < 0 ? 0 : roCase.iPcbRev);
+    const tagPinsHeaderPcbInfo* poPcb = roCase.iPcbRev < 0 ? nullptr : &oPcb;
+    const MUINT32 uiSize = XHb4DefaultPins::GetDefaultPinsSize(roCase.uiSubsysId, poPcb, roCase.uiVariant);
+    const MUINT8* puiPins = XHb4DefaultPins::GetPinsContent(roCase.uiSubsysId, poPcb, roCase.uiVariant);
+    return std::vector<MUINT8>(puiPins, puiPins + uiSize);
+}
+
+// Every block the table can hand out.
+const SBuiltInCase msc_aoBuiltIns[] = {
+    {"Generic", E_SUB_SYS_ID_DEFAULT, -1, 0},
+    {"QuadPhy", E_SUB_SYS_ID_REF_QUAD_PHY, -1, 0},
+    {"QuadPhyInputOutput", E_SUB_SYS_ID_REF_QUAD_PHY, -1, 1},
+    {"DualPhy", E_SUB_SYS_ID_REF_DUAL_PHY, 1, 0},
+    {"DualPhyFirstRevision", E_SUB_SYS_ID_REF_DUAL_PHY, 0, 0},
+    {"Fanless", E_SUB_SYS_ID_REF_FANLESS, -1, 0},
+};
+
+// Whether the chip's two-PLL synthesizer reaches the target within +-1.1 %: the second PLL's VCO
+// is 2 x P1 x target, the intermediate frequency that VCO over M1, the first VCO the reference
+// times M0, and P0 the divider that brings the first VCO to the intermediate frequency.
+bool SynthesizerReaches(const tagPins10Clock& roClock, MUINT32 uiTarget)
+{
+    const MUINT64 uiBand = (MUINT64)uiTarget * 110 / 10000;
+    for (MUINT64 uiM1 = 1; uiM1 <= 64; ++uiM1)
+    {
+        for (MUINT64 uiP1 = 1; uiP1 <= 64; ++uiP1)
+        {
+            const MUINT64 uiVco2 = 2 * uiP1 * uiTarget;
+            const MUINT64 uiIntermediate = uiVco2 / uiM1;
+            if (uiVco2 < roClock.uiVco2Min || uiVco2 > roClock.uiVco2Max || uiIntermediate < roClock.uiFreqRef2Min ||
+                uiIntermediate > roClock.uiFreqRef2Max)
+                continue;
+            for (MUINT64 uiM0 = 1; uiM0 <= 128; ++uiM0)
+            {
+                const MUINT64 uiVco1 = (MUINT64)roClock.uiFreqRef * uiM0;
+                if (uiVco1 < roClock.uiVco1Min || uiVco1 > roClock.uiVco1Max)
+                    continue;
+                const MUINT64 uiQ = uiVco1 * uiM1 / (uiTarget * uiP1);
+                const MUINT64 uiP0 = (uiQ >> 1) + (uiQ & 1);
+                if (uiP0 < 1 || uiP0 > 64)
+                    continue;
+                const MUINT64 uiOut = uiVco1 * uiM1 / (2 * uiP1 * uiP0);
+                if (uiOut + uiBand > uiTarget && uiOut < uiTarget + uiBand)
+                    return true;
+            }
+        }
+    }
+    return false;
+}
+
+enum EClockSource : MUINT32
+{
+    SOURCE_OSC = 0,
+    SOURCE_FSSYS0 = 1,
+    SOURCE_FSSYS1 = 2,
+    SOURCE_FSVID0 = 3,
+    SOURCE_FSSYS2 = 4,
+};
+
+MUINT32 Source(MUINT32 uiClockControl) { return (uiClockControl >> 1) & 0x7; }
+
+// Target of the system synthesizer a source selects, or 0 when the source is none of them.
+MUINT32 SystemTarget(const tagPins10Clock& roClock, MUINT32 uiSource)
+{
+    switch (uiSource)
+    {
+    case SOURCE_FSSYS0:
+        return roClock.uiFS0FOut;
+    case SOURCE_FSSYS1:
+        return roClock.uiFS1FOut;
+    case SOURCE_FSSYS2:
+        return roClock.uiFS2FOut;
+    default:
+        return 0;
+    }
+}
+
+class BuiltInBlockTest : public testing::TestWithParam<SBuiltInCase>
+{
+protected:
+    void SetUp() override
+    {
+        m_auiPins = CopyOf(GetParam());
+        ASSERT_TRUE(Pins10Validate(m_auiPins.data(), (MUINT32)m_auiPins.size()));
+    }
+    std::vector<MUINT8> m_auiPins;
+};
+
+TEST_P(BuiltInBlockTest, SizeIsExactlyTheChain)
+{
+    MUINT32 uiEnd = 0;
+    ASSERT_EQ(PINS10_BLOCK_END, Pins10WalkChain(m_auiPins.data(), (MUINT32)m_auiPins.size(), &uiEnd));
+    EXPECT_EQ(m_auiPins.size(), uiEnd + sizeof(tagPinsBlock) + sizeof(PinsCheck));
+    // Every refinement of a model has the model's size.
+    SBuiltInCase oPlain = GetParam();
+    oPlain.iPcbRev = -1;
+    oPlain.uiVariant = 0;
+    EXPECT_EQ(CopyOf(oPlain).size(), m_auiPins.size());
+}
+
+TEST_P(BuiltInBlockTest, RecordsTheBuilderNeedsArePresent)
+{
+    tagPins10Header oHeader = {};
+    tagPins10Cpu oCpu = {};
+    tagPins10FactoryOptions oOptions = {};
+    ASSERT_TRUE(XPins10Helper::GetPinsHeader(m_auiPins.data(), &oHeader));
+    EXPECT_EQ(PINS10_HEADER_REVISION, oHeader.uiStructRevision);
+    ASSERT_TRUE(XPins10Helper::GetCpuInfo(m_auiPins.data(), &oCpu));
+    EXPECT_GT(XPins10Helper::CalcMemorySizeInMB(oCpu.auiMemQty), 0u);
+    EXPECT_TRUE(XPins10Helper::GetOptInfo(m_auiPins.data(), &oOptions));
+    tagPins10MiscIo oPin;
+    EXPECT_TRUE(XPins10Helper::GetPinsMiscIo(m_auiPins.data(), 0, &oPin));
+}
+
+TEST_P(BuiltInBlockTest, MemoryConfigurationMatchesItsSizeCodes)
+{
+    tagPins10Mem_v2 oMemory = {};
+    ASSERT_TRUE(XPins10Helper::GetPinsMemoryConfig(m_auiPins.data(), &oMemory));
+    MUINT32 uiPhyMask = 0;
+    for (MUINT32 i = 0; i < 4; ++i)
+    {
+        EXPECT_LE(oMemory.auiMemQty[i], 10u) << "size code of PHY " << i;
+        uiPhyMask |= oMemory.auiMemQty[i] != 0 ? 1u << i : 0;
+    }
+    // The controller accepts one, two or four PHYs.
+    const MUINT32 uiFitted = (MUINT32)__builtin_popcount(uiPhyMask);
+    ASSERT_TRUE(uiFitted == 1 || uiFitted == 2 || uiFitted == 4) << "PHY mask " << uiPhyMask;
+    const MUINT32 uiMode = uiFitted == 4 ? 2 : uiFitted - 1;
+    EXPECT_EQ(uiPhyMask, (oMemory.uiMEM_CONFIG >> 2) & 0xF);
+    EXPECT_EQ(uiMode, oMemory.uiMEM_CONFIG & 0x3);
+    EXPECT_EQ(uiFitted == 2, XPins10Helper::IsMemoryInterleaveDualMode(oMemory.auiMemQty) != 0);
+    EXPECT_GE(XPins10Helper::CalcMemorySizeInMB(oMemory.auiMemQty), 128u);
+}
+
+TEST_P(BuiltInBlockTest, ClocksSelectSynthesizersThatCanBeProgrammed)
+{
+    tagPins10Clock oClock = {};
+    ASSERT_TRUE(XPins10Helper::GetPinsClock(m_auiPins.data(), &oClock));
+    EXPECT_EQ(27000u, oClock.uiFreqRef);
+    // The memory-side domains and the host bus run from a system synthesizer.
+    for (MUINT32 uiControl : {oClock.uiSYS_MBECLKCTL, oClock.uiSYS_MFECLKCTL, oClock.uiSYS_HRBCLKCTL})
+        EXPECT_NE(0u, SystemTarget(oClock, Source(uiControl))) << std::hex << uiControl;
+
+    // No domain runs from a synthesizer that is switched off.
+    const MUINT32* puiFirst = &oClock.uiSYS_MBECLKCTL;
+    const MUINT32* puiLast = &oClock.uiSYS_FPGACLKCTL;
+    for (const MUINT32* puiControl = puiFirst; puiControl <= puiLast; ++puiControl)
+    {
+        const MUINT32 uiSource = Source(*puiControl);
+        const bool bRuns = uiSource == SOURCE_OSC || SystemTarget(oClock, uiSource) != 0 ||
+                           (uiSource == SOURCE_FSVID0 && oClock.uiFSVidFOut[0] != 0);
+        EXPECT_TRUE(bRuns) << "clock-control word " << (puiControl - puiFirst) << " selects source " << uiSource;
+    }
+    for (MUINT32 uiTarget : {oClock.uiFS0FOut, oClock.uiFS1FOut, oClock.uiFS2FOut, oClock.uiFSVidFOut[0],
+                             oClock.uiFSVidFOut[1], oClock.uiFSVidFOut[2], oClock.uiFSVidFOut[3]})
+    {
+        EXPECT_TRUE(uiTarget == 0 || SynthesizerReaches(oClock, uiTarget)) << uiTarget << " kHz";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Blocks, BuiltInBlockTest, testing::ValuesIn(msc_aoBuiltIns),
+                         [](const testing::TestParamInfo<SBuiltInCase>& roInfo) { return roInfo.param.pszName; });
+
+// ---- Selection
+
+TEST(Hb4DefaultPinsSelection, UnknownWordsGetTheGenericBlock)
+{
+    for (MUINT32 uiSubsysId : {(MUINT32)E_SUB_SYS_ID_DEFAULT, 0x12341234u, 0x0A011E5Au, 0u, 0xFFFFFFFFu})
+    {
+        EXPECT_EQ(584u, XHb4DefaultPins::GetDefaultPinsSize(uiSubsysId, nullptr, 0));
+        EXPECT_EQ(DefaultPins::msc_oPins, XHb4DefaultPins::GetPinsContent(uiSubsysId, nullptr, 1));
+    }
+}
+
+TEST(Hb4DefaultPinsSelection, RefinementsApplyOnlyToTheirModel)
+{
+    tagPinsHeaderPcbInfo oRev0 = {}, oRev1 = {};
+    oRev1.uRev = 1;
+    const MUINT8* puiQuad = XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_REF_QUAD_PHY, nullptr, 0);
+    const MUINT8* puiQuadIo = XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_REF_QUAD_PHY, nullptr, 1);
+    EXPECT_NE(puiQuad, puiQuadIo);
+    EXPECT_EQ(puiQuad, XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_REF_QUAD_PHY, &oRev0, 2));
+
+    const MUINT8* puiDual = XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_REF_DUAL_PHY, nullptr, 0);
+    const MUINT8* puiDualRev0 = XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_REF_DUAL_PHY, &oRev0, 0);
+    EXPECT_NE(puiDual, puiDualRev0);
+    EXPECT_EQ(puiDual, XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_REF_DUAL_PHY, &oRev1, 0));
+    EXPECT_EQ(puiDual, XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_REF_DUAL_PHY, nullptr, 1));
+
+    tagPins10Mem_v2 oCurrent = {}, oFirst = {};
+    ASSERT_TRUE(XPins10Helper::GetPinsMemoryConfig(puiDual, &oCurrent));
+    ASSERT_TRUE(XPins10Helper::GetPinsMemoryConfig(puiDualRev0, &oFirst));
+    EXPECT_NE(oCurrent.auiMPHY_DXGTR[0], oFirst.auiMPHY_DXGTR[0]);   // the first PCB's read-gate delays
+}
+
+TEST(Hb4DefaultPinsSelection, SupportedAndFanlessLists)
+{
+    EXPECT_EQ(32u, XHb4DefaultPins::GetSupportedSubsysIds(nullptr));
+    MUINT32 auiIds[33];
+    auiIds[32] = 0xA5A5A5A5;
+    EXPECT_EQ(32u, XHb4DefaultPins::GetSupportedSubsysIds(auiIds));
+    EXPECT_EQ(0xA5A5A5A5u, auiIds[32]);
+    for (MUINT32 i = 0; i < 32; ++i)
+    {
+        // Every listed word has a block of its own; the rest are unused entries.
+        const bool bOwnBlock = XHb4DefaultPins::GetPinsContent(auiIds[i], nullptr, 0) != DefaultPins::msc_oPins;
+        EXPECT_EQ(i < 3, bOwnBlock) << i;
+        EXPECT_EQ(i < 3, auiIds[i] != E_SUB_SYS_ID_UNDEFINED) << i;
+    }
+    EXPECT_TRUE(XHb4DefaultPins::IsFanlessSubsysId(E_SUB_SYS_ID_REF_FANLESS));
+    for (MUINT32 uiSubsysId : {0u, (MUINT32)E_SUB_SYS_ID_UNDEFINED, (MUINT32)E_SUB_SYS_ID_REF_QUAD_PHY,
+                               (MUINT32)E_SUB_SYS_ID_DEFAULT})
+        EXPECT_FALSE(XHb4DefaultPins::IsFanlessSubsysId(uiSubsysId)) << std::hex << uiSubsysId;
+}
+
+TEST(Hb4DefaultPinsSelection, FanlessModelLosesItsFanPin)
+{
+    std::vector<MUINT8> auiPins = CopyOf({"", E_SUB_SYS_ID_REF_FANLESS, -1, 0});
+    MUINT32 uiSize = (MUINT32)auiPins.size();
+    ASSERT_TRUE(XPins10Helper::RemovePinsMultiBlockElement(PINS10_SIGNATURE_MISC_IO, PINS10_MISC_IO_TYPE_FAN, uiSize,
+                                                           auiPins.data()));
+    EXPECT_EQ(auiPins.size() - sizeof(tagPins10MiscIo), uiSize);
+    tagPins10MiscIo oPin;
+    for (MUINT32 i = 0; XPins10Helper::GetPinsMiscIo(auiPins.data(), i, &oPin); ++i)
+        EXPECT_NE(PINS10_MISC_IO_TYPE_FAN, oPin.uiType);
+}
+
+// ---- The generic block
+
+TEST(Hb4GenericBlock, LaidOutAndFilledAsTheUsualBlock)
+{
+    std::vector<MUINT8> auiPins(DefaultPins::msc_oPins, DefaultPins::msc_oPins + DefaultPins::msc_uiPinsSize);
+    ASSERT_EQ(sizeof(tagDefaultPins10), auiPins.size());
+    const struct
+    {
+        size_t uiOffset;
+        MUINT16 uiSignature;
+    } aoBlocks[] = {{offsetof(tagDefaultPins10, oHeaderBlock), PINS10_SIGNATURE_HEADER},
+                    {offsetof(tagDefaultPins10, oCpuBlock), PINS10_SIGNATURE_CPU},
+                    {offsetof(tagDefaultPins10, oClockBlock), PINS10_SIGNATURE_CLOCK},
+                    {offsetof(tagDefaultPins10, oMemoryBlock), PINS10_SIGNATURE_MEMORY},
+                    {offsetof(tagDefaultPins10, oMiscIoList), PINS10_SIGNATURE_MISC_IO},
+                    {offsetof(tagDefaultPins10, oI2cBusList), PINS10_SIGNATURE_I2C_BUS},
+                    {offsetof(tagDefaultPins10, oOptionsBlock), PINS10_SIGNATURE_FACTORY_OPTIONS},
+                    {offsetof(tagDefaultPins10, oEndBlock), PINS10_SIGNATURE_END}};
+    for (const auto& roBlock : aoBlocks)
+        EXPECT_EQ(roBlock.uiSignature, Pins10ReadU16(&auiPins[roBlock.uiOffset])) << roBlock.uiOffset;
+
+    tagPins10Header oHeader = {};
+    ASSERT_TRUE(XPins10Helper::GetPinsHeader(auiPins.data(), &oHeader));
+    EXPECT_EQ(0x07DF0508u, oHeader.uiReleaseDate);
+    EXPECT_EQ(7479u, oHeader.uiPcbInfo.uPcbNum);
+    EXPECT_EQ(1u, oHeader.uiPcbInfo.uRev);
+    EXPECT_STREQ("Default", oHeader.szProductSku);
+    tagPins10Cpu oCpu = {};
+    ASSERT_TRUE(XPins10Helper::GetCpuInfo(auiPins.data(), &oCpu));
+    EXPECT_EQ(2048u, XPins10Helper::CalcMemorySizeInMB(oCpu.auiMemQty));
+    tagPins10Mem_v2 oMemory = {};
+    ASSERT_TRUE(XPins10Helper::GetPinsMemoryConfig(auiPins.data(), &oMemory));
+    EXPECT_FALSE(XPins10Helper::IsMemoryInterleaveDualMode(oMemory.auiMemQty));
+    tagPins10MiscIo oFan = {};
+    ASSERT_TRUE(XPins10Helper::GetPinsMiscIo(auiPins.data(), 2, &oFan));
+    EXPECT_EQ(PINS10_MISC_IO_TYPE_FAN, oFan.uiType);
+    EXPECT_STREQ("Module fan", oFan.szName);
+    tagPins10I2cBus oBus = {};
+    ASSERT_TRUE(XPins10Helper::GetPinsI2cBus(auiPins.data(), 0, &oBus));
+    EXPECT_EQ(400u, oBus.uiMaxFreqInKHz);
+    EXPECT_EQ(31u, oBus.uiSclPinsIndex);
+}
+}  // namespace
