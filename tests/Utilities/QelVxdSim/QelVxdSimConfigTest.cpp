@@ -4,8 +4,8 @@
 
 namespace
 {
-constexpr PCIHANDLE BOARD_04 = 0x0400;     // 32-bit BAR 0, 32 MiB
-constexpr PCIHANDLE BOARD_05 = 0x0500;     // first generation, 128 MiB
+constexpr PCIHANDLE BOARD_04    = 0x0400;  // 32-bit BAR 0, 32 MiB
+constexpr PCIHANDLE BOARD_05    = 0x0500;  // first generation, 128 MiB
 constexpr PCIHANDLE DEVICE_02_0 = 0x0010;  // other vendor, two functions
 constexpr PCIHANDLE DEVICE_02_1 = 0x0011;
 
@@ -70,12 +70,19 @@ TEST_F(CConfigTest, BarSizingGivesTheLayoutOfEachBoard)
 {
     const SBarCase aoCases[] = {
         // 64-bit prefetchable memory window (256 MiB) in BARs 0-1, 64-bit registers (64 KiB) in 2-3.
-        {BOARD_03, 0x10, 0xF000000C}, {BOARD_03, 0x14, 0xFFFFFFFF}, {BOARD_03, 0x18, 0xFFFF0004},
-        {BOARD_03, 0x1C, 0xFFFFFFFF}, {BOARD_03, 0x20, 0x00000000}, {BOARD_03, 0x24, 0x00000000},
+        {BOARD_03, 0x10, 0xF000000C},
+        {BOARD_03, 0x14, 0xFFFFFFFF},
+        {BOARD_03, 0x18, 0xFFFF0004},
+        {BOARD_03, 0x1C, 0xFFFFFFFF},
+        {BOARD_03, 0x20, 0x00000000},
+        {BOARD_03, 0x24, 0x00000000},
         // 32-bit memory window (32 MiB) in BAR 0, registers in BAR 1.
-        {BOARD_04, 0x10, 0xFE000008}, {BOARD_04, 0x14, 0xFFFF0000}, {BOARD_04, 0x18, 0x00000000},
+        {BOARD_04, 0x10, 0xFE000008},
+        {BOARD_04, 0x14, 0xFFFF0000},
+        {BOARD_04, 0x18, 0x00000000},
         // First generation: 128 MiB and an 8 KiB register window.
-        {BOARD_05, 0x10, 0xF800000C}, {BOARD_05, 0x18, 0xFFFFE004},
+        {BOARD_05, 0x10, 0xF800000C},
+        {BOARD_05, 0x18, 0xFFFFE004},
         // Other devices implement no BAR.
         {DEVICE_02_0, 0x10, 0x00000000},
     };
@@ -92,11 +99,11 @@ TEST_F(CConfigTest, BarsHoldDisjointSizeAlignedWindows)
     for (PCIHANDLE hBoard : {BOARD_03, BOARD_04, BOARD_05})
     {
         const CQelSimBoard& roBoard = *QelVxdSim_Current()->FindBoard(hBoard);
-        const bool bBar64 = (Cfg32(hBoard, 0x10) & 0x6) == 0x4;
-        const MUINT64 uiMemory = (Cfg32(hBoard, 0x10) & ~0xFu) | (bBar64 ? (MUINT64)Cfg32(hBoard, 0x14) << 32 : 0);
+        const bool bBar64           = (Cfg32(hBoard, 0x10) & 0x6) == 0x4;
+        const MUINT64 uiMemory      = (Cfg32(hBoard, 0x10) & ~0xFu) | (bBar64 ? (MUINT64)Cfg32(hBoard, 0x14) << 32 : 0);
         const MUINT32 uiRegisterBar = bBar64 ? 0x18 : 0x14;
-        const MUINT64 uiRegisters = (Cfg32(hBoard, uiRegisterBar) & ~0xFFu) |
-                                    (bBar64 ? (MUINT64)Cfg32(hBoard, uiRegisterBar + 4) << 32 : 0);
+        const MUINT64 uiRegisters =
+            (Cfg32(hBoard, uiRegisterBar) & ~0xFFu) | (bBar64 ? (MUINT64)Cfg32(hBoard, uiRegisterBar + 4) << 32 : 0);
         EXPECT_EQ(uiMemory, roBoard.MemoryBase());
         EXPECT_EQ(uiRegisters, roBoard.RegisterBase());
         EXPECT_EQ(uiMemory % roBoard.MemorySize(), 0u);

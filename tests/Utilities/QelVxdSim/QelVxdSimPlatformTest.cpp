@@ -34,8 +34,7 @@ TEST_F(CPlatformTest, ScanFindsTheRigAndTracesNoEmptySlot)
 {
     std::vector<PCIHANDLE> ahFound;
     ASSERT_EQ(pciScan(
-                  [](PCIHANDLE hPci, void* pvFound)
-                  {
+                  [](PCIHANDLE hPci, void* pvFound) {
                       static_cast<std::vector<PCIHANDLE>*>(pvFound)->push_back(hPci);
                       return 0;
                   },

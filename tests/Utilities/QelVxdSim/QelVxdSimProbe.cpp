@@ -28,17 +28,18 @@ int main(int iArgc, char** ppszArgv)
 {
     if (iArgc < 2)
     {
-        fprintf(stderr, "usage: %s <rig> [reg-read <bus> <offset>] [reg-write <bus> <offset> <value>]...\n", ppszArgv[0]);
+        fprintf(stderr, "usage: %s <rig> [reg-read <bus> <offset>] [reg-write <bus> <offset> <value>]...\n",
+                ppszArgv[0]);
         return 1;
     }
     const SQelVxdBackend& roSim = *QelVxdSimCreateBackend(ppszArgv[1]);
     printf("ok\n");
     for (int iArg = 2; iArg + 2 < iArgc;)
     {
-        const bool bWrite = strcmp(ppszArgv[iArg], "reg-write") == 0;
+        const bool bWrite      = strcmp(ppszArgv[iArg], "reg-write") == 0;
         const PCIHANDLE hBoard = strtoul(ppszArgv[iArg + 1], nullptr, 0) << 8;
         const MUINT32 uiOffset = (MUINT32)strtoul(ppszArgv[iArg + 2], nullptr, 0);
-        const MEMHANDLE hPage = MapRegisterPage(roSim, hBoard, uiOffset);
+        const MEMHANDLE hPage  = MapRegisterPage(roSim, hBoard, uiOffset);
         if (hPage == 0)
         {
             printf("map failed\n");

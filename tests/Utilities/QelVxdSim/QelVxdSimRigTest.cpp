@@ -130,7 +130,8 @@ TEST_F(CRigLoadTest, DefaultRig)
     EXPECT_EQ(poBoard->PhyMask(), 0xFu);
     EXPECT_STREQ(poBoard->FlashChip().pszName, "W25Q64FV");
     const std::vector<MUINT8>& raucFlash = poBoard->Flash();
-    const MUINT32 uiPointer = raucFlash[QELSIM_PINS_POINTER_ADDRESS] | (raucFlash[QELSIM_PINS_POINTER_ADDRESS + 1] << 8);
+    const MUINT32 uiPointer =
+        raucFlash[QELSIM_PINS_POINTER_ADDRESS] | (raucFlash[QELSIM_PINS_POINTER_ADDRESS + 1] << 8);
     if (g_uiQelVxdSimDefaultPinsSize == 0)
     {
         EXPECT_EQ(uiPointer, 0xFFFFu);

@@ -34,8 +34,9 @@ TEST_F(CStateTest, InitialisationStatusSurvivesANewSimulatorUntilTheFileIsDelete
     Load(s_pszRig);
     EXPECT_EQ(Status(), 0x20000000u) << "marker from the rig at power-on";
     WriteStatus(0xE0000000);
-    EXPECT_EQ(ReadText(Path("rig.state.json")), "{\n  \"boards\": {\n    \"03:00.0\": {\n      \"0x26fc\": \"0xe0000000\"\n"
-                                                "    },\n    \"05:00.0\": {}\n  }\n}\n");
+    EXPECT_EQ(ReadText(Path("rig.state.json")),
+              "{\n  \"boards\": {\n    \"03:00.0\": {\n      \"0x26fc\": \"0xe0000000\"\n"
+              "    },\n    \"05:00.0\": {}\n  }\n}\n");
     QelVxdSim_Unload();
     Load(s_pszRig);
     EXPECT_EQ(Status(), 0xE0000000u);
@@ -80,7 +81,8 @@ TEST_F(CStateTest, DamagedStateFileIsARigError)
 TEST_F(CStateTest, StateIsSharedBetweenProcesses)
 {
     WriteFile("rig.json", s_pszRig);
-    SProcessResult oFirst = RunProcess({QELVXD_SIM_PROBE, Path("rig.json"), "reg-write", "3", "0x26fc", "0xc0000000"}, {});
+    SProcessResult oFirst =
+        RunProcess({QELVXD_SIM_PROBE, Path("rig.json"), "reg-write", "3", "0x26fc", "0xc0000000"}, {});
     EXPECT_EQ(oFirst.iStatus, 0) << oFirst.sErr;
     SProcessResult oSecond = RunProcess({QELVXD_SIM_PROBE, Path("rig.json"), "reg-read", "3", "0x26fc"}, {});
     EXPECT_EQ(oSecond.iStatus, 0) << oSecond.sErr;
@@ -93,7 +95,7 @@ TEST_F(CStateTest, ChangedFlashImageIsRewrittenAtFlush)
     const std::string sRig =
         R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"M25P10","image":"flash.bin"}}]})";
     Load(sRig);
-    CQelSimBoard& roBoard = *QelVxdSim_Board(3, 0, 0);
+    CQelSimBoard& roBoard  = *QelVxdSim_Board(3, 0, 0);
     const MUINT8 aucSame[] = {2, 3};
     roBoard.WriteFlash(1, aucSame, 2);
     QelVxdSim_Unload();

@@ -36,7 +36,8 @@ void CSimTest::WriteFile(const std::string& rsName, const std::string& rsText) c
 
 void CSimTest::WriteBytes(const std::string& rsName, const std::vector<MUINT8>& raucBytes) const
 {
-    std::ofstream(Path(rsName), std::ios::binary).write(reinterpret_cast<const char*>(raucBytes.data()), raucBytes.size());
+    std::ofstream(Path(rsName), std::ios::binary)
+        .write(reinterpret_cast<const char*>(raucBytes.data()), raucBytes.size());
 }
 
 std::string CSimTest::ReadText(const std::string& rsPath) const
@@ -86,8 +87,8 @@ MEMHANDLE CSimTest::MapMemory(const CQelSimBoard& roBoard)
 SProcessResult RunProcess(const std::vector<std::string>& rasArgs, const std::vector<std::string>& rasEnv)
 {
     SProcessResult oResult;
-    char szOut[] = "/tmp/qelvxd-sim-out.XXXXXX";
-    char szErr[] = "/tmp/qelvxd-sim-err.XXXXXX";
+    char szOut[]   = "/tmp/qelvxd-sim-out.XXXXXX";
+    char szErr[]   = "/tmp/qelvxd-sim-err.XXXXXX";
     const int iOut = mkstemp(szOut);
     const int iErr = mkstemp(szErr);
     std::vector<char*> apszArgs;
@@ -122,8 +123,7 @@ SProcessResult RunProcess(const std::vector<std::string>& rasArgs, const std::ve
     posix_spawn_file_actions_destroy(&oActions);
     close(iOut);
     close(iErr);
-    auto fnSlurp = [](const char* pszPath)
-    {
+    auto fnSlurp = [](const char* pszPath) {
         std::ostringstream oText;
         oText << std::ifstream(pszPath).rdbuf();
         unlink(pszPath);

@@ -47,5 +47,5 @@ struct SProcessResult
 // Runs argv with extra "NAME=value" environment entries; stdout and stderr captured.
 SProcessResult RunProcess(const std::vector<std::string>& rasArgs, const std::vector<std::string>& rasEnv);
 
-inline constexpr PCIHANDLE BOARD_03 = 0x0300;   // 03:00.0
+inline constexpr PCIHANDLE BOARD_03  = 0x0300;  // 03:00.0
 inline constexpr PCIHANDLE BRIDGE_1C = 0x00E0;  // 00:1c.0

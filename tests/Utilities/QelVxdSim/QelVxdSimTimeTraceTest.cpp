@@ -31,8 +31,8 @@ TEST_F(CTimeTest, VirtualWaitsAdvanceTheClockAndReturnAtOnce)
 
 TEST_F(CTimeTest, RealWaitsTakeAtLeastTheTimeAsked)
 {
-    const SQelVxdBackend& roSim = Load(R"({"time":"real"})");
-    const MUINT64 uiBefore = Counter();
+    const SQelVxdBackend& roSim     = Load(R"({"time":"real"})");
+    const MUINT64 uiBefore          = Counter();
     steady_clock::time_point oStart = steady_clock::now();
     roSim.pfnDelay(20000);
     EXPECT_GE(steady_clock::now() - oStart, std::chrono::microseconds(20000));
@@ -64,15 +64,15 @@ TEST_F(CTraceTest, OneLinePerAccessAndWaitInTheDocumentedFormat)
     const SQelVxdBackend& roSim = Load(R"({
       "bridges":[{"bus":0,"device":28,"function":0,"secondary":3,"subordinate":3}],
       "boards":[{"bus":3,"device":0,"function":0}]})");
-    CQelSimBoard& roBoard = *QelVxdSim_Board(3, 0, 0);
-    MUINT32 uiValue = 0;
+    CQelSimBoard& roBoard       = *QelVxdSim_Board(3, 0, 0);
+    MUINT32 uiValue             = 0;
     roSim.pfnConfigRead(0x0018, 0x00, &uiValue, 2);  // empty slot: not traced
     roSim.pfnConfigRead(BOARD_03, 0x00, &uiValue, 4);
     roSim.pfnConfigRead(BOARD_03, 0x01, &uiValue, 3);
     const MUINT32 uiRetrain = 0x20;
     roSim.pfnConfigWrite(BRIDGE_1C, 0x50, &uiRetrain, 2);
     const MEMHANDLE hRegs = MapRegisters(roBoard);
-    const MEMHANDLE hMem = MapMemory(roBoard);
+    const MEMHANDLE hMem  = MapMemory(roBoard);
     roSim.pfnDelay(1520);
     roSim.pfnWrite32(hRegs + 0x5D00, 0x3E);
     roSim.pfnRead8(hRegs + 0x328);

@@ -26,18 +26,25 @@ struct SAddressPool
             return false;
         }
         ruiBase = uiBase;
-        uiNext = uiBase + uiSize;
+        uiNext  = uiBase + uiSize;
         return true;
     }
 };
-constexpr MUINT64 MEMORY_POOL_32 = 0x80000000;
+constexpr MUINT64 MEMORY_POOL_32     = 0x80000000;
 constexpr MUINT64 MEMORY_POOL_32_END = 0xE0000000;
-constexpr MUINT64 REGISTER_POOL = 0xE0000000;
-constexpr MUINT64 REGISTER_POOL_END = 0xF0000000;
-constexpr MUINT64 MEMORY_POOL_64 = 0x400000000;
+constexpr MUINT64 REGISTER_POOL      = 0xE0000000;
+constexpr MUINT64 REGISTER_POOL_END  = 0xF0000000;
+constexpr MUINT64 MEMORY_POOL_64     = 0x400000000;
 constexpr MUINT64 MEMORY_POOL_64_END = 0x800000000;
 
 const char* const ERROR_PREFIX = "qelvxd-sim: ";
+
+// Width of the next piece of a configuration access: the widest naturally aligned one that fits,
+// as the host bridge issues them.
+MUINT32 ConfigPieceBytes(MUINT64 uiAt, MUINT32 uiLeft)
+{
+    return (uiAt % 4 == 0 && uiLeft >= 4) ? 4 : (uiAt % 2 == 0 && uiLeft >= 2) ? 2 : 1;
+}
 
 bool DirectoryExists(const std::string& rsPath)
 {
@@ -51,7 +58,7 @@ bool DirectoryExists(const std::string& rsPath)
 CQelSim::CQelSim(const SQelSimRigDesc& roRig)
     : m_sRigName(roRig.sName), m_oClock(roRig.eTime), m_oBus(m_oEnv), m_bStateDirty(false), m_bStateWarned(false)
 {
-    m_oEnv.poClock = &m_oClock;
+    m_oEnv.poClock       = &m_oClock;
     m_oEnv.poPersistence = this;
 }
 
@@ -113,8 +120,8 @@ bool CQelSim::Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath,
         m_oBus.Add(std::make_unique<CQelSimBridge>(roBridge, m_oEnv));
     }
 
-    SAddressPool oMemory32 = {MEMORY_POOL_32, MEMORY_POOL_32_END};
-    SAddressPool oMemory64 = {MEMORY_POOL_64, MEMORY_POOL_64_END};
+    SAddressPool oMemory32  = {MEMORY_POOL_32, MEMORY_POOL_32_END};
+    SAddressPool oMemory64  = {MEMORY_POOL_64, MEMORY_POOL_64_END};
     SAddressPool oRegisters = {REGISTER_POOL, REGISTER_POOL_END};
     for (size_t uiIndex = 0; uiIndex < roRig.aoBoards.size(); ++uiIndex)
     {
@@ -125,7 +132,8 @@ bool CQelSim::Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath,
             !oRegisters.Take(CQelSimBoard::RegisterWindowSize(roDesc.uiVendorId | (roDesc.uiDeviceId << 16)),
                              uiRegisterBase))
         {
-            rsError = "boards[" + std::to_string(uiIndex) + "]: no room left for its windows in the simulated address space";
+            rsError =
+                "boards[" + std::to_string(uiIndex) + "]: no room left for its windows in the simulated address space";
             return false;
         }
         auto poBoard = std::make_unique<CQelSimBoard>(roDesc, uiMemoryBase, uiRegisterBase, m_oEnv);
@@ -185,7 +193,7 @@ bool CQelSim::Flush(std::string& rsError)
         if (!poBoard->SaveFlash(sError))
         {
             rsError = sError;
-            bOk = false;
+            bOk     = false;
         }
     }
     if (m_poTrace != nullptr)
@@ -224,12 +232,11 @@ int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUI
         return 0;
     }
     MUINT8* pucBuffer = static_cast<MUINT8*>(pvBuffer);
-    // Natural-width pieces, as the host bridge issues them; bytes past the space read as 0xFF.
+    // Bytes past the configuration space read as 0xFF.
     for (MUINT32 uiDone = 0; uiDone < uiSize;)
     {
-        const MUINT64 uiAt = (MUINT64)uiOffset + uiDone;
-        const MUINT32 uiLeft = uiSize - uiDone;
-        const MUINT32 uiBytes = (uiAt % 4 == 0 && uiLeft >= 4) ? 4 : (uiAt % 2 == 0 && uiLeft >= 2) ? 2 : 1;
+        const MUINT64 uiAt    = (MUINT64)uiOffset + uiDone;
+        const MUINT32 uiBytes = ConfigPieceBytes(uiAt, uiSize - uiDone);
         if (uiAt + uiBytes > QelSimPci::CONFIG_SIZE)
         {
             pucBuffer[uiDone++] = 0xFF;
@@ -242,7 +249,8 @@ int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUI
         }
         if (m_poTrace != nullptr)
         {
-            m_poTrace->Access(m_oClock.NowUs(), hDevice, EQelSimSpace::Config, false, (MUINT32)uiAt, 8 * uiBytes, uiValue);
+            m_poTrace->Access(m_oClock.NowUs(), hDevice, EQelSimSpace::Config, false, (MUINT32)uiAt, 8 * uiBytes,
+                              uiValue);
         }
         uiDone += uiBytes;
     }
@@ -259,9 +267,8 @@ int CQelSim::ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuff
     const MUINT8* pucBuffer = static_cast<const MUINT8*>(pvBuffer);
     for (MUINT32 uiDone = 0; uiDone < uiSize;)
     {
-        const MUINT64 uiAt = (MUINT64)uiOffset + uiDone;
-        const MUINT32 uiLeft = uiSize - uiDone;
-        const MUINT32 uiBytes = (uiAt % 4 == 0 && uiLeft >= 4) ? 4 : (uiAt % 2 == 0 && uiLeft >= 2) ? 2 : 1;
+        const MUINT64 uiAt    = (MUINT64)uiOffset + uiDone;
+        const MUINT32 uiBytes = ConfigPieceBytes(uiAt, uiSize - uiDone);
         if (uiAt + uiBytes > QelSimPci::CONFIG_SIZE)
         {
             ++uiDone;
@@ -274,7 +281,8 @@ int CQelSim::ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuff
         }
         if (m_poTrace != nullptr)
         {
-            m_poTrace->Access(m_oClock.NowUs(), hDevice, EQelSimSpace::Config, true, (MUINT32)uiAt, 8 * uiBytes, uiValue);
+            m_poTrace->Access(m_oClock.NowUs(), hDevice, EQelSimSpace::Config, true, (MUINT32)uiAt, 8 * uiBytes,
+                              uiValue);
         }
         poFunction->ConfigWrite((MUINT32)uiAt, uiBytes, uiValue);
         uiDone += uiBytes;
@@ -306,46 +314,48 @@ void CQelSim::Fault(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite)
     abort();
 }
 
-MUINT32 CQelSim::Read(MEMHANDLE hAddress, MUINT32 uiBytes)
+const SQelSimMapping& CQelSim::Resolve(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite, MUINT32& ruiOffset)
 {
     const SQelSimMapping* poMapping = m_oBus.Decode(hAddress, uiBytes);
     if (poMapping == nullptr)
     {
-        Fault(hAddress, uiBytes, false);
+        Fault(hAddress, uiBytes, bWrite);
     }
-    const MUINT32 uiOffset = poMapping->uiWindowOffset + (MUINT32)(hAddress - poMapping->uiStart);
-    CQelSimBoard* poBoard = poMapping->poBoard;
-    const EQelSimSpace eSpace = poMapping->eSpace;
-    const MUINT32 uiValue =
-        eSpace == EQelSimSpace::Register ? poBoard->RegRead(uiOffset, uiBytes) : poBoard->MemRead(uiOffset, uiBytes);
+    ruiOffset = poMapping->uiWindowOffset + (MUINT32)(hAddress - poMapping->uiStart);
+    return *poMapping;
+}
+
+MUINT32 CQelSim::Read(MEMHANDLE hAddress, MUINT32 uiBytes)
+{
+    MUINT32 uiOffset                = 0;
+    const SQelSimMapping& roMapping = Resolve(hAddress, uiBytes, false, uiOffset);
+    CQelSimBoard& roBoard           = *roMapping.poBoard;
+    const MUINT32 uiValue           = roMapping.eSpace == EQelSimSpace::Register ? roBoard.RegRead(uiOffset, uiBytes)
+                                                                                 : roBoard.MemRead(uiOffset, uiBytes);
     if (m_poTrace != nullptr)
     {
-        m_poTrace->Access(m_oClock.NowUs(), poBoard->Location(), eSpace, false, uiOffset, 8 * uiBytes, uiValue);
+        m_poTrace->Access(m_oClock.NowUs(), roBoard.Location(), roMapping.eSpace, false, uiOffset, 8 * uiBytes,
+                          uiValue);
     }
     return uiValue;
 }
 
 void CQelSim::Write(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue)
 {
-    const SQelSimMapping* poMapping = m_oBus.Decode(hAddress, uiBytes);
-    if (poMapping == nullptr)
-    {
-        Fault(hAddress, uiBytes, true);
-    }
-    const MUINT32 uiOffset = poMapping->uiWindowOffset + (MUINT32)(hAddress - poMapping->uiStart);
-    CQelSimBoard* poBoard = poMapping->poBoard;
-    const EQelSimSpace eSpace = poMapping->eSpace;
+    MUINT32 uiOffset                = 0;
+    const SQelSimMapping& roMapping = Resolve(hAddress, uiBytes, true, uiOffset);
+    CQelSimBoard& roBoard           = *roMapping.poBoard;
     if (m_poTrace != nullptr)
     {
-        m_poTrace->Access(m_oClock.NowUs(), poBoard->Location(), eSpace, true, uiOffset, 8 * uiBytes, uiValue);
+        m_poTrace->Access(m_oClock.NowUs(), roBoard.Location(), roMapping.eSpace, true, uiOffset, 8 * uiBytes, uiValue);
     }
-    if (eSpace == EQelSimSpace::Register)
+    if (roMapping.eSpace == EQelSimSpace::Register)
     {
-        poBoard->RegWrite(uiOffset, uiBytes, uiValue);
+        roBoard.RegWrite(uiOffset, uiBytes, uiValue);
     }
     else
     {
-        poBoard->MemWrite(uiOffset, uiBytes, uiValue);
+        roBoard.MemWrite(uiOffset, uiBytes, uiValue);
     }
 }
 
@@ -425,7 +435,7 @@ const SQelVxdBackend* Install(const SQelSimRigDesc& roRig, bool bLoaded, std::st
 const SQelVxdBackend* QelVxdSim_LoadRigFile(const std::string& rsPath, std::string& rsError)
 {
     SQelSimRigDesc oRig;
-    oRig.sName = rsPath;
+    oRig.sName         = rsPath;
     const bool bLoaded = CQelSimRigLoader::FromFile(rsPath, oRig, rsError);
     return Install(oRig, bLoaded, rsError);
 }
@@ -435,7 +445,7 @@ const SQelVxdBackend* QelVxdSim_LoadRigText(const std::string& rsJson, const std
 {
     SQelSimRigDesc oRig;
     const bool bLoaded = CQelSimRigLoader::FromText(rsJson, rsBaseDirectory, oRig, rsError);
-    oRig.sName = "inline rig";
+    oRig.sName         = "inline rig";
     return Install(oRig, bLoaded, rsError);
 }
 
@@ -443,7 +453,7 @@ const SQelVxdBackend* QelVxdSim_LoadDefaultRig(std::string& rsError)
 {
     SQelSimRigDesc oRig;
     const bool bLoaded = CQelSimRigLoader::Default(oRig, rsError);
-    oRig.sName = "default";
+    oRig.sName         = "default";
     return Install(oRig, bLoaded, rsError);
 }
 
@@ -460,9 +470,9 @@ CQelSim* QelVxdSim_Current()
 
 CQelSimBoard* QelVxdSim_Board(MUINT32 uiBus, MUINT32 uiDevice, MUINT32 uiFunction)
 {
-    return s_poCurrent != nullptr
-               ? s_poCurrent->FindBoard((PCIHANDLE)(((uiBus & 0xFF) << 8) | ((uiDevice & 0x1F) << 3) | (uiFunction & 7)))
-               : nullptr;
+    return s_poCurrent != nullptr ? s_poCurrent->FindBoard((PCIHANDLE)(((uiBus & 0xFF) << 8) |
+                                                                       ((uiDevice & 0x1F) << 3) | (uiFunction & 7)))
+                                  : nullptr;
 }
 
 MUINT64 QelVxdSim_NowUs()

@@ -60,6 +60,7 @@ private:
     bool Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath, std::string& rsError);
     bool SaveState(std::string& rsError);
     void OnPersistentRegisterChanged(MUINT32 uiOffset) override;
+    const SQelSimMapping& Resolve(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite, MUINT32& ruiOffset);
     [[noreturn]] void Fault(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite);
 
     std::string m_sRigName;

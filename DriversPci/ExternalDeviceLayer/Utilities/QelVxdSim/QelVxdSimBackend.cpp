@@ -39,15 +39,13 @@ int SimUnmap(MEMHANDLE hAddress)
     return poSim != nullptr ? poSim->Unmap(hAddress) : 0;
 }
 
-template <MUINT32 TBytes>
-MUINT32 SimRead(MEMHANDLE hAddress)
+template <MUINT32 TBytes> MUINT32 SimRead(MEMHANDLE hAddress)
 {
     CQelSim* poSim = QelVxdSim_Current();
     return poSim != nullptr ? poSim->Read(hAddress, TBytes) : 0xFFFFFFFFu;
 }
 
-template <MUINT32 TBytes>
-void SimWrite(MEMHANDLE hAddress, MUINT32 uiValue)
+template <MUINT32 TBytes> void SimWrite(MEMHANDLE hAddress, MUINT32 uiValue)
 {
     if (CQelSim* poSim = QelVxdSim_Current())
     {
@@ -101,8 +99,8 @@ int SimSleep(MUINT32 uiMicroSeconds)
 }
 
 const SQelVxdBackend s_oSimBackend = {
-    "simulator", SimConfigRead, SimConfigWrite, SimReleasePci, SimMap,     SimUnmap,   SimRead8,  SimRead16,
-    SimRead32,   SimWrite8,     SimWrite16,     SimWrite32,    SimCounter, SimDelay,   SimSleep,
+    "simulator", SimConfigRead, SimConfigWrite, SimReleasePci, SimMap,     SimUnmap, SimRead8, SimRead16,
+    SimRead32,   SimWrite8,     SimWrite16,     SimWrite32,    SimCounter, SimDelay, SimSleep,
 };
 }  // namespace
 

@@ -81,7 +81,7 @@ public:
     template <class TBehaviour, class... TArgs>
     TBehaviour* AddBehaviour(MUINT32 uiOffset, MUINT32 uiSize, TArgs&&... rArgs)
     {
-        auto poBehaviour = std::make_unique<TBehaviour>(std::forward<TArgs>(rArgs)...);
+        auto poBehaviour  = std::make_unique<TBehaviour>(std::forward<TArgs>(rArgs)...);
         TBehaviour* poRaw = poBehaviour.get();
         if (!m_oRegisters.Attach(uiOffset, uiSize, poRaw))
         {

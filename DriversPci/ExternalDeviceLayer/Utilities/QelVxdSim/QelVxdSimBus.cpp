@@ -48,7 +48,7 @@ CQelSimFunction::CQelSimFunction(PCIHANDLE hLocation, EKind eKind, SQelSimEnv& r
 
 void CQelSimFunction::Define(MUINT32 uiOffset, MUINT32 uiValue, MUINT32 uiWritable)
 {
-    m_auiConfig[(uiOffset / 4) % msc_uiConfigDwords] = uiValue;
+    m_auiConfig[(uiOffset / 4) % msc_uiConfigDwords]   = uiValue;
     m_auiWritable[(uiOffset / 4) % msc_uiConfigDwords] = uiWritable;
 }
 
@@ -80,7 +80,7 @@ void CQelSimFunction::DefinePcieCapability(MUINT32 uiOffset, MUINT32 uiNext, MUI
 MUINT32 CQelSimFunction::ConfigRead(MUINT32 uiOffset, MUINT32 uiBytes)
 {
     const MUINT32 uiDwordOffset = uiOffset & ~3u;
-    MUINT32 uiDword = PeekConfig(uiDwordOffset);
+    MUINT32 uiDword             = PeekConfig(uiDwordOffset);
     if (m_poLink != nullptr && uiDwordOffset == m_poLink->ControlOffset())
     {
         uiDword = m_poLink->OnRead(uiDword, m_roEnv.poClock->NowUs());
@@ -92,12 +92,12 @@ MUINT32 CQelSimFunction::ConfigRead(MUINT32 uiOffset, MUINT32 uiBytes)
 void CQelSimFunction::ConfigWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
 {
     const MUINT32 uiDwordOffset = uiOffset & ~3u;
-    const MUINT32 uiShift = 8 * (uiOffset & 3);
-    const MUINT32 uiByteMask = (uiBytes >= 4 ? 0xFFFFFFFFu : (1u << (8 * uiBytes)) - 1) << uiShift;
-    const MUINT32 uiWritten = uiValue << uiShift;
-    const MUINT32 uiIndex = (uiDwordOffset / 4) % msc_uiConfigDwords;
-    const MUINT32 uiChange = m_auiWritable[uiIndex] & uiByteMask;
-    m_auiConfig[uiIndex] = (m_auiConfig[uiIndex] & ~uiChange) | (uiWritten & uiChange);
+    const MUINT32 uiShift       = 8 * (uiOffset & 3);
+    const MUINT32 uiByteMask    = (uiBytes >= 4 ? 0xFFFFFFFFu : (1u << (8 * uiBytes)) - 1) << uiShift;
+    const MUINT32 uiWritten     = uiValue << uiShift;
+    const MUINT32 uiIndex       = (uiDwordOffset / 4) % msc_uiConfigDwords;
+    const MUINT32 uiChange      = m_auiWritable[uiIndex] & uiByteMask;
+    m_auiConfig[uiIndex]        = (m_auiConfig[uiIndex] & ~uiChange) | (uiWritten & uiChange);
     if (m_poLink != nullptr && uiDwordOffset == m_poLink->ControlOffset() &&
         m_poLink->OnWrite(uiWritten, uiByteMask, m_roEnv.poClock->NowUs()))
     {
@@ -125,9 +125,7 @@ void CQelSimFunction::Note(const char* pszText)
     }
 }
 
-void CQelSimFunction::OnConfigWritten(MUINT32)
-{
-}
+void CQelSimFunction::OnConfigWritten(MUINT32) {}
 
 // ---- CQelSimDevice, CQelSimBridge
 
@@ -167,9 +165,7 @@ MUINT32 CQelSimBridge::SubordinateBus() const
 
 // ---- CQelSimBus
 
-CQelSimBus::CQelSimBus(SQelSimEnv& roEnv) : m_roEnv(roEnv)
-{
-}
+CQelSimBus::CQelSimBus(SQelSimEnv& roEnv) : m_roEnv(roEnv) {}
 
 CQelSimBus::~CQelSimBus()
 {
@@ -186,7 +182,7 @@ void CQelSimBus::Add(std::unique_ptr<CQelSimFunction> poFunction)
         m_apoBoards.push_back(static_cast<CQelSimBoard*>(poFunction.get()));
     }
     const PCIHANDLE hLocation = poFunction->Location();
-    m_oFunctions[hLocation] = std::move(poFunction);
+    m_oFunctions[hLocation]   = std::move(poFunction);
 }
 
 CQelSimFunction* CQelSimBus::Find(PCIHANDLE hLocation) const
@@ -209,7 +205,7 @@ MEMHANDLE CQelSimBus::Map(MUINT64 uiPhysical, MUINT32 uiLength)
     {
         return 0;
     }
-    const MUINT64 uiPageStart = uiPhysical & ~(PAGE_SIZE - 1);
+    const MUINT64 uiPageStart  = uiPhysical & ~(PAGE_SIZE - 1);
     const MUINT64 uiPageLength = ((uiPhysical - uiPageStart) + uiLength + PAGE_SIZE - 1) & ~(PAGE_SIZE - 1);
     for (CQelSimBoard* poBoard : m_apoBoards)
     {
@@ -239,11 +235,11 @@ MEMHANDLE CQelSimBus::Map(MUINT64 uiPhysical, MUINT32 uiLength)
                 return 0;
             }
             SQelSimMapping oMapping;
-            oMapping.uiStart = reinterpret_cast<MUINTPTR>(pvStart);
-            oMapping.uiEnd = oMapping.uiStart + uiPageLength;
-            oMapping.hHandle = oMapping.uiStart + (MUINTPTR)(uiPhysical - uiPageStart);
-            oMapping.poBoard = poBoard;
-            oMapping.eSpace = roWindow.eSpace;
+            oMapping.uiStart        = reinterpret_cast<MUINTPTR>(pvStart);
+            oMapping.uiEnd          = oMapping.uiStart + uiPageLength;
+            oMapping.hHandle        = oMapping.uiStart + (MUINTPTR)(uiPhysical - uiPageStart);
+            oMapping.poBoard        = poBoard;
+            oMapping.eSpace         = roWindow.eSpace;
             oMapping.uiWindowOffset = (MUINT32)(uiPageStart - roWindow.uiBase);
             m_aoMappings.push_back(oMapping);
             return oMapping.hHandle;
@@ -270,8 +266,9 @@ bool CQelSimBus::Unmap(MEMHANDLE hAddress)
 
 const SQelSimMapping* CQelSimBus::Decode(MUINTPTR uiAddress, MUINT32 uiBytes)
 {
-    auto bHolds = [&](const SQelSimMapping& ro)
-    { return uiAddress >= ro.uiStart && uiAddress < ro.uiEnd && uiBytes <= ro.uiEnd - uiAddress; };
+    auto bHolds = [&](const SQelSimMapping& ro) {
+        return uiAddress >= ro.uiStart && uiAddress < ro.uiEnd && uiBytes <= ro.uiEnd - uiAddress;
+    };
     if (m_uiLastHit < m_aoMappings.size() && bHolds(m_aoMappings[m_uiLastHit]))
     {
         return &m_aoMappings[m_uiLastHit];

@@ -23,8 +23,8 @@ struct SQelSimDeviceDesc;
 // What every simulated function reaches besides itself.
 struct SQelSimEnv
 {
-    CQelSimClock* poClock = nullptr;
-    CQelSimTrace* poTrace = nullptr;                 // null when not tracing
+    CQelSimClock* poClock                 = nullptr;
+    CQelSimTrace* poTrace                 = nullptr;  // null when not tracing
     CQelSimPersistenceSink* poPersistence = nullptr;  // told of persistent register changes
 };
 
@@ -53,7 +53,7 @@ public:
 private:
     MUINT32 m_uiCapOffset;
     bool m_bDownstreamPort;
-    MUINT32 m_uiRetrainCount = 0;
+    MUINT32 m_uiRetrainCount    = 0;
     MUINT64 m_uiTrainingUntilUs = 0;
 };
 
@@ -67,8 +67,8 @@ public:
         Board,
     };
 
-    virtual ~CQelSimFunction() = default;
-    CQelSimFunction(const CQelSimFunction&) = delete;
+    virtual ~CQelSimFunction()                         = default;
+    CQelSimFunction(const CQelSimFunction&)            = delete;
     CQelSimFunction& operator=(const CQelSimFunction&) = delete;
 
     PCIHANDLE Location() const { return m_hLocation; }
@@ -137,12 +137,12 @@ public:
 // and inaccessible, so that only the simulator's accessors can reach the window through them.
 struct SQelSimMapping
 {
-    MUINTPTR uiStart = 0;         // page-aligned start of the reservation
-    MUINTPTR uiEnd = 0;
-    MEMHANDLE hHandle = 0;        // address handed out: uiStart + page offset of the physical address
-    CQelSimBoard* poBoard = nullptr;
-    EQelSimSpace eSpace = EQelSimSpace::Memory;
-    MUINT32 uiWindowOffset = 0;   // offset in the window of uiStart
+    MUINTPTR uiStart       = 0;  // page-aligned start of the reservation
+    MUINTPTR uiEnd         = 0;
+    MEMHANDLE hHandle      = 0;  // address handed out: uiStart + page offset of the physical address
+    CQelSimBoard* poBoard  = nullptr;
+    EQelSimSpace eSpace    = EQelSimSpace::Memory;
+    MUINT32 uiWindowOffset = 0;  // offset in the window of uiStart
 };
 
 class CQelSimBus
@@ -150,7 +150,7 @@ class CQelSimBus
 public:
     explicit CQelSimBus(SQelSimEnv& roEnv);
     ~CQelSimBus();
-    CQelSimBus(const CQelSimBus&) = delete;
+    CQelSimBus(const CQelSimBus&)            = delete;
     CQelSimBus& operator=(const CQelSimBus&) = delete;
 
     void Add(std::unique_ptr<CQelSimFunction> poFunction);

@@ -44,10 +44,10 @@ MUINT32 CQelSimDram::Read(MUINT32 uiOffset, MUINT32 uiBytes) const
     MUINT32 uiValue = 0;
     for (MUINT32 uiByte = 0; uiByte < uiBytes; ++uiByte)
     {
-        const MUINT32 uiAt = uiOffset + uiByte;
+        const MUINT32 uiAt  = uiOffset + uiByte;
         const MUINT8 ucByte = uiAt < uiOffset || uiAt >= m_uiSize ? 0xFF
-                              : m_bContentsValid                 ? PeekByte(uiAt)
-                                                                 : GarbageByte(uiAt);
+                              : m_bContentsValid                  ? PeekByte(uiAt)
+                                                                  : GarbageByte(uiAt);
         uiValue |= (MUINT32)ucByte << (8 * uiByte);
     }
     return uiValue;

@@ -14,7 +14,7 @@
 class CQelSimDram
 {
 public:
-    static constexpr MUINT32 msc_uiPageSize = 4096;
+    static constexpr MUINT32 msc_uiPageSize        = 4096;
     static constexpr MUINT8 msc_ucUnwrittenPattern = 0xA5;
 
     explicit CQelSimDram(MUINT32 uiSize);

@@ -34,14 +34,14 @@ bool QelVxdSim_ReadFile(const std::string& rsPath, std::vector<MUINT8>& raucData
 bool QelVxdSim_WriteFileAtomic(const std::string& rsPath, const void* pvData, size_t uiSize, std::string& rsError)
 {
     const std::string sTemporary = rsPath + ".tmp." + std::to_string(getpid());
-    const int iFd = open(sTemporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const int iFd                = open(sTemporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (iFd < 0)
     {
         rsError = "cannot create \"" + sTemporary + "\": " + strerror(errno);
         return false;
     }
     const MUINT8* pucData = static_cast<const MUINT8*>(pvData);
-    size_t uiDone = 0;
+    size_t uiDone         = 0;
     while (uiDone < uiSize)
     {
         const ssize_t iWritten = write(iFd, pucData + uiDone, uiSize - uiDone);

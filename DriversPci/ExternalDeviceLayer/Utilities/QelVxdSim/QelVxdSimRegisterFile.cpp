@@ -2,6 +2,20 @@
 
 #include <algorithm>
 
+namespace
+{
+// A naturally aligned access of 1, 2 or 4 bytes; its byte lanes in the dword.
+bool IsAligned(MUINT32 uiOffset, MUINT32 uiBytes)
+{
+    return (uiBytes == 1 || uiBytes == 2 || uiBytes == 4) && uiOffset % uiBytes == 0;
+}
+
+MUINT32 LaneMask(MUINT32 uiOffset, MUINT32 uiBytes)
+{
+    return (uiBytes == 4 ? 0xFFFFFFFFu : ((1u << (8 * uiBytes)) - 1)) << (8 * (uiOffset & 3));
+}
+}  // namespace
+
 MUINT32 CQelSimRegBehaviour::OnRead(CQelSimBoard&, MUINT32, MUINT32 uiStored, MUINT32)
 {
     return uiStored;
@@ -79,8 +93,8 @@ void CQelSimRegisterFile::Set(MUINT32 uiOffset, MUINT32 uiValue)
         return;
     }
     const MUINT32 uiDword = uiOffset / 4;
-    const MUINT32 uiOld = m_auiCells[uiDword];
-    m_auiCells[uiDword] = uiValue;
+    const MUINT32 uiOld   = m_auiCells[uiDword];
+    m_auiCells[uiDword]   = uiValue;
     if (uiOld != uiValue && (m_aucFlags[uiDword] & FLAG_PERSISTENT) != 0 && m_poSink != nullptr)
     {
         m_poSink->OnPersistentRegisterChanged(uiDword * 4);
@@ -90,15 +104,15 @@ void CQelSimRegisterFile::Set(MUINT32 uiOffset, MUINT32 uiValue)
 MUINT32 CQelSimRegisterFile::ReadLanes(CQelSimBoard& roBoard, MUINT32 uiDword, MUINT32 uiByteMask)
 {
     const MUINT32 uiStored = m_auiCells[uiDword];
-    const MUINT8 ucIndex = m_aucBehaviour[uiDword];
+    const MUINT8 ucIndex   = m_aucBehaviour[uiDword];
     return ucIndex == 0 ? uiStored : m_apoBehaviours[ucIndex - 1]->OnRead(roBoard, uiDword * 4, uiStored, uiByteMask);
 }
 
 void CQelSimRegisterFile::WriteLanes(CQelSimBoard& roBoard, MUINT32 uiDword, MUINT32 uiByteMask, MUINT32 uiLaneValue)
 {
     const MUINT32 uiStored = m_auiCells[uiDword];
-    MUINT32 uiNew = (uiStored & ~uiByteMask) | (uiLaneValue & uiByteMask);
-    const MUINT8 ucIndex = m_aucBehaviour[uiDword];
+    MUINT32 uiNew          = (uiStored & ~uiByteMask) | (uiLaneValue & uiByteMask);
+    const MUINT8 ucIndex   = m_aucBehaviour[uiDword];
     if (ucIndex != 0)
     {
         uiNew = m_apoBehaviours[ucIndex - 1]->OnWrite(roBoard, uiDword * 4, uiStored, uiNew, uiByteMask);
@@ -108,20 +122,17 @@ void CQelSimRegisterFile::WriteLanes(CQelSimBoard& roBoard, MUINT32 uiDword, MUI
 
 MUINT32 CQelSimRegisterFile::Read(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32 uiBytes)
 {
-    const bool bAligned = (uiBytes == 1 || uiBytes == 2 || uiBytes == 4) && uiOffset % uiBytes == 0;
-    if (bAligned && Contains(uiOffset, uiBytes))
+    if (IsAligned(uiOffset, uiBytes) && Contains(uiOffset, uiBytes))
     {
-        const MUINT32 uiShift = 8 * (uiOffset & 3);
-        const MUINT32 uiLanes = (uiBytes == 4 ? 0xFFFFFFFFu : ((1u << (8 * uiBytes)) - 1)) << uiShift;
-        const MUINT32 uiDword = ReadLanes(roBoard, uiOffset / 4, uiLanes);
-        return uiBytes == 4 ? uiDword : (uiDword & uiLanes) >> uiShift;
+        const MUINT32 uiLanes = LaneMask(uiOffset, uiBytes);
+        return (ReadLanes(roBoard, uiOffset / 4, uiLanes) & uiLanes) >> (8 * (uiOffset & 3));
     }
     MUINT32 uiValue = 0;
     for (MUINT32 uiByte = 0; uiByte < uiBytes && uiByte < 4; ++uiByte)
     {
-        const MUINT32 uiAt = uiOffset + uiByte;
+        const MUINT32 uiAt       = uiOffset + uiByte;
         const MUINT32 uiLaneByte = uiAt >= uiOffset && Contains(uiAt, 1)
-                                       ? (ReadLanes(roBoard, uiAt / 4, 0xFFu << (8 * (uiAt & 3))) >> (8 * (uiAt & 3))) & 0xFF
+                                       ? (ReadLanes(roBoard, uiAt / 4, LaneMask(uiAt, 1)) >> (8 * (uiAt & 3))) & 0xFF
                                        : 0xFF;
         uiValue |= uiLaneByte << (8 * uiByte);
     }
@@ -130,12 +141,9 @@ MUINT32 CQelSimRegisterFile::Read(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT
 
 void CQelSimRegisterFile::Write(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
 {
-    const bool bAligned = (uiBytes == 1 || uiBytes == 2 || uiBytes == 4) && uiOffset % uiBytes == 0;
-    if (bAligned && Contains(uiOffset, uiBytes))
+    if (IsAligned(uiOffset, uiBytes) && Contains(uiOffset, uiBytes))
     {
-        const MUINT32 uiShift = 8 * (uiOffset & 3);
-        const MUINT32 uiLanes = (uiBytes == 4 ? 0xFFFFFFFFu : ((1u << (8 * uiBytes)) - 1)) << uiShift;
-        WriteLanes(roBoard, uiOffset / 4, uiLanes, uiValue << uiShift);
+        WriteLanes(roBoard, uiOffset / 4, LaneMask(uiOffset, uiBytes), uiValue << (8 * (uiOffset & 3)));
         return;
     }
     for (MUINT32 uiByte = 0; uiByte < uiBytes && uiByte < 4; ++uiByte)
@@ -143,8 +151,7 @@ void CQelSimRegisterFile::Write(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32
         const MUINT32 uiAt = uiOffset + uiByte;
         if (uiAt >= uiOffset && Contains(uiAt, 1))
         {
-            const MUINT32 uiShift = 8 * (uiAt & 3);
-            WriteLanes(roBoard, uiAt / 4, 0xFFu << uiShift, ((uiValue >> (8 * uiByte)) & 0xFF) << uiShift);
+            WriteLanes(roBoard, uiAt / 4, LaneMask(uiAt, 1), ((uiValue >> (8 * uiByte)) & 0xFF) << (8 * (uiAt & 3)));
         }
     }
 }

@@ -43,7 +43,7 @@ private:
 class CQelSimPersistenceSink
 {
 public:
-    virtual ~CQelSimPersistenceSink() = default;
+    virtual ~CQelSimPersistenceSink()                          = default;
     virtual void OnPersistentRegisterChanged(MUINT32 uiOffset) = 0;
 };
 
@@ -55,10 +55,7 @@ public:
     explicit CQelSimRegisterFile(MUINT32 uiSize);
 
     MUINT32 Size() const { return (MUINT32)(m_auiCells.size() * 4); }
-    bool Contains(MUINT32 uiOffset, MUINT32 uiBytes) const
-    {
-        return uiBytes <= Size() && uiOffset <= Size() - uiBytes;
-    }
+    bool Contains(MUINT32 uiOffset, MUINT32 uiBytes) const { return uiBytes <= Size() && uiOffset <= Size() - uiBytes; }
 
     // Attaches the behaviour to every dword of [uiOffset, uiOffset + uiSize), replacing what was
     // attached there. The register file does not own it. False when the range leaves the window

@@ -15,7 +15,7 @@ using json = nlohmann::json;
 
 namespace
 {
-constexpr MUINT64 MAX_U8 = 0xFF;
+constexpr MUINT64 MAX_U8  = 0xFF;
 constexpr MUINT64 MAX_U16 = 0xFFFF;
 constexpr MUINT64 MAX_U32 = 0xFFFFFFFF;
 // Vendor ids 0x0000 and 0xFFFF mean "no function here" to a bus scan.
@@ -54,10 +54,7 @@ public:
         return false;
     }
 
-    bool IsObject()
-    {
-        return m_roObject.is_object() || Fail("expected an object, got " + Describe(m_roObject));
-    }
+    bool IsObject() { return m_roObject.is_object() || Fail("expected an object, got " + Describe(m_roObject)); }
 
     bool OnlyKeys(std::initializer_list<const char*> aszAllowed)
     {
@@ -153,15 +150,15 @@ public:
         {
             return false;
         }
-        const std::string sText = roValue.get<std::string>();
-        const bool bHex = sText.size() > 2 && sText[0] == '0' && (sText[1] == 'x' || sText[1] == 'X');
+        const std::string sText   = roValue.get<std::string>();
+        const bool bHex           = sText.size() > 2 && sText[0] == '0' && (sText[1] == 'x' || sText[1] == 'X');
         const std::string sDigits = bHex ? sText.substr(2) : sText;
         if (sDigits.empty() || sDigits.size() > 16 ||
             sDigits.find_first_not_of(bHex ? "0123456789abcdefABCDEF" : "0123456789") != std::string::npos)
         {
             return false;
         }
-        errno = 0;
+        errno    = 0;
         ruiValue = strtoull(sDigits.c_str(), nullptr, bHex ? 16 : 10);
         return errno == 0;
     }
@@ -189,8 +186,7 @@ bool ParseJson(const std::string& rsText, json& roDocument, std::string& rsError
 {
     std::vector<std::set<std::string>> aoKeysByDepth;
     std::string sDuplicate;
-    const json::parser_callback_t pfnCallback = [&](int, json::parse_event_t eEvent, json& roParsed)
-    {
+    const json::parser_callback_t pfnCallback = [&](int, json::parse_event_t eEvent, json& roParsed) {
         if (eEvent == json::parse_event_t::object_start)
         {
             aoKeysByDepth.emplace_back();
@@ -213,9 +209,9 @@ bool ParseJson(const std::string& rsText, json& roDocument, std::string& rsError
     catch (const json::exception& roError)
     {
         // "[json.exception.parse_error.101] parse error at line 2, column 3: ..." -> from "parse error".
-        std::string sWhat = roError.what();
+        std::string sWhat    = roError.what();
         const size_t uiStart = sWhat.find("] ");
-        rsError = "bad JSON: " + (uiStart == std::string::npos ? sWhat : sWhat.substr(uiStart + 2));
+        rsError              = "bad JSON: " + (uiStart == std::string::npos ? sWhat : sWhat.substr(uiStart + 2));
         return false;
     }
     if (!sDuplicate.empty())
@@ -251,7 +247,8 @@ bool ParseEeprom(CRigObject& roBoardObject, const std::string& rsBaseDirectory, 
         roBoard.poFlashChip = QelVxdSim_FindFlashChip(sChip);
         if (roBoard.poFlashChip == nullptr)
         {
-            return oEeprom.FailAt("chip", "unknown chip " + Quoted(sChip) + " (known: " + QelVxdSim_FlashChipNames() + ")");
+            return oEeprom.FailAt("chip",
+                                  "unknown chip " + Quoted(sChip) + " (known: " + QelVxdSim_FlashChipNames() + ")");
         }
         roBoard.aucFlash.assign(roBoard.poFlashChip->uiSize, 0xFF);
         if (!sImage.empty())
@@ -322,7 +319,8 @@ bool ParseBoard(CRigObject& roObject, const std::string& rsBaseDirectory, SQelSi
            roObject.OnlyKeys({"bus", "device", "function", "vendor_id", "device_id", "subsystem", "chip_revision",
                               "memory_size_code", "bar64", "phys", "oscillator_khz", "link_width", "link_speed",
                               "marker", "eeprom", "faults"}) &&
-           roObject.Location(roBoard.hLocation) && roObject.Number("vendor_id", MIN_VENDOR_ID, MAX_VENDOR_ID, roBoard.uiVendorId) &&
+           roObject.Location(roBoard.hLocation) &&
+           roObject.Number("vendor_id", MIN_VENDOR_ID, MAX_VENDOR_ID, roBoard.uiVendorId) &&
            roObject.Number("device_id", 0, MAX_U16, roBoard.uiDeviceId) &&
            roObject.Number("subsystem", 0, MAX_U32, roBoard.uiSubsystem) &&
            roObject.Number("chip_revision", 0, 1, roBoard.uiChipRevision) &&
@@ -340,7 +338,8 @@ bool ParseBridge(CRigObject& roObject, SQelSimBridgeDesc& roBridge)
     if (!roObject.IsObject() ||
         !roObject.OnlyKeys({"bus", "device", "function", "vendor_id", "device_id", "secondary", "subordinate",
                             "link_speed", "link_width"}) ||
-        !roObject.Location(roBridge.hLocation) || !roObject.Number("vendor_id", MIN_VENDOR_ID, MAX_VENDOR_ID, roBridge.uiVendorId) ||
+        !roObject.Location(roBridge.hLocation) ||
+        !roObject.Number("vendor_id", MIN_VENDOR_ID, MAX_VENDOR_ID, roBridge.uiVendorId) ||
         !roObject.Number("device_id", 0, MAX_U16, roBridge.uiDeviceId) ||
         !roObject.Number("secondary", 1, MAX_U8, roBridge.uiSecondaryBus, true) ||
         !roObject.Number("subordinate", 1, MAX_U8, roBridge.uiSubordinateBus, true) ||
@@ -457,14 +456,15 @@ bool CQelSimRigLoader::FromText(const std::string& rsText, const std::string& rs
     {
         return oRig.FailAt("time", "expected \"virtual\" or \"real\", got " + Quoted(sTime));
     }
-    roRig.eTime = sTime == "real" ? EQelSimTime::Real : EQelSimTime::Virtual;
+    roRig.eTime      = sTime == "real" ? EQelSimTime::Real : EQelSimTime::Virtual;
     roRig.sStatePath = sState.empty() ? "" : QelVxdSim_ResolvePath(rsBaseDirectory, sState);
     return ParseList(oRig, "devices", roRig.aoDevices, ParseDevice, rsError) &&
            ParseList(oRig, "bridges", roRig.aoBridges, ParseBridge, rsError) &&
            ParseList(
                oRig, "boards", roRig.aoBoards,
-               [&](CRigObject& roObject, SQelSimBoardDesc& roBoard)
-               { return ParseBoard(roObject, rsBaseDirectory, roBoard, rsError); },
+               [&](CRigObject& roObject, SQelSimBoardDesc& roBoard) {
+                   return ParseBoard(roObject, rsBaseDirectory, roBoard, rsError);
+               },
                rsError) &&
            CheckLocations(roRig, rsError);
 }
@@ -482,25 +482,25 @@ bool CQelSimRigLoader::FromFile(const std::string& rsPath, SQelSimRigDesc& roRig
 
 bool CQelSimRigLoader::Default(SQelSimRigDesc& roRig, std::string& rsError)
 {
-    roRig = SQelSimRigDesc();
-    roRig.sName = "default";
+    roRig                  = SQelSimRigDesc();
+    roRig.sName            = "default";
     const char* pszRuntime = getenv("XDG_RUNTIME_DIR");
-    roRig.sStatePath = std::string(pszRuntime != nullptr && *pszRuntime != 0 ? pszRuntime : "/tmp") +
-                       "/qelvxd-sim-default.state.json";
+    roRig.sStatePath =
+        std::string(pszRuntime != nullptr && *pszRuntime != 0 ? pszRuntime : "/tmp") + "/qelvxd-sim-default.state.json";
 
     SQelSimBridgeDesc oRootPort;
-    oRootPort.hLocation = (0 << 8) | (0x1c << 3) | 0;
-    oRootPort.uiSecondaryBus = 3;
+    oRootPort.hLocation        = (0 << 8) | (0x1c << 3) | 0;
+    oRootPort.uiSecondaryBus   = 3;
     oRootPort.uiSubordinateBus = 3;
     roRig.aoBridges.push_back(oRootPort);
 
     SQelSimBoardDesc oBoard;
-    oBoard.hLocation = 3 << 8;
-    oBoard.uiSubsystem = 0x0A011E5B;
-    oBoard.uiChipRevision = 1;
+    oBoard.hLocation        = 3 << 8;
+    oBoard.uiSubsystem      = 0x0A011E5B;
+    oBoard.uiChipRevision   = 1;
     oBoard.uiMemorySizeCode = 3;
-    oBoard.uiPhyMask = 0xF;
-    oBoard.poFlashChip = QelVxdSim_FindFlashChip("W25Q64FV");
+    oBoard.uiPhyMask        = 0xF;
+    oBoard.poFlashChip      = QelVxdSim_FindFlashChip("W25Q64FV");
     oBoard.aucFlash.assign(oBoard.poFlashChip->uiSize, 0xFF);
     if (g_uiQelVxdSimDefaultPinsSize > 0)
     {
@@ -512,7 +512,7 @@ bool CQelSimRigLoader::Default(SQelSimRigDesc& roRig, std::string& rsError)
         }
         memcpy(oBoard.aucFlash.data() + QELSIM_DEFAULT_PINS_ADDRESS, g_aucQelVxdSimDefaultPins,
                g_uiQelVxdSimDefaultPinsSize);
-        oBoard.aucFlash[QELSIM_PINS_POINTER_ADDRESS] = (MUINT8)(QELSIM_DEFAULT_PINS_ADDRESS & 0xFF);
+        oBoard.aucFlash[QELSIM_PINS_POINTER_ADDRESS]     = (MUINT8)(QELSIM_DEFAULT_PINS_ADDRESS & 0xFF);
         oBoard.aucFlash[QELSIM_PINS_POINTER_ADDRESS + 1] = (MUINT8)(QELSIM_DEFAULT_PINS_ADDRESS >> 8);
     }
     roRig.aoBoards.push_back(std::move(oBoard));

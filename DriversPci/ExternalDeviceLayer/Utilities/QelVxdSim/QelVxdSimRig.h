@@ -16,48 +16,48 @@
 struct SQelSimDeviceDesc
 {
     PCIHANDLE hLocation = 0;
-    MUINT32 uiVendorId = 0;
-    MUINT32 uiDeviceId = 0;
+    MUINT32 uiVendorId  = 0;
+    MUINT32 uiDeviceId  = 0;
     MUINT32 uiSubsystem = 0;
 };
 
 // PCI-to-PCI bridge (root port or switch port) with a PCI Express link.
 struct SQelSimBridgeDesc
 {
-    PCIHANDLE hLocation = 0;
-    MUINT32 uiVendorId = 0x8086;
-    MUINT32 uiDeviceId = 0xA110;
-    MUINT32 uiSecondaryBus = 0;
+    PCIHANDLE hLocation      = 0;
+    MUINT32 uiVendorId       = 0x8086;
+    MUINT32 uiDeviceId       = 0xA110;
+    MUINT32 uiSecondaryBus   = 0;
     MUINT32 uiSubordinateBus = 0;
-    MUINT32 uiLinkSpeed = 2;
-    MUINT32 uiLinkWidth = 4;
+    MUINT32 uiLinkSpeed      = 2;
+    MUINT32 uiLinkWidth      = 4;
 };
 
 struct SQelSimBoardDesc
 {
-    PCIHANDLE hLocation = 0;
-    MUINT32 uiVendorId = 0x1E5B;
-    MUINT32 uiDeviceId = 0x0550;
-    MUINT32 uiSubsystem = 0x12341E5B;
-    MUINT32 uiChipRevision = 1;
-    MUINT32 uiMemorySizeCode = 3;
-    bool bBar64 = true;
-    MUINT32 uiPhyMask = 0xF;
-    MUINT32 uiOscillatorKhz = 27000;
-    MUINT32 uiLinkWidth = 4;
-    MUINT32 uiLinkSpeed = 2;
-    MUINT32 uiMarker = 0;
+    PCIHANDLE hLocation                 = 0;
+    MUINT32 uiVendorId                  = 0x1E5B;
+    MUINT32 uiDeviceId                  = 0x0550;
+    MUINT32 uiSubsystem                 = 0x12341E5B;
+    MUINT32 uiChipRevision              = 1;
+    MUINT32 uiMemorySizeCode            = 3;
+    bool bBar64                         = true;
+    MUINT32 uiPhyMask                   = 0xF;
+    MUINT32 uiOscillatorKhz             = 27000;
+    MUINT32 uiLinkWidth                 = 4;
+    MUINT32 uiLinkSpeed                 = 2;
+    MUINT32 uiMarker                    = 0;
     const SQelSimFlashChip* poFlashChip = nullptr;
-    std::vector<MUINT8> aucFlash;   // whole chip content
-    std::string sFlashImagePath;    // rewritten at exit when the content changed; empty: not kept
+    std::vector<MUINT8> aucFlash;  // whole chip content
+    std::string sFlashImagePath;   // rewritten at exit when the content changed; empty: not kept
     SQelSimBoardFaults oFaults;
 };
 
 struct SQelSimRigDesc
 {
-    std::string sName;        // rig file path as given, or the rig's name
+    std::string sName;  // rig file path as given, or the rig's name
     EQelSimTime eTime = EQelSimTime::Virtual;
-    std::string sStatePath;   // empty: no persisted state
+    std::string sStatePath;  // empty: no persisted state
     std::vector<SQelSimDeviceDesc> aoDevices;
     std::vector<SQelSimBridgeDesc> aoBridges;
     std::vector<SQelSimBoardDesc> aoBoards;

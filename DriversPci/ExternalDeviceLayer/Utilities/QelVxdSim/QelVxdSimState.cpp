@@ -24,7 +24,7 @@ std::string Hex(MUINT32 uiValue, int iDigits)
 bool ParseHex(const std::string& rsText, MUINT32& ruiValue)
 {
     unsigned int uiValue = 0;
-    int iUsed = 0;
+    int iUsed            = 0;
     if (rsText.size() < 3 || rsText.size() > 10 || rsText.compare(0, 2, "0x") != 0 ||
         sscanf(rsText.c_str() + 2, "%x%n", &uiValue, &iUsed) != 1 || (size_t)iUsed != rsText.size() - 2)
     {

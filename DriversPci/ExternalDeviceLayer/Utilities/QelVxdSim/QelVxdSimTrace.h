@@ -29,7 +29,7 @@ class CQelSimTrace
 public:
     CQelSimTrace() = default;
     ~CQelSimTrace();
-    CQelSimTrace(const CQelSimTrace&) = delete;
+    CQelSimTrace(const CQelSimTrace&)            = delete;
     CQelSimTrace& operator=(const CQelSimTrace&) = delete;
 
     // Opens the file for appending; false with the reason in rsError.
