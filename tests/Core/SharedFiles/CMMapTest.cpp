@@ -21,9 +21,7 @@ std::map<MINT32, MINT32> Walk(const CIntMap& roMap)
 }
 }  // namespace
 
-class CMMapTest : public CContainerTest
-{
-};
+using CMMapTest = CContainerTest;
 
 TEST_F(CMMapTest, DefaultMapAllocatesOnFirstInsertion)
 {
@@ -58,19 +56,13 @@ TEST_F(CMMapTest, ManyCollidingKeysInsertLookupRemoveAndIterate)
     ASSERT_EQ(oMap.GetCount(), 500);
     EXPECT_EQ(Walk(oMap), oExpected);
 
-    for (auto oEntry = oExpected.begin(); oEntry != oExpected.end();)
-    {
-        if (oEntry->first % 2 == 0)
-        {
-            EXPECT_TRUE(oMap.RemoveKey(oEntry->first));
-            EXPECT_FALSE(oMap.RemoveKey(oEntry->first));
-            oEntry = oExpected.erase(oEntry);
-        }
-        else
-        {
-            ++oEntry;
-        }
-    }
+    std::erase_if(oExpected, [&](const auto& roEntry) {
+        if (roEntry.first % 2 != 0)
+            return false;
+        EXPECT_TRUE(oMap.RemoveKey(roEntry.first));
+        EXPECT_FALSE(oMap.RemoveKey(roEntry.first));
+        return true;
+    });
     EXPECT_EQ(oMap.GetCount(), static_cast<MINT32>(oExpected.size()));
     EXPECT_EQ(Walk(oMap), oExpected);
     for (MINT32 iKey = 0; iKey < 500 * 17 + 3; iKey++)
@@ -93,20 +85,6 @@ TEST_F(CMMapTest, RemovedNodesAreReusedBeforeANewBlock)
     EXPECT_EQ(m_oAllocator.m_uiAllocCount, uiAllocations) << "freed nodes were not reused";
     oMap[200] = 1;
     EXPECT_EQ(m_oAllocator.m_uiAllocCount, uiAllocations + 1) << "a full free list takes one more block";
-}
-
-TEST_F(CMMapTest, EmptiedMapGivesMemoryBack)
-{
-    CMMap<MINT32, CMString> oNames;
-    for (MINT32 i = 0; i < 30; i++)
-        oNames[i].Format("device %d", i);
-    EXPECT_EQ(oNames[7], "device 7");
-    for (MINT32 i = 0; i < 30; i++)
-        oNames.RemoveKey(i);
-    EXPECT_TRUE(m_oAllocator.m_oLiveBlocks.empty());
-    EXPECT_EQ(oNames.m_ppoHashTable, nullptr);
-    oNames[1] = "again";
-    EXPECT_EQ(oNames.GetCount(), 1);
 }
 
 TEST_F(CMMapTest, PointerKeysAsInDeviceMarks)
@@ -133,17 +111,6 @@ TEST_F(CMMapTest, HashOfPointersAndIntegers)
     EXPECT_EQ(MHashKey<MUINT32>(0xFFFFFFFFu), 0xFFFFFFFFu);
 }
 
-TEST_F(CMMapTest, StringKeys)
-{
-    CMMap<CMString, MINT32> oByName;
-    oByName[CMString("eeprom")] = 16;
-    oByName[CMString("core")] = 14;
-    MINT32 iType = 0;
-    EXPECT_TRUE(oByName.Lookup(CMString("eeprom"), iType));
-    EXPECT_EQ(iType, 16);
-    EXPECT_FALSE(oByName.Lookup(CMString("hmc"), iType));
-}
-
 TEST_F(CMMapTest, MisuseIsReportedAndHarmless)
 {
     CIntMap oMap;
@@ -155,7 +122,7 @@ TEST_F(CMMapTest, MisuseIsReportedAndHarmless)
         MINT32 iKey, iValue;
         oMap.GetNextAssoc(uiEnd, iKey, iValue);
     });
-    EXPECT_NE(oOutput.find("Assertion failed"), std::string::npos);
+    EXPECT_TRUE(Reports(oOutput, "QelMFCTypes.h("));
     EXPECT_EQ(oMap.GetHashTableSize(), 17u);
     MINT32 iValue = 0;
     EXPECT_TRUE(oMap.Lookup(1, iValue));
@@ -166,7 +133,7 @@ TEST_F(CMMapTest, MisuseIsReportedAndHarmless)
     m_oAllocator.m_bRefuse = true;
     oOutput = Printed([&] { oMap[11] = 110; });   // no node to be had
     m_oAllocator.m_bRefuse = false;
-    EXPECT_NE(oOutput.find("Assertion failed"), std::string::npos);
+    EXPECT_TRUE(Reports(oOutput, "QelMFCTypes.h("));
     EXPECT_EQ(oMap.GetCount(), 10);
     EXPECT_FALSE(oMap.Lookup(11, iValue));
 }

@@ -26,13 +26,15 @@ std::vector<std::string> Tokens(const CMString& roText, const char* pszDelimiter
 
 // ---- Sharing and copy on write -------------------------------------------------------------------
 
-class CMStringSharingTest : public CContainerTest
-{
-};
+using CMStringSharingTest = CContainerTest;
 
 TEST_F(CMStringSharingTest, CopiesShareUntilOneIsWritten)
 {
     CMString oFirst("board 0");
+    // One block: the 12-byte header, the characters and the terminator.
+    ASSERT_EQ(m_oAllocator.m_oLiveBlocks.size(), 1u);
+    EXPECT_EQ(m_oAllocator.m_oLiveBlocks.begin()->first, static_cast<const void*>(Header(oFirst)));
+    EXPECT_EQ(m_oAllocator.m_oLiveBlocks.begin()->second, 12u + 7u + 1u);
     {
         CMString oCopy(oFirst);
         CMString oAssigned;
@@ -40,7 +42,6 @@ TEST_F(CMStringSharingTest, CopiesShareUntilOneIsWritten)
         EXPECT_EQ(oCopy.GetString(), oFirst.GetString());
         EXPECT_EQ(oAssigned.GetString(), oFirst.GetString());
         EXPECT_EQ(Refs(oFirst), 3);
-        EXPECT_EQ(m_oAllocator.m_uiAllocCount, 1u);
 
         oCopy.SetAt(6, '1');
         EXPECT_NE(oCopy.GetString(), oFirst.GetString());
@@ -59,24 +60,12 @@ TEST_F(CMStringSharingTest, EmptyStringsShareTheStaticRepresentation)
     CMString oCopy(oDefault);
     CMString oEmptied("x");
     oEmptied.Empty();
-    for (const CMString* poString : std::initializer_list<const CMString*>{&oDefault, &oFromEmptyText, &oCopy, &oEmptied, CMString::m_poEmptyString})
-    {
+    for (const CMString* poString : {&oDefault, &oFromEmptyText, &oCopy, &oEmptied})
         EXPECT_EQ(poString->GetString(), CMString::m_pszNil);
-        EXPECT_EQ(poString->GetLength(), 0);
-    }
+    EXPECT_EQ(CMString::m_poEmptyString->GetString(), CMString::m_pszNil);
     EXPECT_EQ(Header(oDefault), CMString::m_poDataNil);
     EXPECT_EQ(Refs(oDefault), -1) << "the empty representation is never counted";
     EXPECT_EQ(m_oAllocator.m_uiAllocCount, 1u);   // only "x"
-}
-
-TEST_F(CMStringSharingTest, AllocationHoldsHeaderCapacityAndTerminator)
-{
-    CMString oText("abcde");
-    ASSERT_EQ(m_oAllocator.m_oLiveBlocks.size(), 1u);
-    EXPECT_EQ(m_oAllocator.m_oLiveBlocks.begin()->second, 12u + 5u + 1u);
-    EXPECT_EQ(m_oAllocator.m_oLiveBlocks.begin()->first, static_cast<const void*>(Header(oText)));
-    EXPECT_EQ(Header(oText)->iDataLength, 5);
-    EXPECT_EQ(Header(oText)->iAllocLength, 5);
 }
 
 TEST_F(CMStringSharingTest, LockedBufferIsNeverShared)
@@ -101,6 +90,8 @@ struct SModifyCase
     std::function<void(CMString&)> fnModify;
     const char* pszExpected;
 };
+
+void PrintTo(const SModifyCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
 
 class CMStringModifySharedTest : public CContainerTest, public testing::WithParamInterface<SModifyCase>
 {
@@ -148,9 +139,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---- Buffers and formatting ----------------------------------------------------------------------
 
-class CMStringBufferTest : public CContainerTest
-{
-};
+using CMStringBufferTest = CContainerTest;
 
 TEST_F(CMStringBufferTest, GetBufferGrowsAndReleaseBufferMeasures)
 {
@@ -163,15 +152,11 @@ TEST_F(CMStringBufferTest, GetBufferGrowsAndReleaseBufferMeasures)
     oText.FreeExtra();
     EXPECT_EQ(Header(oText)->iAllocLength, 10);
     EXPECT_EQ(oText, "0123456789");
-}
 
-TEST_F(CMStringBufferTest, ReleaseBufferBeyondCapacityIsClamped)
-{
-    CMString oText("abc");
-    oText.GetBuffer(4);
+    // A length beyond the buffer is reported and cut to the capacity.
     std::string oOutput = Printed([&] { oText.ReleaseBuffer(1000); });
-    EXPECT_NE(oOutput.find("Assertion failed"), std::string::npos);
-    EXPECT_EQ(oText.GetLength(), 4);
+    EXPECT_TRUE(Reports(oOutput, "QelMFCTypes.cpp("));
+    EXPECT_EQ(oText.GetLength(), 10);
 }
 
 TEST_F(CMStringBufferTest, FormatProducesLongOutput)
@@ -190,33 +175,7 @@ TEST_F(CMStringBufferTest, FormatProducesLongOutput)
     EXPECT_EQ(oText, "ababab[ababab]");
 }
 
-TEST_F(CMStringBufferTest, FormattedLengthIsMeasuredWithoutConsumingArguments)
-{
-    auto Measure = [](const char* pszFormat, ...)
-    {
-        va_list oArgs;
-        va_start(oArgs, pszFormat);
-        MINT32 iFirst = CMString::GetFormattedLength(pszFormat, oArgs);
-        MINT32 iSecond = CMString::GetFormattedLength(pszFormat, oArgs);
-        va_end(oArgs);
-        EXPECT_EQ(iFirst, iSecond);
-        return iFirst;
-    };
-    EXPECT_EQ(Measure("%d|%s", 12345, "abc"), 9);
-    EXPECT_EQ(Measure(""), 0);
-}
-
-TEST_F(CMStringBufferTest, ConcatenationOperators)
-{
-    CMString oName("hb4");
-    EXPECT_EQ(oName + "-" + CMString("x") + '!', "hb4-x!");
-    EXPECT_EQ("<" + oName, "<hb4");
-    EXPECT_EQ('#' + oName, "#hb4");
-    EXPECT_EQ(CMString('-', 4), "----");
-    EXPECT_EQ(CMString("abcdef", 3), "abc");
-}
-
-// ---- Searching and substrings --------------------------------------------------------------------
+// ---- Searching --------------------------------------------------------------------
 
 struct SSearchCase
 {
@@ -239,15 +198,6 @@ TEST_P(CMStringSearchTest, TextSearches)
     EXPECT_EQ(oText.ReverseFindNoCase(c.pszSearch), c.iReverseFindNoCase);
     EXPECT_EQ(oText.CountOf(c.pszSearch), c.iCount);
     EXPECT_EQ(oText.CountOfNoCase(c.pszSearch), c.iCountNoCase);
-    if (strlen(c.pszSearch) == 1)
-    {
-        EXPECT_EQ(oText.Find(c.pszSearch[0]), c.iFind);
-        EXPECT_EQ(oText.FindNoCase(c.pszSearch[0]), c.iFindNoCase);
-        EXPECT_EQ(oText.ReverseFind(c.pszSearch[0]), c.iReverseFind);
-        EXPECT_EQ(oText.ReverseFindNoCase(c.pszSearch[0]), c.iReverseFindNoCase);
-        EXPECT_EQ(oText.CountOf(c.pszSearch[0]), c.iCount);
-        EXPECT_EQ(oText.CountOfNoCase(c.pszSearch[0]), c.iCountNoCase);
-    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, CMStringSearchTest,
@@ -257,42 +207,6 @@ INSTANTIATE_TEST_SUITE_P(Table, CMStringSearchTest,
                                          SSearchCase{"abc", "abcd", -1, -1, -1, -1, 0, 0},
                                          SSearchCase{"", "a", -1, -1, -1, -1, 0, 0},
                                          SSearchCase{"abc", "", 0, 0, 3, 3, 0, 0}));
-
-TEST_F(CMStringSearchTest, FindFromStartPosition)
-{
-    CMString oText("a.b.c");
-    EXPECT_EQ(oText.Find('.', 2), 3);
-    EXPECT_EQ(oText.Find(".", 4), -1);
-    EXPECT_EQ(oText.Find('.', 99), -1);
-}
-
-struct SSubstringCase
-{
-    MINT32 iFirst, iCount;
-    const char* pszMid;
-    const char* pszLeft;    // Left(iCount)
-    const char* pszRight;   // Right(iCount)
-};
-
-class CMStringSubstringTest : public CContainerTest, public testing::WithParamInterface<SSubstringCase>
-{
-};
-
-TEST_P(CMStringSubstringTest, PositionsAreClamped)
-{
-    const SSubstringCase& c = GetParam();
-    CMString oText("012345");
-    EXPECT_EQ(oText.Mid(c.iFirst, c.iCount), c.pszMid);
-    EXPECT_EQ(oText.Left(c.iCount), c.pszLeft);
-    EXPECT_EQ(oText.Right(c.iCount), c.pszRight);
-}
-
-INSTANTIATE_TEST_SUITE_P(Table, CMStringSubstringTest,
-                         testing::Values(SSubstringCase{1, 3, "123", "012", "345"},
-                                         SSubstringCase{4, 10, "45", "012345", "012345"},
-                                         SSubstringCase{-2, 2, "01", "01", "45"},
-                                         SSubstringCase{9, 2, "", "01", "45"},
-                                         SSubstringCase{2, -1, "", "", ""}));
 
 // ---- Tokens, join and split ----------------------------------------------------------------------
 
@@ -307,15 +221,22 @@ class CMStringTokenTest : public CContainerTest, public testing::WithParamInterf
 {
 };
 
-TEST_P(CMStringTokenTest, IteratorAndSplitAgree)
+TEST_P(CMStringTokenTest, IteratorSplitAndJoinAgree)
 {
     const STokenCase& c = GetParam();
     EXPECT_EQ(Tokens(CMString(c.pszText), c.pszDelimiters), c.oTokens);
 
     CMArrayString oSplit;
     EXPECT_EQ(oSplit.InitFromString(c.pszText, c.pszDelimiters), static_cast<MINT32>(c.oTokens.size()));
-    for (MINT32 i = 0; i < oSplit.GetSize(); i++)
-        EXPECT_EQ(oSplit[i], c.oTokens[i].c_str());
+    std::string oExpectedJoin;
+    for (size_t i = 0; i < c.oTokens.size(); i++)
+        oExpectedJoin += (i ? "|" : "") + c.oTokens[i];
+    CMString oJoined = oSplit.Join("|");
+    EXPECT_EQ(oJoined, oExpectedJoin.c_str());
+
+    CMArrayString oResplit;
+    oResplit.InitFromString(oJoined, "|");
+    EXPECT_EQ(oResplit.Join("|"), oJoined);
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, CMStringTokenTest,
@@ -325,49 +246,4 @@ INSTANTIATE_TEST_SUITE_P(Table, CMStringTokenTest,
                                          STokenCase{",,,", ",", {}},
                                          STokenCase{"", ",", {}},
                                          STokenCase{"one", ",", {"one"}},
-                                         STokenCase{" -dev 0x100\t-i 2 ", " \t", {"-dev", "0x100", "-i", "2"}},
-                                         STokenCase{"a;b,c", ",;", {"a", "b", "c"}}));
-
-TEST_F(CMStringTokenTest, IteratorAtEndReportsAndStays)
-{
-    CMString oText("x");
-    CMString::CIterator oToken = oText.Begin(",");
-    CMString::CIterator oPrevious = oToken++;
-    EXPECT_EQ(*oPrevious, "x");
-    EXPECT_TRUE(oToken == oText.End());
-    std::string oOutput = Printed([&] {
-        ++oToken;
-        EXPECT_TRUE((*oToken).IsEmpty());
-    });
-    EXPECT_NE(oOutput.find("Assertion failed"), std::string::npos);
-    EXPECT_TRUE(oToken == oText.End());
-}
-
-class CMArrayStringJoinTest : public CContainerTest, public testing::WithParamInterface<std::vector<std::string>>
-{
-};
-
-TEST_P(CMArrayStringJoinTest, JoinThenSplitRoundTrips)
-{
-    CMArrayString oParts;
-    for (const std::string& roPart : GetParam())
-        oParts.Add(CMString(roPart.c_str()));
-    CMString oJoined = oParts.Join(", ");
-
-    std::string oExpected;
-    for (size_t i = 0; i < GetParam().size(); i++)
-        oExpected += (i ? ", " : "") + GetParam()[i];
-    EXPECT_EQ(oJoined, oExpected.c_str());
-
-    CMArrayString oSplit;
-    oSplit.InitFromString(oJoined, ", ");
-    ASSERT_EQ(oSplit.GetSize(), oParts.GetSize());
-    for (MINT32 i = 0; i < oSplit.GetSize(); i++)
-        EXPECT_EQ(oSplit[i], oParts[i]);
-}
-
-INSTANTIATE_TEST_SUITE_P(Table, CMArrayStringJoinTest,
-                         testing::Values(std::vector<std::string>{},
-                                         std::vector<std::string>{"single"},
-                                         std::vector<std::string>{"hb4", "0.2.3.2", "DDR3"},
-                                         std::vector<std::string>(300, "slot")));
+                                         STokenCase{" -dev 0x100\t-i 2 ", " \t", {"-dev", "0x100", "-i", "2"}}));

@@ -64,10 +64,13 @@ protected:
         return testing::internal::GetCapturedStdout();
     }
 
-    // Whether the output holds the assertion report of the given "file(line)".
+    // Whether the output holds an assertion report of the given "file(line)", or of any line of
+    // the file for "file(".
     static testing::AssertionResult Reports(const std::string& roOutput, const char* pszFileAndLine)
     {
-        std::string oReport = std::string(pszFileAndLine) + " Assertion failed";
+        std::string oReport = pszFileAndLine;
+        if (oReport.back() == ')')
+            oReport += " Assertion failed";
         if (roOutput.find(oReport) != std::string::npos)
             return testing::AssertionSuccess();
         return testing::AssertionFailure() << "no \"" << oReport << "\" in \"" << roOutput << "\"";

@@ -2,9 +2,12 @@
 // (CMString), an array of strings (CMArrayString), a hash map (CMMap) with its pooled node blocks
 // (CMPlex), and the process-wide allocation hook (CMAllocator).
 //
-// None of them throws. A broken precondition makes an assertion report ("QelMFCTypes(<line>)
-// Assertion failed") and the call carries on as far as it can without touching memory outside an
-// allocation. The containers are not synchronised: each is owned by one object on one thread.
+// None of them throws. A broken precondition makes an assertion report ("QelMFCTypes.h(<line>)
+// Assertion failed", or QelMFCTypes.cpp) and the call carries on as far as it can without
+// touching memory outside an allocation. The reports for a bad array index (4267), a negative
+// array size (4679), a bad string length (263 negative, 264 too long) and a string released once
+// too often (369) carry those fixed line numbers, which the messages are known by.
+// The containers are not synchronised: each is owned by one object on one thread.
 #pragma once
 
 #include <cstdarg>
@@ -106,7 +109,7 @@ public:
 
     // Indexed access. A bad index is reported; reads then see a default-constructed element and
     // writes land in a scratch element, never outside the storage.
-    const TYPE& GetAt(MINT32 iIndex) const;
+    const TYPE& GetAt(MINT32 iIndex) const { return const_cast<CMArray*>(this)->ElementAt(iIndex); }
     TYPE&       ElementAt(MINT32 iIndex);
     void        SetAt(MINT32 iIndex, ARG_TYPE oNewElement);
     const TYPE& operator[](MINT32 iIndex) const { return GetAt(iIndex); }
@@ -219,17 +222,6 @@ void CMArray<TYPE, ARG_TYPE>::SetSize(MINT32 iNewSize, MINT32 iGrowBy)
     m_poData = poNewData;
     m_iSize = iNewSize;
     m_iMaxSize = static_cast<MINT32>(iNewMax);
-}
-
-template <class TYPE, class ARG_TYPE>
-const TYPE& CMArray<TYPE, ARG_TYPE>::GetAt(MINT32 iIndex) const
-{
-    if (!IsValidIndex(iIndex))
-    {
-        QEL_ASSERT_REPORT_AT(4267);
-        return MScratchElement<TYPE>();
-    }
-    return m_poData[iIndex];
 }
 
 template <class TYPE, class ARG_TYPE>
@@ -564,6 +556,7 @@ private:
     void ConcatInPlace(MINT32 iLength, const MCHAR8* pchText);
     MINT32 Search(const MCHAR8* pchText, MINT32 iTextLength, MINT32 iStart, MBOOL32 bNoCase, MBOOL32 bReverse) const;
     MINT32 Count(const MCHAR8* pchText, MINT32 iTextLength, MBOOL32 bNoCase) const;
+    CMString& MapCharacters(int (*pfnMap)(int));   // each character through a <cctype> mapping
     MINT32 LeadingCount(const MCHAR8* pszTargets) const;
     MINT32 TrailingCount(const MCHAR8* pszTargets) const;
 };

@@ -519,24 +519,24 @@ MINT32 CMString::CountOfNoCase(const MCHAR8* pszText) const { return Count(pszTe
 
 // ---- In-place changes ----------------------------------------------------------------------------
 
-CMString& CMString::MakeUpper()
+CMString& CMString::MapCharacters(int (*pfnMap)(int))
 {
     if (CopyBeforeWrite())
     {
         for (MINT32 i = 0; i < GetLength(); i++)
-            m_pchData[i] = static_cast<MCHAR8>(toupper(static_cast<unsigned char>(m_pchData[i])));
+            m_pchData[i] = static_cast<MCHAR8>(pfnMap(static_cast<unsigned char>(m_pchData[i])));
     }
     return *this;
 }
 
+CMString& CMString::MakeUpper()
+{
+    return MapCharacters(toupper);
+}
+
 CMString& CMString::MakeLower()
 {
-    if (CopyBeforeWrite())
-    {
-        for (MINT32 i = 0; i < GetLength(); i++)
-            m_pchData[i] = static_cast<MCHAR8>(tolower(static_cast<unsigned char>(m_pchData[i])));
-    }
-    return *this;
+    return MapCharacters(tolower);
 }
 
 CMString& CMString::MakeReverse()
