@@ -43,6 +43,18 @@ constexpr MUINT32 PINS10_MEMORY_VERSION       = 0x0201;
 constexpr MUINT32 PINS10_MEMORY_VERSION_V1    = 0x0101;   // older 256-byte memory record
 constexpr MUINT32 PINS10_CALIBRATION_VERSION  = 0x0101;
 
+// tagPins10Cpu::uiCpuOptions.
+constexpr MUINT16 PINS10_CPU_ON_BOARD            = 0x0001;   // a system processor sits on the board
+constexpr MUINT16 PINS10_CPU_ON_PRIMARY_BUS      = 0x0002;   // ... on the primary PCI bus
+constexpr MUINT16 PINS10_CPU_EXTERNAL_AVAILABLE  = 0x0004;   // an external processor is available
+
+// tagPins10FactoryOptions::uiFactoryOptions.
+constexpr MUINT32 PINS10_OPTION_ALL_VPE_ENABLED       = 1u << 0;
+constexpr MUINT32 PINS10_OPTION_ALL_VPC_ENABLED       = 1u << 1;
+constexpr MUINT32 PINS10_OPTION_SUB_FIELD_ENABLED     = 1u << 2;
+constexpr MUINT32 PINS10_OPTION_FORCE_GLOBAL_RESET    = 1u << 3;   // reset the chip before the first attempt
+constexpr MUINT32 PINS10_OPTION_RGB_YUV_FULL_RANGE    = 1u << 4;
+
 // Element type of the module fan in the I/O-pin list; fanless models have it removed.
 constexpr MUINT16 PINS10_MISC_IO_TYPE_FAN = 8;
 
