@@ -1,6 +1,7 @@
 #include "QelVxdSimBoard.h"
 
 #include "QelVxdSimChipRegs.h"
+#include "QelVxdSimEepromBus.h"
 #include "QelVxdSimFiles.h"
 #include "QelVxdSimPciRegs.h"
 #include "QelVxdSimRig.h"
@@ -119,6 +120,7 @@ void CQelSimBoard::DefineRegisters(const SQelSimBoardDesc& roDesc)
     {
         m_oRegisters.SetPersistent(uiOffset);
     }
+    QelVxdSim_AttachEepromBus(*this);
 }
 
 MUINT64 CQelSimBoard::BarAddress(MUINT32 uiBarOffset) const

@@ -11,6 +11,10 @@ struct SQelSimBoardFaults
 {
     // Mapping the board's windows fails, as it does for a user without access to /dev/mem.
     bool bMapFails = false;
+    // The chip's EEPROM engine never grants the bus to the host.
+    bool bGrantNever = false;
+    // The flash's busy bit never clears after a program or erase.
+    bool bFlashStuckBusy = false;
 };
 
 enum class EQelSimFaultType

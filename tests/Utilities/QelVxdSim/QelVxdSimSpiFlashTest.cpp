@@ -1,0 +1,349 @@
+// The simulated EEPROM bus (register 0x360) and the SPI flash models behind it, driven through
+// the backend as a host driver drives them.
+#include <memory>
+#include <unistd.h>
+
+#include "QelVxdSimEepromBus.h"
+#include "QelVxdSimTestSupport.h"
+#include "SpiBusDecoder.h"
+
+namespace
+{
+using namespace QelSimEeprom;
+using SFlash = CQelSimSpiFlash;
+
+// A host that bit-bangs the bus with plain writes of a shadow value (mode 0, MSB first).
+class CSpiHost
+{
+public:
+    CSpiHost(const SQelVxdBackend& roSim, MEMHANDLE hRegisters) : m_roSim(roSim), m_hBypass(hRegisters + REG_BYPASS) {}
+
+    MUINT32 ReadBypass() { return m_roSim.pfnRead32(m_hBypass); }
+    void Set(MUINT32 uiBit, bool bOn) { Put(bOn ? (m_uiLines | uiBit) : (m_uiLines & ~uiBit)); }
+    bool Request()
+    {
+        Put(BYPASS_REQUEST | BYPASS_CS0_N);
+        return (ReadBypass() & BYPASS_GRANT) != 0;
+    }
+    void Release() { Put(m_uiLines & ~BYPASS_REQUEST); }
+    void Bits(MUINT8 ucByte, MUINT32 uiBits)
+    {
+        for (MUINT32 uiBit = 8; uiBit-- > 8 - uiBits;)
+        {
+            Set(BYPASS_CLOCK, false);
+            Set(BYPASS_DATA_IN, (ucByte >> uiBit) & 1);
+            Set(BYPASS_CLOCK, true);
+        }
+    }
+    MUINT8 In()
+    {
+        MUINT8 ucByte = 0;
+        for (int iBit = 0; iBit < 8; ++iBit)
+        {
+            Set(BYPASS_CLOCK, false);
+            Set(BYPASS_CLOCK, true);
+            ucByte = (MUINT8)((ucByte << 1) | ((ReadBypass() & BYPASS_DATA_OUT) != 0));
+        }
+        return ucByte;
+    }
+    // One transaction: the bytes out, then uiIn bytes in.
+    std::vector<MUINT8> Transfer(const std::vector<MUINT8>& raucOut, size_t uiIn = 0)
+    {
+        Set(BYPASS_CS0_N, false);
+        for (MUINT8 ucByte : raucOut)
+        {
+            Bits(ucByte, 8);
+        }
+        std::vector<MUINT8> aucIn(uiIn);
+        for (MUINT8& rucByte : aucIn)
+        {
+            rucByte = In();
+        }
+        Set(BYPASS_CS0_N, true);
+        return aucIn;
+    }
+    MUINT8 Status() { return Transfer({0x05}, 1)[0]; }
+    void Unprotect()
+    {
+        Transfer({0x06});
+        Transfer({0x01, 0x00});
+        while (Status() & SFlash::STATUS_BUSY)
+        {
+        }
+    }
+
+private:
+    void Put(MUINT32 uiValue)
+    {
+        m_uiLines = uiValue;
+        m_roSim.pfnWrite32(m_hBypass, uiValue);
+    }
+
+    const SQelVxdBackend& m_roSim;
+    MEMHANDLE m_hBypass;
+    MUINT32 m_uiLines = BYPASS_POWER_ON;
+};
+
+class CFlashTest : public CSimTest
+{
+protected:
+    // One board at 03:00.0 with that chip, holding a counting pattern (or blank), bus taken.
+    void Start(const std::string& rsChip, const std::string& rsFaults = "", bool bBlank = false)
+    {
+        if (!bBlank)
+        {
+            std::vector<MUINT8> aucImage(QelVxdSim_FindFlashChip(rsChip)->uiSize);
+            for (size_t uiAt = 0; uiAt < aucImage.size(); ++uiAt)
+            {
+                aucImage[uiAt] = (MUINT8)(uiAt * 7 + (uiAt >> 8));
+            }
+            WriteBytes("flash.bin", aucImage);
+        }
+        const SQelVxdBackend& roSim =
+            Load(R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":")" + rsChip + "\"," +
+                 (bBlank ? R"("blank":true)" : R"("image":"flash.bin")") + "}, \"faults\":{" + rsFaults + "}}]}");
+        m_poBoard = QelVxdSim_Board(3, 0, 0);
+        ASSERT_NE(m_poBoard, nullptr);
+        m_poHost = std::make_unique<CSpiHost>(roSim, MapRegisters(*m_poBoard));
+        m_bGranted = m_poHost->Request();
+    }
+    SFlash& Flash() { return QelVxdSim_EepromBus(*m_poBoard)->Flash(); }
+    const SQelSimFlashCounters& Counters() { return Flash().Counters(); }
+    MUINT8 At(MUINT32 uiAddress) { return m_poBoard->Flash()[uiAddress]; }
+
+    CQelSimBoard* m_poBoard = nullptr;
+    std::unique_ptr<CSpiHost> m_poHost;
+    bool m_bGranted = false;
+};
+
+TEST_F(CFlashTest, EveryChipAnswersItsIdentifications)
+{
+    struct SCase
+    {
+        const char* pszChip;
+        std::vector<MUINT8> auc15, auc90, auc9E;
+    };
+    const SCase aoCases[] = {
+        {"AT25F1024", {0x1F, 0x60}, {0xFF, 0xFF}, {0xFF, 0xFF, 0xFF}},
+        {"SST25VF010", {0xFF, 0xFF}, {0xBF, 0x49}, {0xFF, 0xFF, 0xFF}},
+        {"M25P10", {0xFF, 0xFF}, {0x10, 0x10}, {0xFF, 0xFF, 0xFF}},
+        {"PM25LV010", {0xFF, 0xFF}, {0x9D, 0x7C}, {0xFF, 0xFF, 0xFF}},
+        {"W25Q64FV", {0xFF, 0xFF}, {0xEF, 0x16}, {0xEF, 0x40, 0x17}},
+        {"W25Q128FV", {0xFF, 0xFF}, {0xEF, 0x17}, {0xEF, 0x40, 0x18}},
+        {"IS25WD020", {0xFF, 0xFF}, {0x9D, 0x11}, {0x9D, 0x40, 0x12}},
+        {"IS25WD040", {0xFF, 0xFF}, {0x9D, 0x12}, {0x9D, 0x40, 0x13}},
+        {"S25FL127S", {0xFF, 0xFF}, {0x01, 0x17}, {0x01, 0x20, 0x18}},
+        {"N25Q128A", {0xFF, 0xFF}, {0xFF, 0xFF}, {0x20, 0xBA, 0x18}},
+        {"unknown", {0xFF, 0xFF}, {0xC8, 0x10}, {0xC8, 0x40, 0x11}},
+    };
+    for (const SCase& roCase : aoCases)
+    {
+        SCOPED_TRACE(roCase.pszChip);
+        Start(roCase.pszChip, "", true);
+        ASSERT_TRUE(m_bGranted);
+        EXPECT_EQ(m_poHost->Transfer({0x15}, 2), roCase.auc15);
+        EXPECT_EQ(m_poHost->Transfer({0x90, 0, 0, 0}, 2), roCase.auc90);
+        EXPECT_EQ(m_poHost->Transfer({0x9E}, 3), roCase.auc9E);
+        if (roCase.auc90[0] != 0xFF)
+        {
+            const std::vector<MUINT8> aucSwapped = {roCase.auc90[1], roCase.auc90[0]};
+            EXPECT_EQ(m_poHost->Transfer({0x90, 0, 0, 1}, 2), aucSwapped) << "odd address: device id first";
+        }
+    }
+}
+
+TEST_F(CFlashTest, ReadIsContinuousAndWrapsAtTheEndOfTheChip)
+{
+    Start("IS25WD020");
+    const MUINT32 uiEnd = 256 * 1024;
+    const std::vector<MUINT8> aucExpected = {At(uiEnd - 2), At(uiEnd - 1), At(0), At(1)};
+    EXPECT_EQ(m_poHost->Transfer({0x03, 0x03, 0xFF, 0xFE}, 4), aucExpected);
+    EXPECT_EQ(m_poHost->Transfer({0xAB}, 2), (std::vector<MUINT8>{0xFF, 0xFF})) << "unknown instruction";
+}
+
+TEST_F(CFlashTest, ProgramClearsBitsOnlyWrapsInItsPageAndKeepsThePartBusy)
+{
+    Start("IS25WD020");
+    m_poHost->Unprotect();
+    const MUINT8 aucBefore[4] = {At(0x1FE), At(0x1FF), At(0x100), At(0x101)};
+    const MUINT8 ucNextPage = At(0x200);
+
+    m_poHost->Transfer({0x06});
+    m_poHost->Transfer({0x02, 0x00, 0x01, 0xFE, 0x0F, 0xF0, 0x00, 0xFF});
+    for (MUINT32 uiRead = 0; uiRead < SFlash::BUSY_READS_PROGRAM; ++uiRead)
+    {
+        EXPECT_EQ(m_poHost->Status(), SFlash::STATUS_BUSY | SFlash::STATUS_WRITE_ENABLED) << uiRead;
+    }
+    EXPECT_EQ(m_poHost->Status(), 0) << "ready, write-enable latch cleared";
+
+    EXPECT_EQ(At(0x1FE), aucBefore[0] & 0x0F);
+    EXPECT_EQ(At(0x1FF), aucBefore[1] & 0xF0);
+    EXPECT_EQ(At(0x100), 0x00) << "wrapped to the start of the page";
+    EXPECT_EQ(At(0x101), aucBefore[3]);
+    EXPECT_EQ(At(0x200), ucNextPage) << "the next page is untouched";
+    EXPECT_EQ(Counters().uiPrograms, 1u);
+    EXPECT_EQ(Counters().Violations(), 0u);
+    EXPECT_TRUE(m_poBoard->FlashChanged());
+}
+
+TEST_F(CFlashTest, EraseClearsExactlyItsBlock)
+{
+    Start("IS25WD020");
+    m_poHost->Unprotect();
+    const MUINT8 ucBefore = At(0x0FFF), ucAfter = At(0x2000);
+    m_poHost->Transfer({0x06});
+    m_poHost->Transfer({0x20, 0x00, 0x1A, 0xBC});
+    MUINT32 uiBusyReads = 0;
+    while (m_poHost->Status() & SFlash::STATUS_BUSY)
+    {
+        ++uiBusyReads;
+    }
+    EXPECT_EQ(uiBusyReads, SFlash::BUSY_READS_ERASE_4K);
+    for (MUINT32 uiAt = 0x1000; uiAt < 0x2000; ++uiAt)
+    {
+        ASSERT_EQ(At(uiAt), 0xFF) << uiAt;
+    }
+    EXPECT_EQ(At(0x0FFF), ucBefore);
+    EXPECT_EQ(At(0x2000), ucAfter);
+}
+
+TEST_F(CFlashTest, ProtectionRefusesWritesAndTheHardwareLineGuardsTheStatus)
+{
+    Start("W25Q64FV");
+    EXPECT_EQ(m_poHost->Status(), SFlash::POWER_ON_STATUS);
+    const MUINT8 ucBefore = At(0x10);
+    m_poHost->Transfer({0x06});
+    m_poHost->Transfer({0x02, 0x00, 0x00, 0x10, 0x00});
+    EXPECT_EQ(At(0x10), ucBefore) << "array protected";
+
+    m_poBoard->PokeReg(REG_WRITE_PROTECT, WRITE_PROTECT_LINE);
+    m_poHost->Transfer({0x06});
+    m_poHost->Transfer({0x01, 0x00});
+    EXPECT_EQ(m_poHost->Status() & SFlash::STATUS_WRITABLE, SFlash::POWER_ON_STATUS) << "line held";
+    EXPECT_EQ(Counters().uiRefused, 2u);
+
+    m_poBoard->PokeReg(REG_WRITE_PROTECT, 0);
+    m_poHost->Unprotect();
+    EXPECT_EQ(m_poHost->Status(), 0);
+    EXPECT_EQ(Counters().uiStatusWrites, 1u);
+    EXPECT_EQ(Counters().Violations(), 0u);
+}
+
+TEST_F(CFlashTest, TheSstPartTakesOnlyItsOwnWriteInstructions)
+{
+    Start("SST25VF010");
+    m_poHost->Transfer({0x06});
+    EXPECT_EQ(m_poHost->Status() & SFlash::STATUS_WRITE_ENABLED, 0) << "0x06 is not its write enable";
+    m_poHost->Transfer({0x50});
+    m_poHost->Transfer({0x01, 0x00});
+    while (m_poHost->Status() & SFlash::STATUS_BUSY)
+    {
+    }
+    m_poHost->Transfer({0x50});
+    m_poHost->Transfer({0xAF, 0x00, 0x00, 0x00, 0x00});
+    EXPECT_EQ(At(0), 0x00);
+    EXPECT_EQ(Counters().uiPrograms, 1u);
+}
+
+TEST_F(CFlashTest, ViolationsAreCountedIgnoredAndNotedInTheTrace)
+{
+    setenv("QELVXD_SIM_TRACE", Path("trace.txt").c_str(), 1);
+    Start("IS25WD020");
+    m_poHost->Unprotect();
+    m_poHost->Transfer({0x02, 0x00, 0x00, 0x00, 0x00});  // no write enable
+    m_poHost->Transfer({0x06});
+    m_poHost->Transfer({0x20, 0x00, 0x00, 0x00});
+    m_poHost->Transfer({0x03, 0x00, 0x00, 0x00}, 1);     // while busy
+    m_poHost->Set(BYPASS_CS0_N, false);                  // cut off after 5 bits
+    m_poHost->Bits(0x06, 5);
+    m_poHost->Set(BYPASS_CS0_N, true);
+
+    EXPECT_EQ(Counters().uiWithoutWriteEnable, 1u);
+    EXPECT_EQ(Counters().uiWhileBusy, 1u);
+    EXPECT_EQ(Counters().uiChipSelectMidByte, 1u);
+    EXPECT_EQ(At(0), 0xFF) << "program ignored, erase carried out";
+    QelVxdSim_Unload();
+    const std::string sTrace = ReadText(Path("trace.txt"));
+    for (const char* pszNote : {"03:00.0 note flash: program at 0x000000 without write enable",
+                                "03:00.0 note flash: instruction 0x03 while busy: ignored",
+                                "03:00.0 note flash: chip select raised after 5 bits of a byte"})
+    {
+        EXPECT_NE(sTrace.find(pszNote), std::string::npos) << pszNote;
+    }
+}
+
+TEST_F(CFlashTest, GivingTheBusBackEndsTheTransaction)
+{
+    Start("IS25WD020");
+    m_poHost->Set(BYPASS_CS0_N, false);
+    m_poHost->Bits(0x06, 8);
+    EXPECT_TRUE(Flash().IsSelected());
+    m_poHost->Release();
+    EXPECT_FALSE(Flash().IsSelected());
+    EXPECT_EQ(Counters().uiTransactions, 1u);
+    EXPECT_NE(Flash().Status() & SFlash::STATUS_WRITE_ENABLED, 0) << "ended on a byte boundary: executed";
+}
+
+TEST_F(CFlashTest, GrantNeverKeepsTheHostOffTheBus)
+{
+    Start("IS25WD020", R"("grant_never":true)");
+    EXPECT_FALSE(m_bGranted);
+    EXPECT_EQ(m_poHost->ReadBypass() & BYPASS_GRANT, 0u);
+    EXPECT_EQ(m_poHost->Transfer({0x9E}, 2), (std::vector<MUINT8>{0xFF, 0xFF}));
+    EXPECT_EQ(Counters().uiTransactions, 0u);
+}
+
+TEST_F(CFlashTest, StuckBusyHoldsAfterProgramAndEraseButNotAfterAStatusWrite)
+{
+    Start("IS25WD020", R"("flash_stuck_busy":true)");
+    m_poHost->Unprotect();
+    m_poHost->Transfer({0x06});
+    m_poHost->Transfer({0x02, 0x00, 0x00, 0x00, 0x00});
+    for (int iRead = 0; iRead < 10000; ++iRead)
+    {
+        ASSERT_NE(m_poHost->Status() & SFlash::STATUS_BUSY, 0) << iRead;
+    }
+}
+
+TEST_F(CFlashTest, AChangedImageIsRewrittenOnFlushAndABlankChipKeepsNothing)
+{
+    Start("IS25WD020");
+    m_poHost->Unprotect();
+    m_poHost->Transfer({0x06});
+    m_poHost->Transfer({0x02, 0x00, 0x00, 0x00, 0x00});
+    std::string sError;
+    ASSERT_TRUE(QelVxdSim_Flush(sError)) << sError;
+    EXPECT_EQ(ReadText(Path("flash.bin"))[0], '\0');
+
+    unlink(Path("flash.bin").c_str());
+    Start("IS25WD020", "", true);
+    m_poHost->Unprotect();
+    m_poHost->Transfer({0x06});
+    m_poHost->Transfer({0x02, 0x00, 0x00, 0x00, 0x00});
+    QelVxdSim_Unload();
+    EXPECT_FALSE(Exists(Path("flash.bin")));
+}
+
+TEST_F(CFlashTest, TheDecoderGivesBackTheTransactionsFromTheSimulatorTrace)
+{
+    setenv("QELVXD_SIM_TRACE", Path("trace.txt").c_str(), 1);
+    Start("W25Q64FV");
+    const std::vector<MUINT8> aucRead = m_poHost->Transfer({0x03, 0x00, 0x01, 0x00}, 3);
+    m_poHost->Transfer({0x06});
+    m_poHost->Set(BYPASS_CS0_N, false);
+    m_poHost->Bits(0xA5, 3);
+    m_poHost->Set(BYPASS_CS0_N, true);
+    m_poHost->Release();
+    QelVxdSim_Unload();
+
+    const CSpiBusDecoder oDecoder = CSpiBusDecoder::FromSimTrace(ReadText(Path("trace.txt")), "03:00.0");
+    ASSERT_EQ(oDecoder.Transactions().size(), 3u);
+    const SSpiTransaction& roRead = oDecoder.Transactions()[0];
+    EXPECT_EQ(roRead.Instruction(), 0x03);
+    EXPECT_EQ(roRead.Address24(), 0x100u);
+    EXPECT_EQ(std::vector<MUINT8>(roRead.aucIn.end() - 3, roRead.aucIn.end()), aucRead);
+    EXPECT_EQ(oDecoder.Transactions()[2].uiExtraBits, 3u);
+    EXPECT_EQ(oDecoder.Summary(), "03 06 00");
+    EXPECT_EQ(oDecoder.BusRequests(), 1u);
+}
+}  // namespace
