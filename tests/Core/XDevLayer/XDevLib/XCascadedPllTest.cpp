@@ -1,0 +1,133 @@
+// The divider solver on limit sets small enough to work out by hand, and on the chip's own
+// limits where the answer can be checked against the synthesizer formula.
+#include <gtest/gtest.h>
+
+#include "XCascadedPll.h"
+
+namespace
+{
+// M0 2-4 (VCO0 200-400 with a reference of 100), M1 1-2, P0 1-8, P1 1-2; intermediate 150-300,
+// VCO1 100-400.
+const SPllData s_oSmall = {{1, 4}, {1, 2}, {1, 8}, {1, 2}, {200, 400}, {150, 300}, {100, 400}};
+
+// The chip's dividers and PLL ranges (kHz).
+const SPllData s_oChip = {{1, 128}, {1, 64}, {1, 64}, {1, 64}, {1200000, 2400000}, {23000, 48000}, {1200000, 2400000}};
+
+struct SSearchCase
+{
+    const char* pszWhat;
+    SPllData oLimits;
+    MUINT32 uiTarget;
+    MUINT32 uiRef;
+    MUINT32 uiTolerance;
+    int bBestMatch;
+    LStatus iResult;
+    SParamResult oExpected;
+};
+
+// Worked by hand, in search order (M1 down, P1 up, M0 down; P0 = round(VCO0 x M1 / (2 P1 target))):
+// - target 90: usable pairs (M1 2, P1 2) and (M1 1, P1 1) (intermediate 180); (2, 1) gives 90
+//   and (1, 2) gives 360, both outside 150-300. Each pair tries M0 4, 3, 2: f = 100, 75, 100 with
+//   P0 2, 2, 1. The first f = 100 (error 10) wins every tie: M0 4 over M0 2, pair (2, 2) over
+//   (1, 1). Six candidates; the band of 0.01 x 90 is empty, so the result is outside it.
+// - target 100: the first candidate (M1 2, P1 2, M0 4, P0 2) hits exactly and ends the search.
+// - with 20 % tolerance the first candidate within 72-108 is taken at once.
+const SSearchCase s_aoSearchCases[] = {
+    {"tie keeps the first in search order", s_oSmall, 90, 100, 1, 1, 1, {4, 2, 2, 2, 100, 6}},
+    {"exact hit ends the search", s_oSmall, 100, 100, 110, 1, 0, {4, 2, 2, 2, 100, 1}},
+    {"tolerance mode takes the first in band", s_oSmall, 90, 100, 2000, 0, 0, {4, 2, 2, 2, 100, 1}},
+    {"tolerance mode without a candidate in band", s_oSmall, 90, 100, 100, 0, 1, {0, 0, 0, 0, 0, 6}},
+    {"below every VCO1: nothing usable", s_oChip, 5000, 27000, 110, 1, 1, {0, 0, 0, 0, 0, 0}},
+    {"above every VCO1: nothing usable", s_oChip, 2000000, 27000, 110, 1, 1, {0, 0, 0, 0, 0, 0}},
+    {"empty M1 range", {{1, 4}, {2, 1}, {1, 8}, {1, 2}, {200, 400}, {150, 300}, {100, 400}}, 90, 100, 1, 1, 1,
+     {0, 0, 0, 0, 0, 0}},
+};
+
+class CSearchTest : public ::testing::TestWithParam<SSearchCase>
+{
+};
+
+TEST_P(CSearchTest, FindsTheWorkedResult)
+{
+    const SSearchCase& roCase = GetParam();
+    XCascadedPll oPll(roCase.oLimits);
+    SParamResult oResult{};
+    EXPECT_EQ(oPll.ComputeParam(roCase.uiTarget, roCase.uiRef, roCase.uiTolerance, roCase.bBestMatch, oResult),
+              roCase.iResult);
+    const SParamResult& roExpected = roCase.oExpected;
+    EXPECT_EQ(oResult.uiM0, roExpected.uiM0);
+    EXPECT_EQ(oResult.uiM1, roExpected.uiM1);
+    EXPECT_EQ(oResult.uiP0, roExpected.uiP0);
+    EXPECT_EQ(oResult.uiP1, roExpected.uiP1);
+    EXPECT_EQ(oResult.uiOutputFreq, roExpected.uiOutputFreq);
+    EXPECT_EQ(oResult.uiNbIter, roExpected.uiNbIter);
+}
+
+INSTANTIATE_TEST_SUITE_P(XCascadedPll, CSearchTest, ::testing::ValuesIn(s_aoSearchCases),
+                         [](const auto& roInfo) { return "Case" + std::to_string(roInfo.index); });
+
+TEST(XCascadedPll, RefusesAZeroTargetOrReferenceAndClearsTheResult)
+{
+    XCascadedPll oPll(s_oChip);
+    SParamResult oResult = {9, 9, 9, 9, 9, 9};
+    EXPECT_EQ(oPll.ComputeParam(0, 27000, 110, 1, oResult), -1);
+    EXPECT_EQ(oResult.uiM0 + oResult.uiNbIter + oResult.uiOutputFreq, 0u);
+    EXPECT_EQ(oPll.ComputeParam(400000, 0, 110, 1, oResult), -1);
+}
+
+// On the chip's limits every system frequency of the reference boards is reachable within the
+// 1.1 % band, and the chosen set obeys the ranges the synthesizer needs.
+TEST(XCascadedPll, ChipTargetsLandWithinTheBandAndTheRanges)
+{
+    XCascadedPll oPll(s_oChip);
+    for (MUINT32 uiTarget : {400000u, 450000u, 500000u, 533000u, 600000u, 148500u, 27000u})
+    {
+        SParamResult oResult{};
+        EXPECT_EQ(oPll.ComputeParam(uiTarget, 27000, 110, 1, oResult), 0) << uiTarget;
+        const MUINT64 uiVco0 = 27000ull * oResult.uiM0;
+        const MUINT64 uiFi = uiVco0 / oResult.uiP0;
+        EXPECT_EQ(oResult.uiOutputFreq, oPll.ComputeFreq(27000, oResult.uiM0, oResult.uiM1, oResult.uiP0, oResult.uiP1));
+        EXPECT_LE(oResult.uiOutputFreq > uiTarget ? oResult.uiOutputFreq - uiTarget : uiTarget - oResult.uiOutputFreq,
+                  uiTarget * 110 / 10000);
+        EXPECT_TRUE(uiVco0 >= 1200000 && uiVco0 <= 2400000) << uiTarget;
+        EXPECT_TRUE(uiFi >= 23000 && uiFi <= 48000) << uiTarget;
+        EXPECT_GT(oResult.uiNbIter, 0u);
+    }
+}
+
+TEST(XCascadedPll, ComputeFreqIsTheSynthesizerFormula)
+{
+    XCascadedPll oPll(s_oChip);
+    EXPECT_EQ(oPll.ComputeFreq(27000, 64, 50, 48, 2), 450000u);
+    EXPECT_EQ(oPll.ComputeFreq(100, 10, 4, 5, 2), 200u);
+    EXPECT_EQ(oPll.ComputeFreq(27000, 64, 50, 0, 2), 0u) << "zero divider";
+}
+
+// Any non-zero divider limit is enough; with all of them zero, one proper frequency range is.
+struct SValidateCase
+{
+    SPllData oLimits;
+    MBOOL32 bValid;
+};
+
+TEST(XCascadedPll, ValidationIsPermissive)
+{
+    const SValidateCase aoCases[] = {
+        {{{0, 0}, {0, 0}, {0, 0}, {0, 7}, {0, 0}, {0, 0}, {0, 0}}, 1},
+        {{{5, 1}, {0, 0}, {0, 0}, {0, 0}, {9, 1}, {9, 1}, {9, 1}}, 1},
+        {{{0, 0}, {0, 0}, {0, 0}, {0, 0}, {9, 1}, {1, 2}, {9, 1}}, 1},
+        {{{0, 0}, {0, 0}, {0, 0}, {0, 0}, {1, 2}, {9, 1}, {9, 1}}, 1},
+        {{{0, 0}, {0, 0}, {0, 0}, {0, 0}, {9, 1}, {9, 1}, {1, 2}}, 1},
+        {{{0, 0}, {0, 0}, {0, 0}, {0, 0}, {2, 2}, {9, 1}, {0, 0}}, 0},
+    };
+    for (const SValidateCase& roCase : aoCases)
+    {
+        XCascadedPll oPll(roCase.oLimits);
+        EXPECT_EQ(oPll.ValidateAlgoData(roCase.oLimits), roCase.bValid);
+        EXPECT_EQ(oPll.IsInitialized(), roCase.bValid);
+    }
+    XCascadedPll oRejected(aoCases[5].oLimits);
+    SParamResult oResult{};
+    EXPECT_EQ(oRejected.ComputeParam(100, 100, 110, 1, oResult), -1);
+}
+}  // namespace
