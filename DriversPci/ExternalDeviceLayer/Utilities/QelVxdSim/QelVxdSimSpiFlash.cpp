@@ -282,21 +282,13 @@ void CQelSimSpiFlash::Execute()
         }
         break;
     case EOp::Erase4K:
-        if (m_uiBytes >= m_uiInputBytes && MayModify("erase", m_uiAddress))
-        {
-            Erase(4 * 1024, BUSY_READS_ERASE_4K);
-        }
-        break;
     case EOp::Erase32K:
-        if (m_uiBytes >= m_uiInputBytes && MayModify("erase", m_uiAddress))
-        {
-            Erase(32 * 1024, BUSY_READS_ERASE_32K);
-        }
-        break;
     case EOp::Erase64K:
         if (m_uiBytes >= m_uiInputBytes && MayModify("erase", m_uiAddress))
         {
-            Erase(64 * 1024, BUSY_READS_ERASE_64K);
+            const bool b4K = m_eOp == EOp::Erase4K, b32K = m_eOp == EOp::Erase32K;
+            Erase(b4K ? 4 * 1024 : b32K ? 32 * 1024 : 64 * 1024,
+                  b4K ? BUSY_READS_ERASE_4K : b32K ? BUSY_READS_ERASE_32K : BUSY_READS_ERASE_64K);
         }
         break;
     case EOp::EraseChip:

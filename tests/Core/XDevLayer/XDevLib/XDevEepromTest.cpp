@@ -208,6 +208,12 @@ TEST_F(CEepromTest, DetectionIdentifiesEveryPartOfTheTable)
         EXPECT_STREQ(szName, roCase.pszName);
         EXPECT_EQ(Counters().Violations(), 0u);
         EXPECT_EQ(m_poBoard->PeekReg(HST_EEPROMBYP) & uE2pbyp, 0u) << "bus given back";
+        if (!roCase.bDetected)
+        {
+            EXPECT_EQ(m_poEeprom->Write(0, m_aucImage.data(), 4, FALSE), -1);
+            EXPECT_EQ(QelVxdSim_EepromBus(*m_poBoard)->Flash().Status(), CQelSimSpiFlash::POWER_ON_STATUS)
+                << "an unknown part keeps its protection";
+        }
     }
 }
 
@@ -383,25 +389,5 @@ TEST_F(CEepromTest, EraseClearsTheBlocksOfItsInstructionOnly)
     EXPECT_EQ(m_poEeprom->Erase(XDevEeprom::INST_32K_BLOCK_ERASE, 0x1000, 0x8000), -1) << "misaligned";
     EXPECT_EQ(m_poEeprom->Erase(XDevEeprom::INST_SUBSECTOR_ERASE, 0x3F000, 0x2000), -1) << "past the end";
     EXPECT_EQ(m_oTraces.m_oDecoder.BusRequests(), 0u);
-}
-
-TEST(CEepromNamesTest, VendorAndDeviceNamesForDiagnostics)
-{
-    struct SCase
-    {
-        MUINT8 ui8Vendor, ui8Device;
-        const char *pszVendor, *pszDevice;
-    };
-    for (const SCase& roCase : {SCase{0xEF, 0x17, "Winbond", "W25Q128FV"}, SCase{0x01, 0x17, "Cypress", "S25FL127S"},
-                                SCase{0x10, 0x42, "ST/Spansion", "M25P10"}, SCase{0x20, 0xBB, "Micron", "MT25QU256ABA/MT25QU512ABB"},
-                                SCase{0xC8, 0x10, "Unknown", "Unknown"}})
-    {
-        CMString oVendor, oDevice;
-        const bool bKnown = std::string(roCase.pszVendor) != "Unknown";
-        EXPECT_EQ(XDevEeprom::GetVendorIdName(roCase.ui8Vendor, oVendor), bKnown ? 0 : -1);
-        EXPECT_EQ(XDevEeprom::GetDeviceIdName(roCase.ui8Vendor, roCase.ui8Device, oDevice), bKnown ? 0 : -1);
-        EXPECT_STREQ(oVendor.GetString(), roCase.pszVendor);
-        EXPECT_STREQ(oDevice.GetString(), roCase.pszDevice);
-    }
 }
 }  // namespace

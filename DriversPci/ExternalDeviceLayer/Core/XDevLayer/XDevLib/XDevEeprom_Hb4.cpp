@@ -197,12 +197,29 @@ LStatus XDevEepromHb4::SendAddress(MUINT32 uiAddressSize, MUINT32 uiAddress)
     return 0;
 }
 
-LStatus XDevEepromHb4::SendInstruction(MUINT8 ui8Inst)
+LStatus XDevEepromHb4::Transaction(MUINT8 ui8Inst, MUINT32 uiAddressSize, MUINT32 uiAddress, const MUINT8* pui8Out,
+                                   MUINT32 uiOutCount, MUINT8* pui8In, MUINT32 uiInCount, MUINT32 uiTurnaroundUs)
 {
     LStatus iStatus = SetChipSelect(msc_bCSActive);
     if (iStatus >= 0)
     {
         iStatus = SendByte(ui8Inst);
+    }
+    if (iStatus >= 0 && uiAddressSize != 0)
+    {
+        iStatus = SendAddress(uiAddressSize, uiAddress);
+    }
+    for (MUINT32 uiIndex = 0; iStatus >= 0 && uiIndex < uiOutCount; ++uiIndex)
+    {
+        iStatus = SendByte(pui8Out[uiIndex]);
+    }
+    if (iStatus >= 0 && uiTurnaroundUs != 0)
+    {
+        OsServices::WaitMicroSeconds(uiTurnaroundUs);
+    }
+    for (MUINT32 uiIndex = 0; iStatus >= 0 && uiIndex < uiInCount; ++uiIndex)
+    {
+        iStatus = ReceiveByte(pui8In[uiIndex]);
     }
     if (iStatus >= 0)
     {
@@ -211,25 +228,18 @@ LStatus XDevEepromHb4::SendInstruction(MUINT8 ui8Inst)
     return iStatus;
 }
 
+LStatus XDevEepromHb4::SendInstruction(MUINT8 ui8Inst)
+{
+    return Transaction(ui8Inst, 0, 0, nullptr, 0, nullptr, 0, 0);
+}
+
 LStatus XDevEepromHb4::WaitWhileBusy(MUINT32 uiPolls)
 {
     for (MUINT32 uiPoll = 0; uiPoll < uiPolls; ++uiPoll)
     {
         MUINT8 ui8Status = 0;
-        LStatus iStatus = SetChipSelect(msc_bCSActive);
-        if (iStatus >= 0)
-        {
-            iStatus = SendByte(INST_READ_STATUS);
-        }
-        if (iStatus >= 0)
-        {
-            OsServices::WaitMicroSeconds(msc_uiStatusPollDelayUs);
-            iStatus = ReceiveByte(ui8Status);
-        }
-        if (iStatus >= 0)
-        {
-            iStatus = SetChipSelect(msc_bCSInactive);
-        }
+        const LStatus iStatus =
+            Transaction(INST_READ_STATUS, 0, 0, nullptr, 0, &ui8Status, 1, msc_uiStatusPollDelayUs);
         if (iStatus < 0)
         {
             QEL_ASSERT_REPORT();
@@ -242,6 +252,25 @@ LStatus XDevEepromHb4::WaitWhileBusy(MUINT32 uiPolls)
     }
     QEL_ASSERT_REPORT();
     return -1;
+}
+
+LStatus XDevEepromHb4::ModifyStep(MUINT8 ui8Inst, MUINT32 uiAddressSize, MUINT32 uiAddress, const MUINT8* pui8Data,
+                                  MUINT32 uiCount)
+{
+    LStatus iStatus = SendInstruction(m_ui8WriteEnable);
+    if (iStatus >= 0)
+    {
+        iStatus = Transaction(ui8Inst, uiAddressSize, uiAddress, pui8Data, uiCount, nullptr, 0, 0);
+    }
+    if (iStatus >= 0)
+    {
+        iStatus = WaitWhileBusy(m_uiBusyPolls);
+    }
+    if (iStatus < 0)
+    {
+        QEL_ASSERT_REPORT();
+    }
+    return iStatus;
 }
 
 // ---- Transactions.
@@ -262,23 +291,7 @@ LStatus XDevEepromHb4::Read(MUINT8 ui8Inst, MUINT32 uiAddressSize, MUINT32 uiAdd
     LStatus iStatus = EnableSoftCom(TRUE);
     if (iStatus >= 0)
     {
-        iStatus = SetChipSelect(msc_bCSActive);
-    }
-    if (iStatus >= 0)
-    {
-        iStatus = SendByte(ui8Inst);
-    }
-    if (iStatus >= 0 && uiAddressSize != 0)
-    {
-        iStatus = SendAddress(uiAddressSize, uiAddress);
-    }
-    for (MUINT32 uiIndex = 0; iStatus >= 0 && uiIndex < uiCount; ++uiIndex)
-    {
-        iStatus = ReceiveByte(pui8Buffer[uiIndex]);
-    }
-    if (iStatus >= 0)
-    {
-        iStatus = SetChipSelect(msc_bCSInactive);
+        iStatus = Transaction(ui8Inst, uiAddressSize, uiAddress, nullptr, 0, pui8Buffer, uiCount, 0);
     }
     if (iStatus >= 0)
     {
@@ -332,22 +345,11 @@ LStatus XDevEepromHb4::WriteProtectionStatus(MBOOL32 bOn)
         // The flash refuses a status write while its write-protect pin is held.
         SetHwProtection(FALSE);
     }
+    const MUINT8 ui8Status = bOn ? m_ui8ChipWriteProtect : 0;
     iStatus = SendInstruction(m_ui8WriteEnable);
     if (iStatus >= 0)
     {
-        iStatus = SetChipSelect(msc_bCSActive);
-    }
-    if (iStatus >= 0)
-    {
-        iStatus = SendByte(INST_WRITE_STATUS);
-    }
-    if (iStatus >= 0)
-    {
-        iStatus = SendByte(bOn ? m_ui8ChipWriteProtect : 0);
-    }
-    if (iStatus >= 0)
-    {
-        iStatus = SetChipSelect(msc_bCSInactive);
+        iStatus = Transaction(INST_WRITE_STATUS, 0, 0, &ui8Status, 1, nullptr, 0, 0);
     }
     if (iStatus >= 0)
     {
@@ -356,26 +358,22 @@ LStatus XDevEepromHb4::WriteProtectionStatus(MBOOL32 bOn)
     if (iStatus >= 0)
     {
         // One more status read, whose value is not needed, before the bus goes back.
-        MUINT8 ui8Status = 0;
-        iStatus = SetChipSelect(msc_bCSActive);
-        if (iStatus >= 0)
-        {
-            iStatus = SendByte(INST_READ_STATUS);
-        }
-        if (iStatus >= 0)
-        {
-            iStatus = ReceiveByte(ui8Status);
-        }
-        if (iStatus >= 0)
-        {
-            iStatus = SetChipSelect(msc_bCSInactive);
-        }
+        MUINT8 ui8Ignored = 0;
+        iStatus = Transaction(INST_READ_STATUS, 0, 0, nullptr, 0, &ui8Ignored, 1, 0);
     }
     return iStatus;
 }
 
 LStatus XDevEepromHb4::SetProtection(MBOOL32 bOn)
 {
+    if (bOn && m_ui8ChipWriteProtect == 0)
+    {
+        // The part is not identified: its protection value is unknown, and a status write of 0
+        // would lift the protection it has.
+        QEL_ASSERT_REPORT();
+        SetHwProtection(TRUE);
+        return -1;
+    }
     LStatus iStatus = WriteProtectionStatus(bOn);
     if (iStatus < 0)
     {
@@ -439,8 +437,9 @@ LStatus XDevEepromHb4::AbortModify(LStatus iStatus)
 
 LStatus XDevEepromHb4::Write(MUINT32 uiAddressSize, MUINT32 uiAddress, const MUINT8* pui8Data, MUINT32 uiCount)
 {
+    // Only an identified part is programmed: its address size and instructions are known.
     if (pui8Data == nullptr || uiCount == 0 || m_ui8WriteInst == INST_NONE || m_ui8WriteEnable == INST_NONE ||
-        m_uiWritePageSize == 0)
+        m_uiWritePageSize == 0 || m_uiMemSize == 0)
     {
         QEL_ASSERT_REPORT();
         SetProtection(TRUE);
@@ -455,34 +454,9 @@ LStatus XDevEepromHb4::Write(MUINT32 uiAddressSize, MUINT32 uiAddress, const MUI
     for (MUINT32 uiDone = 0; uiDone < uiCount; uiDone += m_uiWritePageSize)
     {
         const MUINT32 uiChunk = uiCount - uiDone < m_uiWritePageSize ? uiCount - uiDone : m_uiWritePageSize;
-        iStatus = SendInstruction(m_ui8WriteEnable);
-        if (iStatus >= 0)
-        {
-            iStatus = SetChipSelect(msc_bCSActive);
-        }
-        if (iStatus >= 0)
-        {
-            iStatus = SendByte(m_ui8WriteInst);
-        }
-        if (iStatus >= 0 && uiAddressSize != 0)
-        {
-            iStatus = SendAddress(uiAddressSize, uiAddress + uiDone);
-        }
-        for (MUINT32 uiIndex = 0; iStatus >= 0 && uiIndex < uiChunk; ++uiIndex)
-        {
-            iStatus = SendByte(pui8Data[uiDone + uiIndex]);
-        }
-        if (iStatus >= 0)
-        {
-            iStatus = SetChipSelect(msc_bCSInactive);
-        }
-        if (iStatus >= 0)
-        {
-            iStatus = WaitWhileBusy(m_uiBusyPolls);
-        }
+        iStatus = ModifyStep(m_ui8WriteInst, uiAddressSize, uiAddress + uiDone, pui8Data + uiDone, uiChunk);
         if (iStatus < 0)
         {
-            QEL_ASSERT_REPORT();
             return AbortModify(iStatus);
         }
     }
@@ -493,8 +467,9 @@ LStatus XDevEepromHb4::Erase(ECommonInst eInst, MUINT32 uiAddress, MUINT32 uiSiz
 {
     const MUINT32 uiBlock = GetEraseInstructionSize(eInst);
     const bool bChipErase = eInst == INST_BULK_ERASE || eInst == INST_CHIP_ERASE_SST;
-    if (uiBlock == ERASE_SIZE_NONE || uiSize == 0 || uiAddress % uiBlock != 0 || m_ui8WriteEnable == INST_NONE ||
-        (m_uiMemSize != 0 && (uiAddress >= m_uiMemSize || uiSize > m_uiMemSize - uiAddress)))
+    // Only an identified part is erased, and only within it.
+    if (uiBlock == ERASE_SIZE_NONE || m_uiMemSize == 0 || uiSize == 0 || uiAddress % uiBlock != 0 ||
+        m_ui8WriteEnable == INST_NONE || uiAddress >= m_uiMemSize || uiSize > m_uiMemSize - uiAddress)
     {
         QEL_ASSERT_REPORT();
         return -1;
@@ -507,30 +482,10 @@ LStatus XDevEepromHb4::Erase(ECommonInst eInst, MUINT32 uiAddress, MUINT32 uiSiz
     const MUINT32 uiBlocks = uiSize / uiBlock + (uiSize % uiBlock != 0 ? 1 : 0);
     for (MUINT32 uiIndex = 0; uiIndex < uiBlocks; ++uiIndex)
     {
-        iStatus = SendInstruction(m_ui8WriteEnable);
-        if (iStatus >= 0)
-        {
-            iStatus = SetChipSelect(msc_bCSActive);
-        }
-        if (iStatus >= 0)
-        {
-            iStatus = SendByte(eInst);
-        }
-        if (iStatus >= 0 && !bChipErase && m_uiAddressSize != 0)
-        {
-            iStatus = SendAddress(m_uiAddressSize, uiAddress + uiIndex * uiBlock);
-        }
-        if (iStatus >= 0)
-        {
-            iStatus = SetChipSelect(msc_bCSInactive);
-        }
-        if (iStatus >= 0)
-        {
-            iStatus = WaitWhileBusy(m_uiBusyPolls);
-        }
+        // A chip erase takes no address.
+        iStatus = ModifyStep(eInst, bChipErase ? 0 : m_uiAddressSize, uiAddress + uiIndex * uiBlock, nullptr, 0);
         if (iStatus < 0)
         {
-            QEL_ASSERT_REPORT();
             return AbortModify(iStatus);
         }
     }

@@ -49,6 +49,7 @@ public:
     LStatus Erase(ECommonInst eInst, MUINT32 uiAddress, MUINT32 uiSize) override;
     LStatus Read(MUINT8 ui8Inst, MUINT32 uiAddressSize, MUINT32 uiAddress, MUINT8* pui8Buffer,
                  MUINT32 uiCount) override;
+    // Program and erase refuse a part that DetectEeprom did not identify (-1).
     LStatus Write(MUINT32 uiAddressSize, MUINT32 uiAddress, const MUINT8* pui8Data, MUINT32 uiCount) override;
 
     // Chip select line: msc_bCSActive selects the flash.
@@ -56,7 +57,8 @@ public:
 
     // Switches the flash's write protection: status register (through the bus, which is taken
     // when the host does not hold it and always given back) and hardware line. Switching on
-    // always ends with the hardware line set, also when the status write failed.
+    // always ends with the hardware line set, also when the status write failed; on a part not
+    // identified it sets only the line (-1).
     LStatus SetProtection(MBOOL32 bOn);
     // Hardware write-protect line. Register errors are ignored: always 0.
     LStatus SetHwProtection(MBOOL32 bOn);
@@ -77,6 +79,11 @@ protected:
     LStatus ReceiveByte(MUINT8& rui8Byte);
     // uiAddressSize bytes of the address, most significant first; -1 for a size of 0 or above 4.
     LStatus SendAddress(MUINT32 uiAddressSize, MUINT32 uiAddress);
+    // One transaction: select, the instruction, uiAddressSize address bytes (none for 0), the
+    // bytes out, a pause of uiTurnaroundUs (none for 0), the bytes in, deselect. A failed step
+    // ends it at once and leaves the flash selected.
+    LStatus Transaction(MUINT8 ui8Inst, MUINT32 uiAddressSize, MUINT32 uiAddress, const MUINT8* pui8Out,
+                        MUINT32 uiOutCount, MUINT8* pui8In, MUINT32 uiInCount, MUINT32 uiTurnaroundUs);
     // An instruction alone in its own transaction.
     LStatus SendInstruction(MUINT8 ui8Inst);
     // Reads the status until the busy bit clears: 0, or -1 after uiPolls reads.
@@ -93,6 +100,9 @@ private:
     LStatus UpdateBypass(MUINT32 uiMask, MBOOL32 bSet);
     // The status write of SetProtection, on a bus it holds.
     LStatus WriteProtectionStatus(MBOOL32 bOn);
+    // One program or erase: write enable, the transaction, the wait until the part is done.
+    LStatus ModifyStep(MUINT8 ui8Inst, MUINT32 uiAddressSize, MUINT32 uiAddress, const MUINT8* pui8Data,
+                       MUINT32 uiCount);
     // Program and erase: protection lifted and bus taken; on failure protection is restored.
     LStatus BeginModify();
     // Write disable, bus given back, protection restored.
