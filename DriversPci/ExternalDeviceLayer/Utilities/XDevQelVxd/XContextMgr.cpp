@@ -1,0 +1,378 @@
+#include "XContextMgr.h"
+
+#include <new>
+
+#include "OsServices.h"
+#include "QelAssert.h"
+#include "XBufferMgr.h"
+#include "XContext.h"
+#include "XCounterMgr.h"
+#include "XHwAccess_Vxd.h"
+#include "XInterruptMgr.h"
+#include "XPciCfgRegs.h"
+#include "XTracesMgrStub.h"
+
+namespace
+{
+// Configuration registers the manager reads or changes, beyond those of XPciCfgRegs.h.
+constexpr int REG_HEADER_DWORD   = 0x0C;   // cache line, latency timer, header type (byte 2), BIST
+constexpr int REG_BRIDGE_BUSES   = 0x18;   // bridges: primary (byte 0), secondary (1), subordinate (2) bus
+constexpr int REG_SUBSYSTEM      = 0x2C;   // subsystem vendor id (low half), subsystem id (high half)
+constexpr int REG_CHIP_CONTROL   = 0xE0;   // board controller: the two low bits must be clear before use
+
+// Only bit 0 of the header type is tested: 0x01 and 0x81 (multi-function) are bridges, 0x00,
+// 0x80 and 0x02 (CardBus) are not.
+constexpr MUINT32 HEADER_TYPE_SHIFT      = 16;
+constexpr MUINT32 HEADER_TYPE_BRIDGE_BIT = 1u << HEADER_TYPE_SHIFT;
+constexpr MUINT32 SECONDARY_BUS_SHIFT    = 8;
+constexpr MUINT32 SUBORDINATE_BUS_SHIFT  = 16;
+constexpr MUINT32 BUS_NUMBER_MASK        = 0xFF;
+
+constexpr MUINT32 COMMAND_MEMORY_SPACE   = 1u << 1;
+constexpr MUINT32 CHIP_CONTROL_CLEAR     = 0x3;
+
+// Results of XContext::InitializeHardware that the manager tells apart.
+constexpr LStatus INIT_ALREADY_DONE      = 1;
+constexpr LStatus INIT_FAILED            = -1;
+constexpr LStatus INIT_STRAPS            = -10;
+
+MUINT32 ReadConfigDword(PCIHANDLE hPciHandle, int iOffset)
+{
+    MUINT32 uiValue = 0;   // an unreadable dword reads as 0, which no builder accepts
+    csReadDword(hPciHandle, iOffset, &uiValue);
+    return uiValue;
+}
+}  // namespace
+
+XContextMgr::XContextMgr() : m_bIsPopulated(FALSE)
+{
+    InitQELLibrary();
+}
+
+XContextMgr::~XContextMgr()
+{
+    for (MINT32 i = 0; i < m_daoContextBundle.GetSize(); i++)
+    {
+        SXContextBundle& roBundle = m_daoContextBundle[i];
+        // The context still destroys an event through its OS services: it goes first.
+        OsServices* poOsServices = (roBundle.poContext != nullptr) ? roBundle.poContext->m_poOsServices : nullptr;
+        delete roBundle.poContext;
+        delete poOsServices;
+        if (roBundle.poContextConstructionKit != nullptr)
+            delete roBundle.poContextConstructionKit->poContextConstruct;
+        delete roBundle.poContextConstructionKit;
+    }
+    m_daoContextBundle.RemoveAll();
+
+    for (MINT32 i = 0; i < m_daoContextConstructorKit.GetSize(); i++)
+        delete m_daoContextConstructorKit[i].poContextConstruct;
+    m_daoContextConstructorKit.RemoveAll();
+
+    ReleaseQELLibrary();
+}
+
+MBOOL32 XContextMgr::RegisterContextConstructor(XContextConstruct* poContextConstruct,
+                                                CreateBufferMgrFunc pfnCreateBufferMgr,
+                                                CreateCounterMgrFunc pfnCreateCounterMgr,
+                                                CreateInterruptMgrFunc pfnCreateInterruptMgr)
+{
+    m_daoContextConstructorKit.Add(
+        SXContextConstructionKit{poContextConstruct, pfnCreateBufferMgr, pfnCreateCounterMgr, pfnCreateInterruptMgr});
+    return m_bIsPopulated ? FALSE : TRUE;
+}
+
+// ================================================================================================
+// Discovery
+
+int XContextMgr::PCIScanCallback(PCIHANDLE hPciHandle, void* pvManager)
+{
+    XContextMgr* poManager = static_cast<XContextMgr*>(pvManager);
+    if (poManager == nullptr)
+        return 0;
+
+    const MUINT32 uiHeader = ReadConfigDword(hPciHandle, REG_HEADER_DWORD);
+    if ((uiHeader & HEADER_TYPE_BRIDGE_BIT) != 0)
+    {
+        const MUINT32 uiBuses = ReadConfigDword(hPciHandle, REG_BRIDGE_BUSES);
+        poManager->m_daoPciBridge.Add(SPciBridgeInfo{hPciHandle, (uiBuses >> SECONDARY_BUS_SHIFT) & BUS_NUMBER_MASK,
+                                                     (uiBuses >> SUBORDINATE_BUS_SHIFT) & BUS_NUMBER_MASK});
+    }
+    else
+    {
+        poManager->m_dahPciDev.Add(hPciHandle);
+    }
+    return 0;
+}
+
+MBOOL32 XContextMgr::PopulateXContext()
+{
+    if (m_bIsPopulated)
+        return FALSE;
+
+    pciScan(PCIScanCallback, this);
+    for (MINT32 i = 0; i < m_dahPciDev.GetSize(); i++)
+        TryAddContext(m_dahPciDev[i]);
+
+    if (m_daoContextBundle.IsEmpty())
+        return FALSE;
+    m_bIsPopulated = TRUE;
+    return TRUE;
+}
+
+PCIHANDLE XContextMgr::FindUpstreamBridge(MUINT32 uiBus) const
+{
+    // Bridges nest: the last one in scan order whose range holds the bus is the closest.
+    PCIHANDLE hBridge = 0;
+    for (MINT32 i = 0; i < m_daoPciBridge.GetSize(); i++)
+    {
+        const SPciBridgeInfo& roBridge = m_daoPciBridge[i];
+        if (roBridge.uiSecondaryBus <= uiBus && uiBus <= roBridge.uiSubordinateBus)
+            hBridge = roBridge.hHandle;
+    }
+    return hBridge;
+}
+
+MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
+{
+    const MUINT32 uiVendorDevice = ReadConfigDword(hPciHandle, XPciCfg::RegID);
+    const MUINT32 uiSubsystem = ReadConfigDword(hPciHandle, REG_SUBSYSTEM);
+
+    const SXContextConstructionKit* poKit = nullptr;
+    for (MINT32 i = 0; i < m_daoContextConstructorKit.GetSize() && poKit == nullptr; i++)
+    {
+        const SXContextConstructionKit& roKit = m_daoContextConstructorKit[i];
+        if (roKit.poContextConstruct != nullptr && roKit.poContextConstruct->IsSupported(uiVendorDevice, uiSubsystem))
+            poKit = &roKit;
+    }
+    if (poKit == nullptr)
+        return FALSE;   // not ours: the function is left exactly as it was
+
+    SXContextConstructionKit* poKitCopy = new (std::nothrow) SXContextConstructionKit(*poKit);
+    if (poKitCopy == nullptr)
+    {
+        QEL_ASSERT_REPORT();
+        return FALSE;
+    }
+    poKitCopy->poContextConstruct = poKit->poContextConstruct->CreateClone();
+    if (poKitCopy->poContextConstruct == nullptr)
+    {
+        QEL_ASSERT_REPORT();
+        delete poKitCopy;
+        return FALSE;
+    }
+
+    // The board's windows answer only with memory space decoding on.
+    csWriteDword(hPciHandle, XPciCfg::RegCOMMAND_STATUS,
+                 ReadConfigDword(hPciHandle, XPciCfg::RegCOMMAND_STATUS) | COMMAND_MEMORY_SPACE);
+    csWriteDword(hPciHandle, REG_CHIP_CONTROL, ReadConfigDword(hPciHandle, REG_CHIP_CONTROL) & ~CHIP_CONTROL_CLEAR);
+
+    PCILOCATION oLocation = {};
+    pciGetLocation(hPciHandle, &oLocation);
+    const PCIHANDLE hBridge = FindUpstreamBridge(oLocation.bus);
+
+    OsServices* poOsServices = new (std::nothrow) OsServices();
+    XHwAccessVxd* poHwAccess = new (std::nothrow) XHwAccessVxd(hPciHandle, hBridge);
+    XTracesMgrStub* poTracesMgr = new (std::nothrow) XTracesMgrStub();
+    XContext* poContext = (poOsServices != nullptr && poHwAccess != nullptr && poTracesMgr != nullptr)
+                              ? new (std::nothrow) XContext(poOsServices, poHwAccess, poTracesMgr)
+                              : nullptr;
+    if (poContext == nullptr)
+    {
+        QEL_ASSERT_REPORT();
+        delete poTracesMgr;
+        delete poHwAccess;
+        delete poOsServices;
+        delete poKitCopy->poContextConstruct;
+        delete poKitCopy;
+        return FALSE;
+    }
+
+    if (!poHwAccess->IsRegisterWindowMapped())
+    {
+        // The board stays listed; every access to its registers fails, so nothing drives it.
+        OsServices::WriteErrorMsg("Cannot map the registers of the board at PCI %02x:%02x.%x: run as root, on a "
+                                  "kernel that allows /dev/mem access\n",
+                                  static_cast<unsigned>(oLocation.bus), static_cast<unsigned>(oLocation.device),
+                                  static_cast<unsigned>(oLocation.function));
+    }
+
+    LDeviceCreateOptTag oOptions;
+    oOptions.uiValue = msc_uiCoreBuildOptions;
+    if (poKitCopy->poContextConstruct->BuildCoreContext(oOptions, *poContext) < 0)
+    {
+        QEL_ASSERT_REPORT();
+        // The context owns the hardware access, the trace manager and whatever the builder
+        // registered; the OS services outlive it.
+        delete poContext;
+        delete poOsServices;
+        delete poKitCopy->poContextConstruct;
+        delete poKitCopy;
+        return FALSE;
+    }
+
+    poHwAccess->m_roMem.MapMemory();
+    m_daoContextBundle.Add(SXContextBundle{poContext, hPciHandle, poHwAccess, poKitCopy});
+    return TRUE;
+}
+
+// ================================================================================================
+// Queries
+
+SXContextBundle* XContextMgr::GetBundle(MUINT32 uiIndex, MBOOL32 bReport)
+{
+    if (uiIndex >= GetNbOfContext())
+    {
+        if (bReport)
+            QEL_ASSERT_REPORT();
+        return nullptr;
+    }
+    return &m_daoContextBundle[static_cast<MINT32>(uiIndex)];
+}
+
+MBOOL32 XContextMgr::GetContext(MUINT32 uiIndex, XContext*& rpoContext)
+{
+    const SXContextBundle* poBundle = GetBundle(uiIndex, FALSE);
+    if (poBundle == nullptr)
+        return FALSE;
+    rpoContext = poBundle->poContext;
+    return TRUE;
+}
+
+MBOOL32 XContextMgr::GetContext(MUINT32 uiIndex, XContext*& rpoContext, unsigned long& rhPciHandle,
+                                unsigned long& rhRegHandle, MUINT32& ruiRegSize, unsigned long& rhMemHandle,
+                                MUINT32& ruiMemSize)
+{
+    const SXContextBundle* poBundle = GetBundle(uiIndex, FALSE);
+    if (poBundle == nullptr)
+        return FALSE;
+    rpoContext = poBundle->poContext;
+    rhPciHandle = poBundle->hPciHandle;
+    rhRegHandle = poBundle->poHwAccessVxd->m_oReg.m_hRegMem;
+    ruiRegSize = poBundle->poHwAccessVxd->m_oReg.m_uiSize;
+    rhMemHandle = poBundle->poHwAccessVxd->m_oMm.m_hMmMem;
+    ruiMemSize = poBundle->poHwAccessVxd->m_oMm.GetSize();
+    return TRUE;
+}
+
+XContextConstruct* XContextMgr::GetContextConstruct(MUINT32 uiIndex)
+{
+    const SXContextBundle* poBundle = GetBundle(uiIndex, FALSE);
+    if (poBundle == nullptr || poBundle->poContextConstructionKit == nullptr)
+        return nullptr;
+    return poBundle->poContextConstructionKit->poContextConstruct;
+}
+
+// ================================================================================================
+// Building and initialising a board
+
+MBOOL32 XContextMgr::BuildDevices(MUINT32 uiIndex)
+{
+    SXContextBundle* poBundle = GetBundle(uiIndex, TRUE);
+    if (poBundle == nullptr)
+        return FALSE;
+    const SXContextConstructionKit* poKit = poBundle->poContextConstructionKit;
+    XContext* poContext = poBundle->poContext;
+    if (poKit == nullptr || poKit->pfnCreateBufferMgr == nullptr || poKit->pfnCreateCounterMgr == nullptr ||
+        poKit->pfnCreateInterruptMgr == nullptr || poContext == nullptr)
+    {
+        QEL_ASSERT_REPORT();
+        return FALSE;
+    }
+
+    XBufferMgr* poBufferMgr = poKit->pfnCreateBufferMgr(poContext->m_poOsServices, poContext->m_poHwAccess);
+    if (poBufferMgr == nullptr)
+    {
+        QEL_ASSERT_REPORT();
+        return FALSE;
+    }
+    XInterruptMgr* poInterruptMgr =
+        poKit->pfnCreateInterruptMgr(poContext->m_poOsServices, poContext->m_poHwAccess, poBufferMgr);
+    XCounterMgr* poCounterMgr =
+        poKit->pfnCreateCounterMgr(poContext->m_poOsServices, poContext->m_poHwAccess, poInterruptMgr);
+
+    if (poInterruptMgr == nullptr || poCounterMgr == nullptr ||
+        poContext->RegisterDeviceServices(poBufferMgr, poCounterMgr, poInterruptMgr) < 0)
+    {
+        QEL_ASSERT_REPORT();
+        delete poBufferMgr;
+        delete poInterruptMgr;
+        delete poCounterMgr;
+        return FALSE;
+    }
+
+    // From here the managers are the context's: a failed build leaves them to its destructor.
+    if (poKit->poContextConstruct->BuildDevices(*poContext) < 0)
+    {
+        QEL_ASSERT_REPORT();
+        return FALSE;
+    }
+    return TRUE;
+}
+
+LStatus XContextMgr::InitializeHardware(MUINT32 uiIndex)
+{
+    SXContextBundle* poBundle = GetBundle(uiIndex, TRUE);
+    if (poBundle == nullptr)
+        return INIT_FAILED;
+    XContext* poContext = poBundle->poContext;
+    if (poContext == nullptr || poContext->m_poHwAccess == nullptr)
+    {
+        QEL_ASSERT_REPORT();
+        return INIT_FAILED;
+    }
+    XHwAccess& roHwAccess = *poContext->m_poHwAccess;
+    if (!roHwAccess.IsRegisterWindowMapped())
+    {
+        // Already reported when the board was found; nothing can be done with it.
+        return INIT_FAILED;
+    }
+
+    // The initialisation maps the memory window itself to test the memory.
+    roHwAccess.m_roMem.UnMapMemory();
+
+    const LStatus iResult = poContext->InitializeHardware();
+    if (iResult == INIT_STRAPS)
+    {
+        OsServices::WriteErrorMsg("%s", "Check if your STRAPS are programmed correctly\n");
+    }
+    else if (iResult == INIT_FAILED)
+    {
+        OsServices::WriteErrorMsg("%s", "failure re-run sometimes fix the problem\n");
+    }
+    else
+    {
+        // Any other failure code comes from the final marker write, after the memory came up
+        // and passed its test.
+        OsServices::WriteMsg("%s", (iResult == INIT_ALREADY_DONE) ? "The memory is already initialized\n"
+                                                                  : "Memory correctly initialized\n");
+        roHwAccess.m_roMem.MapMemory();
+    }
+    return iResult;
+}
+
+// ================================================================================================
+// Factories of the do-nothing managers
+
+XBufferMgr* XContextMgr::CreateDummyBufferMgr(OsServices* poOsServices, XHwAccess* poHwAccess)
+{
+    return new (std::nothrow) XBufferMgrDummy(poOsServices, poHwAccess);
+}
+
+XCounterMgr* XContextMgr::CreateDummyCounterMgr(OsServices* poOsServices, XHwAccess* poHwAccess,
+                                                XInterruptMgr* poInterruptMgr)
+{
+    if (poOsServices == nullptr || poHwAccess == nullptr || poInterruptMgr == nullptr)
+    {
+        QEL_ASSERT_REPORT();
+        return nullptr;
+    }
+    return new (std::nothrow) XCounterMgrDummy(poOsServices, poHwAccess, poInterruptMgr);
+}
+
+XInterruptMgr* XContextMgr::CreateDummyInterruptMgr(OsServices* poOsServices, XHwAccess* poHwAccess,
+                                                    XBufferMgr* poBufferMgr)
+{
+    if (poOsServices == nullptr || poHwAccess == nullptr)
+        return nullptr;
+    return new (std::nothrow) XInterruptMgrDummy(poOsServices, poHwAccess, poBufferMgr);
+}
