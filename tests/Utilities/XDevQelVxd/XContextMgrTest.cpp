@@ -1,0 +1,381 @@
+// The context manager on simulated rigs, through the real platform layer: which functions become
+// boards, what is written to them, bridges, builders, initialisation messages and teardown.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "OsServices.h"
+#include "QelVxdApi.h"
+#include "QelVxdPrivate.h"
+#include "QelVxdSim.h"
+#include "XContext.h"
+#include "XContextMgr.h"
+#include "XDevCoreInit.h"
+#include "XHwAccess_Vxd.h"
+#include "XInterruptMgr.h"
+
+namespace
+{
+using ::testing::internal::CaptureStdout;
+using ::testing::internal::GetCapturedStdout;
+
+const char* const s_pszRootPort = R"({"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 5})";
+
+std::string Board(int iBus, const std::string& rsExtra = "")
+{
+    return R"({"bus": )" + std::to_string(iBus) + R"(, "device": 0, "function": 0)" + rsExtra + "}";
+}
+
+std::string Rig(const std::string& rsDevices, const std::string& rsBridges, const std::string& rsBoards)
+{
+    return R"({"devices": [)" + rsDevices + R"(], "bridges": [)" + rsBridges + R"(], "boards": [)" + rsBoards + "]}";
+}
+
+// What the builders of one test saw.
+struct SBuilderLog
+{
+    int iAsked = 0;
+    int iDestroyed = 0;
+    int iCoreInits = 0;
+};
+
+// Core device whose InitializeHardware result the test chooses; it never touches the board.
+class CStubCore : public XDevCoreInit
+{
+public:
+    CStubCore(SBuilderLog& roLog, LStatus iResult) : XDevCoreInit(OPTION_INIT_ALL), m_roLog(roLog), m_iResult(iResult) {}
+    LStatus ClearInitialized() override { return 0; }
+    MBOOL32 IsHardwareInitialize() override { return FALSE; }
+    LStatus InitializeHardware() override
+    {
+        m_roLog.iCoreInits++;
+        return m_iResult;
+    }
+    MBOOL32 IsDriverRunning() const override { return FALSE; }
+
+    SBuilderLog& m_roLog;
+    LStatus m_iResult;
+};
+
+// Accepts the second-generation ids and registers a stub core device.
+class CTestBuilder : public XContextConstruct
+{
+public:
+    CTestBuilder(const std::string& rsName, SBuilderLog& roLog) : m_sName(rsName), m_roLog(roLog) {}
+    ~CTestBuilder() override { m_roLog.iDestroyed++; }
+
+    LStatus BuildCoreContext(LDeviceCreateOptTag oOptions, XContext& roContext) override
+    {
+        m_uiOptions = oOptions.uiValue;
+        CStubCore* poCore = new CStubCore(m_roLog, m_iCoreInit);
+        roContext.RegisterDevice(poCore);
+        roContext.SetInitDevice(poCore);
+        return m_iCoreBuild;
+    }
+    LStatus BuildDevices(XContext&) override { return m_iDevicesBuild; }
+    MBOOL32 IsSupported(MUINT32 uiVendorDevice, MUINT32) override
+    {
+        m_roLog.iAsked++;
+        return (uiVendorDevice & ~0x000F0000u) == 0x05501E5Bu;
+    }
+    XContextConstruct* CreateClone() override
+    {
+        CTestBuilder* poClone = new CTestBuilder(m_sName + " clone", m_roLog);
+        poClone->m_iCoreBuild = m_iCoreBuild;
+        poClone->m_iCoreInit = m_iCoreInit;
+        return poClone;
+    }
+
+    std::string m_sName;
+    SBuilderLog& m_roLog;
+    LStatus m_iCoreBuild = 0;
+    LStatus m_iDevicesBuild = 0;
+    LStatus m_iCoreInit = 0;
+    MUINT32 m_uiOptions = 0;
+};
+
+class ContextMgrTest : public ::testing::Test
+{
+protected:
+    // Loads the rig with an access trace (see ConfigWrites) and creates the manager.
+    void Load(const std::string& rsRig)
+    {
+        m_sTracePath = ::testing::TempDir() + "xcontextmgr_" + std::to_string(getpid()) + ".trace";
+        std::remove(m_sTracePath.c_str());
+        setenv("QELVXD_SIM_TRACE", m_sTracePath.c_str(), 1);
+        std::string sError;
+        const SQelVxdBackend* poBackend = QelVxdSim_LoadRigText(rsRig, "/tmp", sError);
+        unsetenv("QELVXD_SIM_TRACE");
+        ASSERT_NE(poBackend, nullptr) << sError;
+        QelVxdSetBackendForTest(poBackend);
+        m_poMgr = std::make_unique<XContextMgr>();
+    }
+
+    CTestBuilder* Register(const std::string& rsName, MBOOL32 bExpected = TRUE)
+    {
+        CTestBuilder* poBuilder = new CTestBuilder(rsName, m_oLog);
+        EXPECT_EQ(m_poMgr->RegisterContextConstructor(poBuilder, XContextMgr::CreateDummyBufferMgr,
+                                                      XContextMgr::CreateDummyCounterMgr,
+                                                      XContextMgr::CreateDummyInterruptMgr),
+                  bExpected);
+        return poBuilder;
+    }
+
+    // "<offset> <width> <value>" of every configuration write to that function, from the trace.
+    std::vector<std::string> ConfigWrites(PCIHANDLE hLocation)
+    {
+        std::string sError;
+        QelVxdSim_Flush(sError);
+        std::ifstream oTrace(m_sTracePath);
+        const std::string sNeedle = " " + QelVxdSim_FormatLocation(hLocation) + " cfg W ";
+        std::vector<std::string> asWrites;
+        for (std::string sLine; std::getline(oTrace, sLine);)
+            if (sLine.find(sNeedle) != std::string::npos)
+                asWrites.push_back(sLine.substr(sLine.find(sNeedle) + sNeedle.size()));
+        return asWrites;
+    }
+
+    XHwAccessVxd& HwOf(MINT32 iIndex) { return *m_poMgr->m_daoContextBundle[iIndex].poHwAccessVxd; }
+    const std::string& BuilderOf(MUINT32 uiIndex)
+    {
+        return static_cast<CTestBuilder*>(m_poMgr->GetContextConstruct(uiIndex))->m_sName;
+    }
+
+    void TearDown() override
+    {
+        m_poMgr.reset();
+        QelVxdSetBackendForTest(nullptr);
+        QelVxdSim_Unload();
+        std::remove(m_sTracePath.c_str());
+    }
+
+    SBuilderLog m_oLog;
+    std::unique_ptr<XContextMgr> m_poMgr;
+    std::string m_sTracePath;
+};
+}  // namespace
+
+// ---- Discovery.
+
+TEST_F(ContextMgrTest, SupportedBoardsAreAcceptedInScanOrderAndOthersAreNeverWritten)
+{
+    const PCIHANDLE hOtherVendor = QelVxdMakePciHandle(0, 2, 0);
+    const PCIHANDLE hFirstGeneration = QelVxdMakePciHandle(4, 0, 0);
+    Load(Rig(R"({"bus": 0, "device": 2, "function": 0, "vendor_id": "0x8086", "device_id": "0x1234"})",
+             s_pszRootPort, Board(5) + "," + Board(3) + "," + Board(4, R"(, "device_id": "0x0540")")));
+    Register("mem init");
+
+    EXPECT_TRUE(m_poMgr->PopulateXContext());
+    ASSERT_EQ(m_poMgr->GetNbOfContext(), 2u);
+    XContext* poContext = nullptr;
+    unsigned long hPci = 0, hReg = 0, hMem = 0;
+    MUINT32 uiRegSize = 0, uiMemSize = 0;
+    ASSERT_TRUE(m_poMgr->GetContext(0, poContext, hPci, hReg, uiRegSize, hMem, uiMemSize));
+    EXPECT_EQ(hPci, QelVxdMakePciHandle(3, 0, 0));
+    EXPECT_NE(hReg, 0u);
+    EXPECT_EQ(uiRegSize, 0x10000u);
+    EXPECT_NE(hMem, 0u);   // mapped once the board is accepted
+    EXPECT_EQ(uiMemSize, 0x10000000u);
+    ASSERT_TRUE(m_poMgr->GetContext(1, poContext, hPci, hReg, uiRegSize, hMem, uiMemSize));
+    EXPECT_EQ(hPci, QelVxdMakePciHandle(5, 0, 0));
+    EXPECT_FALSE(m_poMgr->GetContext(2, poContext));
+    EXPECT_EQ(BuilderOf(1), "mem init clone");
+    EXPECT_EQ(static_cast<CTestBuilder*>(m_poMgr->GetContextConstruct(0))->m_uiOptions, 0x3Cu);
+
+    // An accepted board gets memory decoding and the two low bits of 0xE0 cleared, and nothing
+    // else; the functions no builder took are not written at all.
+    const std::vector<std::string> asWrites = ConfigWrites(QelVxdMakePciHandle(3, 0, 0));
+    ASSERT_EQ(asWrites.size(), 2u);
+    EXPECT_EQ(asWrites[0].rfind("0x4 32 ", 0), 0u) << asWrites[0];
+    EXPECT_EQ(asWrites[1].rfind("0xe0 32 ", 0), 0u) << asWrites[1];
+    CQelSimFunction* poBoard = QelVxdSim_Current()->FindFunction(QelVxdMakePciHandle(3, 0, 0));
+    EXPECT_NE(poBoard->PeekConfig(0x04) & 0x2, 0u);
+    EXPECT_EQ(poBoard->PeekConfig(0xE0) & 0x3, 0u);
+    EXPECT_TRUE(ConfigWrites(hOtherVendor).empty());
+    EXPECT_TRUE(ConfigWrites(hFirstGeneration).empty());
+}
+
+TEST_F(ContextMgrTest, OnlyBitZeroOfTheHeaderTypeMakesABridge)
+{
+    struct SCase
+    {
+        MUINT32 uiHeaderType;
+        bool bBridge;
+    };
+    const PCIHANDLE hFunction = QelVxdMakePciHandle(0, 2, 0);
+    for (const SCase& roCase : {SCase{0x81, true}, SCase{0x03, true}, SCase{0x02, false}})
+    {
+        Load(Rig(R"({"bus": 0, "device": 2, "function": 0, "vendor_id": "0x8086", "device_id": "0x1234"})", "", ""));
+        QelVxdSim_Current()->FindFunction(hFunction)->PokeConfig(0x0C, roCase.uiHeaderType << 16);
+        m_poMgr->PopulateXContext();
+        EXPECT_EQ(m_poMgr->m_daoPciBridge.GetSize(), roCase.bBridge ? 1 : 0) << roCase.uiHeaderType;
+        EXPECT_EQ(m_poMgr->m_dahPciDev.GetSize(), roCase.bBridge ? 0 : 1) << roCase.uiHeaderType;
+        TearDown();
+    }
+}
+
+TEST_F(ContextMgrTest, UpstreamBridgeIsTheLastMatchingOneInScanOrder)
+{
+    // 00:1c.0 spans buses 1-5, 01:00.0 below it 2-5, 00:1d.0 only 6; nothing leads to bus 7.
+    Load(Rig("",
+             R"({"bus": 0, "device": 28, "function": 0, "secondary": 1, "subordinate": 5},
+                {"bus": 1, "device": 0, "function": 0, "secondary": 2, "subordinate": 5},
+                {"bus": 0, "device": 29, "function": 0, "secondary": 6, "subordinate": 6})",
+             Board(2) + "," + Board(7)));
+    Register("mem init");
+    ASSERT_TRUE(m_poMgr->PopulateXContext());
+    EXPECT_EQ(HwOf(0).m_uiParentBridgePciHandle, QelVxdMakePciHandle(1, 0, 0));
+    EXPECT_EQ(HwOf(1).m_uiParentBridgePciHandle, 0u);
+}
+
+TEST_F(ContextMgrTest, NoSupportedBoardLeavesTheManagerUnpopulated)
+{
+    Load(Rig("", "", Board(3, R"(, "device_id": "0x0560")")));
+    Register("mem init");
+    EXPECT_FALSE(m_poMgr->PopulateXContext());
+    EXPECT_EQ(m_poMgr->GetNbOfContext(), 0u);
+    EXPECT_EQ(m_poMgr->GetContextConstruct(0), nullptr);
+    CaptureStdout();
+    EXPECT_EQ(m_poMgr->InitializeHardware(0), -1);
+    EXPECT_NE(GetCapturedStdout().find("XContextMgr.cpp("), std::string::npos);
+
+    // Not populated, so the next call scans again and records the same function once more.
+    EXPECT_FALSE(m_poMgr->PopulateXContext());
+    EXPECT_EQ(m_poMgr->m_dahPciDev.GetSize(), 2);
+}
+
+// ---- Builders.
+
+TEST_F(ContextMgrTest, FirstBuilderThatSupportsTheBoardWinsAndLateOnesAreNeverAsked)
+{
+    Load(Rig("", "", Board(3)));
+    m_poMgr->RegisterContextConstructor(nullptr, nullptr, nullptr, nullptr);   // a kit without builder is skipped
+    Register("first");
+    SBuilderLog oSecondLog;
+    m_poMgr->RegisterContextConstructor(new CTestBuilder("second", oSecondLog), nullptr, nullptr, nullptr);
+    ASSERT_TRUE(m_poMgr->PopulateXContext());
+    EXPECT_EQ(BuilderOf(0), "first clone");
+    EXPECT_EQ(oSecondLog.iAsked, 0);
+
+    const int iAsked = m_oLog.iAsked;
+    Register("late", FALSE);
+    EXPECT_FALSE(m_poMgr->PopulateXContext());
+    EXPECT_EQ(m_oLog.iAsked, iAsked);
+    EXPECT_EQ(m_poMgr->GetNbOfContext(), 1u);
+
+    // Every registered builder and every clone goes with the manager.
+    m_poMgr.reset();
+    EXPECT_EQ(m_oLog.iDestroyed, 3);
+    EXPECT_EQ(oSecondLog.iDestroyed, 1);
+}
+
+TEST_F(ContextMgrTest, FailedCoreBuildDropsTheBoardAndEverythingMadeForIt)
+{
+    Load(Rig("", "", Board(3)));
+    Register("broken")->m_iCoreBuild = -1;
+    CaptureStdout();
+    EXPECT_FALSE(m_poMgr->PopulateXContext());
+    EXPECT_NE(GetCapturedStdout().find("Assertion failed"), std::string::npos);
+    EXPECT_EQ(m_oLog.iDestroyed, 1);   // the clone
+    EXPECT_EQ(XContext::ms_pdapoContexts, nullptr);
+}
+
+TEST_F(ContextMgrTest, FailedDeviceBuildLeavesTheManagersToTheContext)
+{
+    Load(Rig("", "", Board(3)));
+    Register("mem init");
+    ASSERT_TRUE(m_poMgr->PopulateXContext());
+    static_cast<CTestBuilder*>(m_poMgr->GetContextConstruct(0))->m_iDevicesBuild = -1;
+    CaptureStdout();
+    EXPECT_FALSE(m_poMgr->BuildDevices(0));
+    EXPECT_FALSE(m_poMgr->BuildDevices(0));   // the context already has its managers
+    EXPECT_FALSE(m_poMgr->BuildDevices(1));
+    GetCapturedStdout();
+    XContext* poContext = nullptr;
+    m_poMgr->GetContext(0, poContext);
+    EXPECT_NE(dynamic_cast<XInterruptMgrDummy*>(poContext->m_poInterruptMgr), nullptr);
+}
+
+// ---- Initialisation.
+
+struct SInitMessageCase
+{
+    const char* pszName;
+    LStatus iCoreResult;
+    const char* pszMessage;
+    bool bMemoryMappedAfter;
+};
+
+class InitializeMessageTest : public ContextMgrTest, public ::testing::WithParamInterface<SInitMessageCase>
+{
+protected:
+    void SetUp() override
+    {
+        OsServices::GetMsgLevel(&m_abLevel[0], &m_abLevel[1], &m_abLevel[2]);
+        OsServices::SetMsgLevel(TRUE, TRUE, TRUE);
+    }
+    void TearDown() override
+    {
+        OsServices::SetMsgLevel(m_abLevel[0], m_abLevel[1], m_abLevel[2]);
+        ContextMgrTest::TearDown();
+    }
+    MBOOL32 m_abLevel[3] = {};
+};
+
+TEST_P(InitializeMessageTest, EachCoreResultHasItsMessageAndWindowState)
+{
+    const SInitMessageCase& roCase = GetParam();
+    Load(Rig("", "", Board(3)));
+    Register("mem init")->m_iCoreInit = roCase.iCoreResult;
+    ASSERT_TRUE(m_poMgr->PopulateXContext());
+
+    CaptureStdout();
+    EXPECT_EQ(m_poMgr->InitializeHardware(0), roCase.iCoreResult);
+    const std::string sOutput = GetCapturedStdout();
+    EXPECT_NE(sOutput.find(roCase.pszMessage), std::string::npos) << sOutput;
+    EXPECT_EQ(HwOf(0).m_oMm.GetMappedMemory() != 0, roCase.bMemoryMappedAfter);
+
+    CaptureStdout();
+    EXPECT_EQ(m_poMgr->InitializeHardware(1), -1);
+    EXPECT_NE(GetCapturedStdout().find("Assertion failed"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CoreResults, InitializeMessageTest,
+    ::testing::Values(
+        SInitMessageCase{"InitialisedNow", 0, "(Debug) Memory correctly initialized\n", true},
+        SInitMessageCase{"AlreadyInitialised", 1, "(Debug) The memory is already initialized\n", true},
+        SInitMessageCase{"Failure", -1, "(Error) failure re-run sometimes fix the problem\n", false},
+        SInitMessageCase{"Straps", -10, "(Error) Check if your STRAPS are programmed correctly\n", false}),
+    [](const auto& roInfo) { return std::string(roInfo.param.pszName); });
+
+TEST_F(ContextMgrTest, BoardWhoseWindowsCannotBeMappedIsListedReportedAndNeverDriven)
+{
+    Load(Rig("", s_pszRootPort, Board(3, R"(, "faults": {"map_fails": true})") + "," + Board(5)));
+    Register("mem init");
+    CaptureStdout();
+    EXPECT_TRUE(m_poMgr->PopulateXContext());
+    const std::string sOutput = GetCapturedStdout();
+    EXPECT_EQ(m_poMgr->GetNbOfContext(), 2u);
+
+    // One error line, naming the function and what the tool needs.
+    const size_t uiAt = sOutput.find("(Error) ");
+    ASSERT_NE(uiAt, std::string::npos) << sOutput;
+    EXPECT_EQ(sOutput.find("(Error) ", uiAt + 1), std::string::npos) << sOutput;
+    const std::string sLine = sOutput.substr(uiAt, sOutput.find('\n', uiAt) - uiAt);
+    for (const char* pszPart : {"03:00.0", "root", "/dev/mem"})
+        EXPECT_NE(sLine.find(pszPart), std::string::npos) << sLine;
+
+    EXPECT_EQ(HwOf(0).m_oReg.m_hRegMem, 0u);
+    EXPECT_EQ(HwOf(0).m_oMm.GetMappedMemory(), 0u);
+    EXPECT_EQ(m_poMgr->InitializeHardware(0), -1);
+    EXPECT_EQ(m_oLog.iCoreInits, 0);
+    EXPECT_EQ(m_poMgr->InitializeHardware(1), 0);   // the other board is unaffected
+}
