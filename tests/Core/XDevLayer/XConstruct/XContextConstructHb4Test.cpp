@@ -1,0 +1,327 @@
+// The memory-initialisation builder and the board data it shares: which boards it takes, how it
+// finds and bounds the parameter block in the EEPROM, and where it concludes the processor sits.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <cstring>
+#include <vector>
+
+#include "OsServices.h"
+#include "Pins10TestChain.h"
+#include "QelVxdPrivate.h"
+#include "QelVxdSim.h"
+#include "XBoard.h"
+#include "XContext.h"
+#include "XContextMgr.h"
+#include "XContextConstructHb4.h"
+#include "XContextConstructHb4MemInit.h"
+#include "XDevEeprom.h"
+#include "XDevLibTestDoubles.h"
+#include "XServicesCore.h"
+#include "XTracesMgrStub.h"
+#include "XTracesReg.h"
+
+namespace
+{
+using ::testing::internal::CaptureStdout;
+using ::testing::internal::GetCapturedStdout;
+
+// ---- Which PCI functions the builder takes.
+
+struct SIdCase
+{
+    MUINT32 uiPciId;
+    bool    bSupported;
+};
+
+class IsSupportedTest : public ::testing::TestWithParam<SIdCase>
+{
+};
+
+TEST_P(IsSupportedTest, TakesTheFamilyOnly)
+{
+    XContextConstructHb4MemInit oBuilder;
+    EXPECT_EQ(oBuilder.IsSupported(GetParam().uiPciId, 0x0A011E5B) != 0, GetParam().bSupported)
+        << std::hex << GetParam().uiPciId;
+}
+
+INSTANTIATE_TEST_SUITE_P(Ids, IsSupportedTest,
+                         ::testing::Values(SIdCase{0x05501E5B, true}, SIdCase{0x055F1E5B, true},
+                                           SIdCase{0x05571E5B, true}, SIdCase{0x05601E5B, false},
+                                           SIdCase{0x05401E5B, false}, SIdCase{0x05508086, false},
+                                           SIdCase{0x05501E5C, false}, SIdCase{0xFFFFFFFF, false}));
+
+// ---- Finding and reading the parameter block.
+
+// An EEPROM whose content is an image in memory; unwritten bytes read as erased.
+class CImageEeprom : public XDevEeprom
+{
+public:
+    CImageEeprom(OsServices& roOs, std::vector<MUINT8> auiImage) : XDevEeprom(roOs), m_auiImage(std::move(auiImage)) {}
+    LStatus Erase(ECommonInst, MUINT32, MUINT32) override { return -1; }
+    LStatus Write(MUINT32, MUINT32, const MUINT8*, MUINT32) override { return -1; }
+    LStatus Read(MUINT8, MUINT32, MUINT32 uiAddress, MUINT8* pui8Buffer, MUINT32 uiCount) override
+    {
+        for (MUINT32 i = 0; i < uiCount; ++i)
+        {
+            const size_t uiAt = size_t(uiAddress) + i;
+            pui8Buffer[i] = uiAt < m_auiImage.size() ? m_auiImage[uiAt] : 0xFF;
+        }
+        return 0;
+    }
+
+private:
+    std::vector<MUINT8> m_auiImage;
+};
+
+constexpr MUINT32 POINTER_ADDRESS = 0x1FE7C;
+
+std::vector<MUINT8> Image(MUINT32 uiBlockAddress, const std::vector<MUINT8>& rauiBlock)
+{
+    std::vector<MUINT8> auiImage(0x20000, 0xFF);
+    std::copy(rauiBlock.begin(), rauiBlock.end(), auiImage.begin() + uiBlockAddress);
+    auiImage[POINTER_ADDRESS] = MUINT8(uiBlockAddress);
+    auiImage[POINTER_ADDRESS + 1] = MUINT8(uiBlockAddress >> 8);
+    return auiImage;
+}
+
+std::vector<MUINT8> GoodChain()
+{
+    return Pins10TestTypicalChain().End().Bytes();
+}
+
+struct SEepromCase
+{
+    const char*         pszName;
+    std::vector<MUINT8> auiImage;
+    bool                bFound;
+    bool                bReported;   // an assertion report is made
+};
+
+class ReadEepromPinsTest : public ::testing::TestWithParam<SEepromCase>
+{
+};
+
+TEST_P(ReadEepromPinsTest, ReturnsAValidatedChainOrNothing)
+{
+    OsServices oOs;
+    CImageEeprom oEeprom(oOs, GetParam().auiImage);
+    MUINT8* puiPins = reinterpret_cast<MUINT8*>(1);
+    MUINT32 uiSize = 99;
+    CaptureStdout();
+    const MBOOL32 bFound = XContextConstructHb4::ReadEepromPins(oEeprom, puiPins, uiSize);
+    const std::string sOutput = GetCapturedStdout();
+    EXPECT_EQ(bFound != 0, GetParam().bFound);
+    EXPECT_EQ(sOutput.find("Assertion failed") != std::string::npos, GetParam().bReported) << sOutput;
+    if (GetParam().bFound)
+    {
+        ASSERT_NE(puiPins, nullptr);
+        EXPECT_EQ(uiSize, GoodChain().size());
+        EXPECT_EQ(std::memcmp(puiPins, GoodChain().data(), uiSize), 0);
+    }
+    else
+    {
+        EXPECT_EQ(puiPins, nullptr);
+        EXPECT_EQ(uiSize, 0u);
+    }
+    delete[] puiPins;
+}
+
+std::vector<MUINT8> WithLength(std::vector<MUINT8> auiChain, MUINT16 uiLength)
+{
+    // The processor block follows the header block.
+    const size_t uiCpu = 4 + sizeof(tagPins10Header);
+    auiChain[uiCpu + 2] = MUINT8(uiLength);
+    auiChain[uiCpu + 3] = MUINT8(uiLength >> 8);
+    return auiChain;
+}
+
+const MUINT32 LIMIT = 8024;
+
+INSTANTIATE_TEST_SUITE_P(
+    Images, ReadEepromPinsTest,
+    ::testing::Values(
+        SEepromCase{"AtTheUsualPlace", Image(0x100, GoodChain()), true, false},
+        SEepromCase{"EndingJustAtTheLimit", Image(LIMIT - MUINT32(GoodChain().size()), GoodChain()), true, false},
+        SEepromCase{"Blank", std::vector<MUINT8>(0x20000, 0xFF), false, false},
+        SEepromCase{"PointerToOtherData", Image(0x100, {0x12, 0x34, 0x04, 0x00}), false, false},
+        SEepromCase{"ZeroLength", Image(0x100, WithLength(GoodChain(), 0)), false, true},
+        SEepromCase{"ErasedLength", Image(0x100, WithLength(GoodChain(), 0xFFFF)), false, true},
+        SEepromCase{"HeaderPastTheLimit", Image(LIMIT - 16, GoodChain()), false, true},
+        SEepromCase{"LengthRunsPastTheLimit", Image(0x100, WithLength(GoodChain(), 0x2000)), false, true},
+        SEepromCase{"FailsValidation", Image(0x100, WithLength(GoodChain(), 6)), false, true}),
+    [](const ::testing::TestParamInfo<SEepromCase>& roInfo) { return std::string(roInfo.param.pszName); });
+
+// ---- Where the processor sits.
+
+// Configuration space whose I/O space enable bit does or does not stick.
+class CProbeCfg : public TFakeRes<XCfgAccess>
+{
+public:
+    explicit CProbeCfg(bool bIoSticks) : TFakeRes(256), m_bIoSticks(bIoSticks) {}
+    int Write(MUINT32 uiOffset, MUINT32 uiValue) override
+    {
+        ++m_uiWrites;
+        if (uiOffset == XHb4BoardData::CFG_COMMAND_STATUS && !m_bIoSticks)
+        {
+            uiValue &= ~XHb4BoardData::CFG_COMMAND_IO_ENABLE;
+        }
+        return TFakeRes::Write(uiOffset, uiValue);
+    }
+    bool    m_bIoSticks;
+    MUINT32 m_uiWrites = 0;
+};
+
+struct SProbeHw
+{
+    explicit SProbeHw(bool bIoSticks) : m_oCfg(bIoSticks) {}
+    CProbeCfg            m_oCfg;
+    CFakeMem             m_oMem;
+    TFakeRes<XRegAccess> m_oReg{0x10000};
+};
+
+class CProbeHwAccess : public SProbeHw, public XHwAccess
+{
+public:
+    explicit CProbeHwAccess(bool bIoSticks) : SProbeHw(bIoSticks), XHwAccess(SProbeHw::m_oCfg, m_oMem, SProbeHw::m_oReg)
+    {
+    }
+    int RetrainLink() override { return 0; }
+};
+
+struct SBoardDataCase
+{
+    const char* pszName;
+    MUINT16     uiCpuOptions;
+    bool        bIoSticks;
+    MUINT32     uiPcbNum;
+    MUINT32     uiStrapReg;   // register 0x5670
+    int         iOnBoard;
+    int         iOnPrimaryBus;
+    int         iExternal;
+};
+
+class ExtractBoardDataTest : public ::testing::TestWithParam<SBoardDataCase>
+{
+};
+
+TEST_P(ExtractBoardDataTest, ConcludesFromRecordAndProbe)
+{
+    const SBoardDataCase& roCase = GetParam();
+    OsServices oOs;
+    auto* poHw = new CProbeHwAccess(roCase.bIoSticks);
+    const MUINT32 uiCommand = 0x00100006;   // memory space and bus master on, I/O space off
+    poHw->SProbeHw::m_oCfg.TFakeRes::Write(XHb4BoardData::CFG_COMMAND_STATUS, uiCommand);
+    poHw->SProbeHw::m_oReg.Write(XHb4BoardData::REG_PROCESSOR_STRAPS, roCase.uiStrapReg);
+    XContext oContext(&oOs, poHw, new XTracesMgrStub());
+    ASSERT_TRUE(oContext.m_bInitialized);
+
+    tagPins10Cpu oCpu = {roCase.uiCpuOptions, 1, {3, 3, 0, 0}};
+    const std::vector<MUINT8> auiPins = CPins10TestChain()
+                                            .Record(PINS10_SIGNATURE_HEADER, Pins10TestHeader(roCase.uiPcbNum << 16))
+                                            .Record(PINS10_SIGNATURE_CPU, oCpu)
+                                            .End()
+                                            .Bytes();
+    int iOnBoard = -1;
+    int iOnPrimaryBus = -1;
+    int iExternal = -1;
+    ASSERT_EQ(XContextConstructHb4::ExtractBoardData(auiPins.data(), oContext, iOnBoard, iOnPrimaryBus, iExternal), 1u);
+    EXPECT_EQ(iOnBoard, roCase.iOnBoard);
+    EXPECT_EQ(iOnPrimaryBus, roCase.iOnPrimaryBus);
+    EXPECT_EQ(iExternal, roCase.iExternal);
+
+    MUINT32 uiAfter = 0;
+    poHw->m_roCfg.Read(XHb4BoardData::CFG_COMMAND_STATUS, uiAfter);
+    EXPECT_EQ(uiAfter, uiCommand) << "the command register is left as found";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Boards, ExtractBoardDataTest,
+    ::testing::Values(
+        // Bits 0 and 2 not both set: the record alone, no probe.
+        SBoardDataCase{"NoProcessor", 0x0, true, 1, 0, 0, 0, 0},
+        SBoardDataCase{"OnBoardPrimary", 0x3, false, 1, 0, 1, 1, 0},
+        SBoardDataCase{"ExternalOnly", 0x4, true, 1, 0, 0, 0, 1},
+        // Both set: the probe decides.
+        SBoardDataCase{"ProbeAgreesSecondary", 0x5, false, 1, 0, 1, 0, 1},
+        SBoardDataCase{"ProbeAgreesPrimary", 0x7, true, 1, 0, 1, 1, 1},
+        SBoardDataCase{"ProbeSaysPrimaryRecordNot", 0x5, true, 1, 0, 0, 1, 0},
+        SBoardDataCase{"ProbeSaysSecondaryRecordPrimary", 0x7, false, 1, 0, 0, 0, 0},
+        // The strapped PCB: primary forces external, secondary reads the strap register.
+        SBoardDataCase{"StrappedPcbPrimary", 0x7, true, 7470, 0, 1, 1, 1},
+        SBoardDataCase{"StrappedPcbSecondaryFitted", 0x5, false, 7470, 1u << 29, 1, 0, 1},
+        SBoardDataCase{"StrappedPcbSecondaryAbsent", 0x5, false, 7470, ~(1u << 29), 1, 0, 0}),
+    [](const ::testing::TestParamInfo<SBoardDataCase>& roInfo) { return std::string(roInfo.param.pszName); });
+
+// ---- Population of a board's context, on simulated boards.
+
+class PopulateTest : public ::testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        m_poMgr.reset();
+        QelVxdSetBackendForTest(nullptr);
+        QelVxdSim_Unload();
+    }
+
+    // One board at 03:00.0 with the given extra rig keys; the context and its builder.
+    void Load(const std::string& rsBoardKeys)
+    {
+        std::string sError;
+        const std::string sRig =
+            R"({"bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 3}],
+                "boards": [{"bus": 3, "device": 0, "function": 0)" + rsBoardKeys + "}]}";
+        const SQelVxdBackend* poBackend = QelVxdSim_LoadRigText(sRig, ".", sError);
+        ASSERT_NE(poBackend, nullptr) << sError;
+        QelVxdSetBackendForTest(poBackend);
+        m_poMgr = std::make_unique<XContextMgr>();
+        m_poMgr->RegisterContextConstructor(new XContextConstructHb4MemInit(), XContextMgr::CreateDummyBufferMgr,
+                                            XContextMgr::CreateDummyCounterMgr,
+                                            XContextMgr::CreateDummyInterruptMgr);
+        ASSERT_EQ(m_poMgr->PopulateXContext(), 1u);
+        ASSERT_EQ(m_poMgr->GetContext(0, m_poContext), 1u);
+        m_poBuilder = static_cast<XContextConstructHb4MemInit*>(m_poMgr->GetContextConstruct(0));
+        ASSERT_NE(m_poBuilder, nullptr);
+    }
+
+    std::unique_ptr<XContextMgr> m_poMgr;
+    XContext* m_poContext = nullptr;
+    XContextConstructHb4MemInit* m_poBuilder = nullptr;
+};
+
+TEST_F(PopulateTest, RegistersEepromAndCoreDeviceOnce)
+{
+    Load(R"(, "subsystem": "0x0A011E5B", "marker": "0x80000000", "link_width": 8, "link_speed": 3)");
+    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
+    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 2);
+    EXPECT_NE(m_poContext->GetInitDevice(), nullptr);
+    EXPECT_EQ(m_poBuilder->m_bIsPopulate, 1u);
+    ASSERT_NE(m_poContext->m_poXBoard, nullptr);
+    EXPECT_TRUE(m_poContext->m_poXBoard->IsMemoryInitialized());
+    EXPECT_EQ(m_poContext->m_poXBoard->GetPCIeLinkWidth(), 8);
+    EXPECT_EQ(m_poContext->m_poXBoard->GetPCIeLinkSpeed(), 3);
+
+    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
+    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 2);
+}
+
+TEST_F(PopulateTest, UnknownFlashStopsAfterTheEepromAndCountsAsPopulatedNextTime)
+{
+    Load(R"(, "eeprom": {"chip": "unknown", "blank": true})");
+    CaptureStdout();
+    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
+    EXPECT_NE(GetCapturedStdout().find("XDevQelVxd.cpp(701) Assertion failed"), std::string::npos);
+    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 1);
+    EXPECT_EQ(m_poContext->GetInitDevice(), nullptr);
+    EXPECT_EQ(m_poBuilder->m_bIsPopulate, 0u);
+
+    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
+    EXPECT_EQ(m_poBuilder->m_bIsPopulate, 1u);
+    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 1);
+    EXPECT_EQ(m_poContext->GetInitDevice(), nullptr);
+}
+
+} // namespace
