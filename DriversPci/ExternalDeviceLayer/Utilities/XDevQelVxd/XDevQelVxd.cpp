@@ -1,0 +1,298 @@
+#include "XDevQelVxd.h"
+
+#include <new>
+
+#include "QelAssert.h"
+#include "QelTools.h"
+#include "XBoard.h"
+#include "XContext.h"
+#include "XContextConstructHb4MemInit.h"
+#include "XContextMgr.h"
+#include "XHwAccess.h"
+
+XContextMgr* g_poContextMgr = nullptr;
+
+namespace
+{
+
+// Line numbers of the assertion reports. They are part of the messages users and support see,
+// so they stay fixed whatever the layout of this file.
+enum EReportLine : int
+{
+    LINE_INIT_NO_MANAGER         = 345,
+    LINE_INIT_REGISTER_REFUSED   = 354,
+    LINE_INIT_POPULATE_FAILED    = 357,
+    LINE_NBDEVICE_NO_MANAGER     = 413,
+    LINE_NBDEVICE_NULL           = 414,
+    LINE_GETDEVICE_NO_MANAGER    = 453,
+    LINE_GETDEVICE_BAD_INDEX     = 469,
+    LINE_GETDEVICE_NO_CONTEXT    = 471,
+    LINE_INITDEVICE_NO_MANAGER   = 528,
+    LINE_INITDEVICE_NO_CONTEXT   = 530,
+    LINE_INITDEVICE_NO_BUILDER   = 534,
+    LINE_INITDEVICE_POPULATE     = 536,
+    LINE_INFO_NO_MANAGER         = 577,
+    LINE_INFO_NULL               = 578,
+    LINE_INFO_NO_CONTEXT         = 584,
+    LINE_INFO_NO_BUILDER         = 588,
+    LINE_INFO_POPULATE           = 590,
+    LINE_INFO_NO_BOARD           = 594,
+    LINE_INFO_PRODUCT_NAME       = 598,
+    LINE_INFO_SERIAL_NUMBER      = 601,
+    LINE_INFO_FIRMWARE_VERSION   = 604,
+    LINE_CLEAR_NO_MANAGER        = 645,
+    LINE_CLEAR_NO_CONTEXT        = 647,
+    LINE_CLEAR_NO_BUILDER        = 651,
+    LINE_CLEAR_POPULATE          = 653,
+};
+
+// Where a call stopped while preparing a board.
+enum class EPrepareFailure
+{
+    NONE,
+    NO_CONTEXT,
+    NO_BUILDER,
+    POPULATE,
+    UNREACHABLE,   // register window not mapped: reported when the board was found
+};
+
+struct SReportLines
+{
+    int iNoContext;
+    int iNoBuilder;
+    int iPopulate;
+};
+
+// Gets the board's context and builder and lets the builder read the EEPROM and populate the
+// context (the builder does this once per board). A board whose register window is not mapped
+// is left alone: nothing could reach it, and the manager already told the user why.
+EPrepareFailure PrepareBoard(MUINT32 uiIndex, const SReportLines& roLines, XContext*& rpoContext)
+{
+    rpoContext = nullptr;
+    if (!g_poContextMgr->GetContext(uiIndex, rpoContext) || rpoContext == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(roLines.iNoContext);
+        return EPrepareFailure::NO_CONTEXT;
+    }
+    auto* poBuilder = static_cast<XContextConstructHb4MemInit*>(g_poContextMgr->GetContextConstruct(uiIndex));
+    if (poBuilder == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(roLines.iNoBuilder);
+        return EPrepareFailure::NO_BUILDER;
+    }
+    if (rpoContext->m_poHwAccess != nullptr && !rpoContext->m_poHwAccess->IsRegisterWindowMapped())
+    {
+        return EPrepareFailure::UNREACHABLE;
+    }
+    if (poBuilder->ReadEepromAndPopulateXContext(*rpoContext) < 0)
+    {
+        QEL_ASSERT_REPORT_AT(roLines.iPopulate);
+        return EPrepareFailure::POPULATE;
+    }
+    return EPrepareFailure::NONE;
+}
+
+} // namespace
+
+int XDevQelVxd_Init()
+{
+    if (g_poContextMgr == nullptr)
+    {
+        g_poContextMgr = new (std::nothrow) XContextMgr();
+        if (g_poContextMgr == nullptr)
+        {
+            QEL_ASSERT_REPORT_AT(LINE_INIT_NO_MANAGER);
+            return 0;
+        }
+    }
+
+    // A new builder on every call; the manager owns it from the registration on.
+    auto* poBuilder = new (std::nothrow) XContextConstructHb4MemInit();
+    if (poBuilder == nullptr ||
+        !g_poContextMgr->RegisterContextConstructor(poBuilder, XContextMgr::CreateDummyBufferMgr,
+                                                    XContextMgr::CreateDummyCounterMgr,
+                                                    XContextMgr::CreateDummyInterruptMgr))
+    {
+        QEL_ASSERT_REPORT_AT(LINE_INIT_REGISTER_REFUSED);
+        return 0;
+    }
+
+    if (!g_poContextMgr->PopulateXContext())
+    {
+        QEL_ASSERT_REPORT_AT(LINE_INIT_POPULATE_FAILED);
+        return 0;
+    }
+    return 1;
+}
+
+int XDevQelVxd_Cleanup()
+{
+    if (g_poContextMgr == nullptr)
+    {
+        return 0;
+    }
+    delete g_poContextMgr;
+    g_poContextMgr = nullptr;
+    return 1;
+}
+
+int XDevQelVxd_GetNbDevice(MUINT32* puiNbOfDevice)
+{
+    if (g_poContextMgr == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_NBDEVICE_NO_MANAGER);
+        return 0;
+    }
+    if (puiNbOfDevice == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_NBDEVICE_NULL);
+        return 0;
+    }
+    *puiNbOfDevice = g_poContextMgr->GetNbOfContext();
+    return 1;
+}
+
+int XDevQelVxd_GetDevice(MUINT32 uiIndex, MUINT64* phPciHandle, MUINT64* phRegs, MUINT32* puiRegsSize,
+                         MUINT64* phMem, MUINT32* puiMemSize)
+{
+    if (g_poContextMgr == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_GETDEVICE_NO_MANAGER);
+        return 0;
+    }
+
+    XContext* poContext = nullptr;
+    unsigned long hPciHandle = 0;
+    unsigned long hRegs = 0;
+    MUINT32 uiRegsSize = 0;
+    unsigned long hMem = 0;
+    MUINT32 uiMemSize = 0;
+    if (!g_poContextMgr->GetContext(uiIndex, poContext, hPciHandle, hRegs, uiRegsSize, hMem, uiMemSize))
+    {
+        QEL_ASSERT_REPORT_AT(LINE_GETDEVICE_BAD_INDEX);
+        return 0;
+    }
+    if (poContext == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_GETDEVICE_NO_CONTEXT);
+        return 0;
+    }
+
+    if (phPciHandle != nullptr)
+    {
+        *phPciHandle = hPciHandle;
+    }
+    if (phRegs != nullptr)
+    {
+        *phRegs = hRegs;
+    }
+    if (puiRegsSize != nullptr)
+    {
+        *puiRegsSize = uiRegsSize;
+    }
+    if (phMem != nullptr)
+    {
+        *phMem = hMem;
+    }
+    if (puiMemSize != nullptr)
+    {
+        *puiMemSize = uiMemSize;
+    }
+    return 1;
+}
+
+int XDevQelVxd_InitializeDevice(MUINT32 uiIndex)
+{
+    if (g_poContextMgr == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_INITDEVICE_NO_MANAGER);
+        return -1;
+    }
+    XContext* poContext = nullptr;
+    if (PrepareBoard(uiIndex, {LINE_INITDEVICE_NO_CONTEXT, LINE_INITDEVICE_NO_BUILDER, LINE_INITDEVICE_POPULATE},
+                     poContext) != EPrepareFailure::NONE)
+    {
+        return -1;
+    }
+
+    // A failed initialisation is carried by the result alone; the manager has said what failed.
+    const LStatus iResult = g_poContextMgr->InitializeHardware(uiIndex);
+    if (iResult == 0 || iResult == 1)
+    {
+        return iResult;
+    }
+    return -1;
+}
+
+int XDevQelVxd_GetDeviceInfo(MUINT32 uiIndex, XDevVxdInfoTag* poDevInfo)
+{
+    if (g_poContextMgr == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_INFO_NO_MANAGER);
+        return 0;
+    }
+    if (poDevInfo == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_INFO_NULL);
+        return 0;
+    }
+    XContext* poContext = nullptr;
+    if (PrepareBoard(uiIndex, {LINE_INFO_NO_CONTEXT, LINE_INFO_NO_BUILDER, LINE_INFO_POPULATE}, poContext) !=
+        EPrepareFailure::NONE)
+    {
+        return 0;
+    }
+
+    const XBoard* poBoard = poContext->m_poXBoard;
+    if (poBoard == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_INFO_NO_BOARD);
+        return 0;
+    }
+    char szProductName[XBoard::msc_uiTextSize] = {};
+    char szSerialNumber[XBoard::msc_uiTextSize] = {};
+    char szFirmwareVersion[XBoard::msc_uiTextSize] = {};
+    if (poBoard->GetProductName(szProductName) < 0)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_INFO_PRODUCT_NAME);
+        return 0;
+    }
+    if (poBoard->GetSerialNumber(szSerialNumber) < 0)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_INFO_SERIAL_NUMBER);
+        return 0;
+    }
+    // Read so that a board record without a version fails the call, but the caller's own
+    // version text is kept.
+    if (poBoard->GetFirmwareVersion(szFirmwareVersion) < 0)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_INFO_FIRMWARE_VERSION);
+        return 0;
+    }
+
+    QelTools_strcpy_s(poDevInfo->szProductName, sizeof(poDevInfo->szProductName), szProductName);
+    QelTools_strcpy_s(poDevInfo->szSerialNumber, sizeof(poDevInfo->szSerialNumber), szSerialNumber);
+    poDevInfo->bIsSystemProcessorOnBoard = poBoard->IsSystemProcessorOnBoard();
+    poDevInfo->bIsSystemProcessorOnPrimaryBus = poBoard->IsSystemProcessorOnPrimaryBus();
+    poDevInfo->bIsExternalProcessorAvailable = poBoard->IsExternalProcessorAvailable();
+    poDevInfo->uiMemSize = XDEVQELVXD_BOARD_MEMORY_SIZE;
+    return 1;
+}
+
+int XDevQelVxd_ClearInitialized(MUINT32 uiIndex)
+{
+    if (g_poContextMgr == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(LINE_CLEAR_NO_MANAGER);
+        return 0;
+    }
+    XContext* poContext = nullptr;
+    if (PrepareBoard(uiIndex, {LINE_CLEAR_NO_CONTEXT, LINE_CLEAR_NO_BUILDER, LINE_CLEAR_POPULATE}, poContext) !=
+        EPrepareFailure::NONE)
+    {
+        return 0;
+    }
+    // A board that was not initialised has nothing to clear; that is no failure of the call.
+    poContext->ClearInitializeCore();
+    return 1;
+}

@@ -1,0 +1,197 @@
+// The device API on a simulated rig: calls without a manager, out-pointers, bad indexes, the
+// board description, clearing, and a board that cannot be reached.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "QelVxdPrivate.h"
+#include "QelVxdSim.h"
+#include "XDevQelVxd.h"
+
+namespace
+{
+using ::testing::internal::CaptureStdout;
+using ::testing::internal::GetCapturedStdout;
+
+std::string Report(int iLine)
+{
+    return "(Error) XDevQelVxd.cpp(" + std::to_string(iLine) + ") Assertion failed\n";
+}
+
+// Boards at 03:00.0 (reference model, blank flash) and, in the second rig, at 04:00.0 with
+// windows that cannot be mapped.
+const char* const s_pszOneBoard =
+    R"({"bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 4}],
+        "boards": [{"bus": 3, "device": 0, "function": 0, "subsystem": "0x0A011E5B"}]})";
+const char* const s_pszUnreachable =
+    R"({"bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 4}],
+        "boards": [{"bus": 3, "device": 0, "function": 0, "subsystem": "0x0A011E5B"},
+                   {"bus": 4, "device": 0, "function": 0, "faults": {"map_fails": true}}]})";
+
+class DeviceApiTest : public ::testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        XDevQelVxd_Cleanup();
+        QelVxdSetBackendForTest(nullptr);
+        QelVxdSim_Unload();
+    }
+
+    void LoadAndInit(const char* pszRig)
+    {
+        std::string sError;
+        const SQelVxdBackend* poBackend = QelVxdSim_LoadRigText(pszRig, ".", sError);
+        ASSERT_NE(poBackend, nullptr) << sError;
+        QelVxdSetBackendForTest(poBackend);
+        CaptureStdout();
+        const int iInit = XDevQelVxd_Init();
+        m_sInitOutput = GetCapturedStdout();
+        ASSERT_EQ(iInit, 1) << m_sInitOutput;
+    }
+
+    std::string m_sInitOutput;
+};
+
+// ---- Without a manager every call fails with its own report and writes nothing.
+
+struct SNoManagerCase
+{
+    const char* pszName;
+    int (*pfnCall)();
+    int iFailure;
+    int iLine;
+};
+
+MUINT32 g_uiUntouchedCount = 0xDEADBEEF;
+
+class NoManagerTest : public ::testing::TestWithParam<SNoManagerCase>
+{
+};
+
+TEST_P(NoManagerTest, FailsWithItsReport)
+{
+    CaptureStdout();
+    const int iResult = GetParam().pfnCall();
+    const std::string sOutput = GetCapturedStdout();
+    EXPECT_EQ(iResult, GetParam().iFailure);
+    EXPECT_NE(sOutput.find(Report(GetParam().iLine)), std::string::npos) << sOutput;
+    EXPECT_EQ(g_uiUntouchedCount, 0xDEADBEEFu);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, NoManagerTest,
+    ::testing::Values(
+        SNoManagerCase{"GetNbDevice", [] { return XDevQelVxd_GetNbDevice(&g_uiUntouchedCount); }, 0, 413},
+        SNoManagerCase{"GetDevice", [] { return XDevQelVxd_GetDevice(0, nullptr, nullptr, nullptr, nullptr, nullptr); },
+                       0, 453},
+        SNoManagerCase{"InitializeDevice", [] { return XDevQelVxd_InitializeDevice(0); }, -1, 528},
+        SNoManagerCase{"GetDeviceInfo",
+                       [] {
+                           XDevVxdInfoTag oInfo = {};
+                           return XDevQelVxd_GetDeviceInfo(0, &oInfo);
+                       },
+                       0, 577},
+        SNoManagerCase{"ClearInitialized", [] { return XDevQelVxd_ClearInitialized(0); }, 0, 645}),
+    [](const ::testing::TestParamInfo<SNoManagerCase>& roInfo) { return std::string(roInfo.param.pszName); });
+
+TEST(CleanupTest, SecondCleanupReturnsZeroSilently)
+{
+    std::string sError;
+    QelVxdSetBackendForTest(QelVxdSim_LoadRigText(s_pszOneBoard, ".", sError));
+    CaptureStdout();
+    XDevQelVxd_Init();
+    GetCapturedStdout();
+    EXPECT_EQ(XDevQelVxd_Cleanup(), 1);
+    CaptureStdout();
+    EXPECT_EQ(XDevQelVxd_Cleanup(), 0);
+    EXPECT_EQ(GetCapturedStdout(), "");
+    QelVxdSetBackendForTest(nullptr);
+    QelVxdSim_Unload();
+}
+
+// ---- Device identity.
+
+TEST_F(DeviceApiTest, GetDeviceFillsOnlyTheGivenOutPointers)
+{
+    LoadAndInit(s_pszOneBoard);
+    EXPECT_EQ(XDevQelVxd_GetDevice(0, nullptr, nullptr, nullptr, nullptr, nullptr), 1);
+
+    MUINT64 hPci = 0;
+    MUINT32 uiRegsSize = 0;
+    MUINT64 hMem = 0;
+    EXPECT_EQ(XDevQelVxd_GetDevice(0, &hPci, nullptr, &uiRegsSize, &hMem, nullptr), 1);
+    EXPECT_EQ(hPci, 0x300u);
+    EXPECT_EQ(uiRegsSize, 0x10000u);
+    EXPECT_NE(hMem, 0u);   // the memory window is mapped once the board is found
+}
+
+TEST_F(DeviceApiTest, GetDeviceWithBadIndexWritesNothing)
+{
+    LoadAndInit(s_pszOneBoard);
+    MUINT64 hPci = 0x1234;
+    MUINT32 uiSize = 77;
+    CaptureStdout();
+    EXPECT_EQ(XDevQelVxd_GetDevice(1, &hPci, &hPci, &uiSize, &hPci, &uiSize), 0);
+    EXPECT_NE(GetCapturedStdout().find(Report(469)), std::string::npos);
+    EXPECT_EQ(hPci, 0x1234u);
+    EXPECT_EQ(uiSize, 77u);
+}
+
+TEST_F(DeviceApiTest, DeviceInfoOfAGoodBoardKeepsTheCallersFirmwareText)
+{
+    LoadAndInit(s_pszOneBoard);
+    XDevVxdInfoTag oInfo;
+    std::memset(&oInfo, 0x5A, sizeof(oInfo));
+    std::strcpy(oInfo.szFirmwareVersion, "caller's");
+    CaptureStdout();
+    ASSERT_EQ(XDevQelVxd_GetDeviceInfo(0, &oInfo), 1);
+    EXPECT_EQ(GetCapturedStdout(), "");
+    EXPECT_STREQ(oInfo.szFirmwareVersion, "caller's");
+    EXPECT_EQ(oInfo.uiMemSize, 268435456u);
+    EXPECT_LT(std::strlen(oInfo.szProductName), sizeof(oInfo.szProductName));
+    EXPECT_LT(std::strlen(oInfo.szSerialNumber), sizeof(oInfo.szSerialNumber));
+    EXPECT_STREQ(oInfo.szSerialNumber, "Default");
+    EXPECT_LE(oInfo.bIsSystemProcessorOnBoard, 1u);
+}
+
+TEST_F(DeviceApiTest, SecondInitialisationFindsTheMarkerWithoutReport)
+{
+    LoadAndInit(s_pszOneBoard);
+    EXPECT_EQ(XDevQelVxd_InitializeDevice(0), 0);
+    CaptureStdout();
+    EXPECT_EQ(XDevQelVxd_InitializeDevice(0), 1);
+    EXPECT_EQ(GetCapturedStdout().find("Assertion failed"), std::string::npos);
+
+    EXPECT_EQ(XDevQelVxd_ClearInitialized(0), 1);
+    EXPECT_EQ(XDevQelVxd_InitializeDevice(0), 0);
+}
+
+TEST_F(DeviceApiTest, BadIndexFailsInitialiseAndClear)
+{
+    LoadAndInit(s_pszOneBoard);
+    CaptureStdout();
+    EXPECT_EQ(XDevQelVxd_InitializeDevice(3), -1);
+    EXPECT_EQ(XDevQelVxd_ClearInitialized(3), 0);
+    const std::string sOutput = GetCapturedStdout();
+    EXPECT_NE(sOutput.find(Report(530)), std::string::npos) << sOutput;
+    EXPECT_NE(sOutput.find(Report(647)), std::string::npos) << sOutput;
+}
+
+TEST_F(DeviceApiTest, UnreachableBoardFailsQuietlyAndIsNeverDriven)
+{
+    LoadAndInit(s_pszUnreachable);
+    EXPECT_NE(m_sInitOutput.find("04:00.0"), std::string::npos) << m_sInitOutput;
+
+    CaptureStdout();
+    EXPECT_EQ(XDevQelVxd_InitializeDevice(1), -1);
+    EXPECT_EQ(XDevQelVxd_ClearInitialized(1), 0);
+    EXPECT_EQ(GetCapturedStdout(), "");
+    EXPECT_EQ(QelVxdSim_Board(4, 0, 0)->PeekReg(0x26FC), 0u);
+
+    // The reachable board beside it is unaffected.
+    EXPECT_EQ(XDevQelVxd_InitializeDevice(0), 0);
+}
+
+} // namespace
