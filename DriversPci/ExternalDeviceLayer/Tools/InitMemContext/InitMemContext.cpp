@@ -1,0 +1,114 @@
+// InitMemContext: programs the clocks and initialises and tests the on-board memory of every
+// board of the family found on the PCI bus, or lists those boards.
+//
+// Exit status: 0, or -1 when a selected board failed to initialise or when a filter was given
+// and some board did not match it (every such board says so on its own line).
+#include <cstdio>
+
+#include "InitMemContextArgs.h"
+#include "XDevQelVxd.h"
+
+namespace
+{
+
+const char* const g_pszClearText = "Will use global reset to clear the last intilization\n";
+const char* const g_pszResultDone = "Memory was successfully initialized";
+const char* const g_pszResultAlready = "Memory is already initialized, nothing done, use -c to force re-initialization";
+const char* const g_pszResultFailed = "Fail to initialize memory";
+
+constexpr int INITMEM_STATUS_FAILED = -1;
+
+// Initialises one selected board and prints its result line; the board's status contribution.
+int InitializeBoard(MUINT32 uiIndex, const SInitMemOptions& roOptions)
+{
+    if (roOptions.bClearFirst)
+    {
+        // The clear only matters through the next initialisation, whose result is reported.
+        XDevQelVxd_ClearInitialized(uiIndex);
+        std::printf("[hb4_%d] : %s", static_cast<int>(uiIndex), g_pszClearText);
+    }
+    const int iResult = XDevQelVxd_InitializeDevice(uiIndex);
+    std::printf("[hb4_%d] : ", static_cast<int>(uiIndex));
+    if (iResult == 0)
+    {
+        std::puts(g_pszResultDone);
+        return 0;
+    }
+    if (iResult == 1)
+    {
+        std::puts(g_pszResultAlready);
+        return 0;
+    }
+    std::puts(g_pszResultFailed);
+    return INITMEM_STATUS_FAILED;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    SInitMemOptions oOptions;
+    InitMemParseArguments(argc, argv, oOptions);
+    if (!oOptions.bGoOn)
+    {
+        std::fflush(stdout);
+        return 0;
+    }
+
+    int iStatus = 0;
+    XDevQelVxd_Init();
+    MUINT32 uiCount = 0;
+    if (!XDevQelVxd_GetNbDevice(&uiCount))
+    {
+        uiCount = 0;
+    }
+
+    for (MUINT32 n = 0; n < uiCount; ++n)
+    {
+        MUINT64 hPciHandle = 0;
+        MUINT64 hRegs = 0;
+        MUINT32 uiRegsSize = 0;
+        MUINT64 hMem = 0;
+        MUINT32 uiMemSize = 0;
+        XDevQelVxd_GetDevice(n, &hPciHandle, &hRegs, &uiRegsSize, &hMem, &uiMemSize);
+
+        if (oOptions.bListMode)
+        {
+            std::printf("%d - [PciHandle %X]\n", static_cast<int>(n), static_cast<MUINT32>(hPciHandle));
+        }
+        else
+        {
+            const bool bNoFilter =
+                oOptions.uiHandleFilter == INITMEM_NO_HANDLE_FILTER && oOptions.iIndexFilter == INITMEM_NO_INDEX_FILTER;
+            const bool bSelected = bNoFilter || static_cast<MINT32>(n) == oOptions.iIndexFilter ||
+                                   static_cast<MUINT64>(oOptions.uiHandleFilter) == hPciHandle;
+            if (bSelected)
+            {
+                if (InitializeBoard(n, oOptions) != 0)
+                {
+                    iStatus = INITMEM_STATUS_FAILED;
+                }
+            }
+            else if (oOptions.iIndexFilter != INITMEM_NO_INDEX_FILTER)
+            {
+                std::printf("%s '%d'\n", "ERROR - Invalid device index", oOptions.iIndexFilter);
+                iStatus = INITMEM_STATUS_FAILED;
+            }
+            else if (oOptions.uiHandleFilter != INITMEM_NO_HANDLE_FILTER)
+            {
+                std::printf("%s %X %s\n", "ERROR - Device", oOptions.uiHandleFilter, "not found!");
+                iStatus = oOptions.iIndexFilter;
+            }
+            else
+            {
+                std::printf("%s", "ERROR - Unknown");
+                iStatus = oOptions.iIndexFilter;
+            }
+        }
+        std::putchar('\n');
+    }
+
+    XDevQelVxd_Cleanup();
+    std::fflush(stdout);
+    return iStatus;
+}
