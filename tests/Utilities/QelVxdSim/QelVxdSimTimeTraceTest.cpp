@@ -65,6 +65,7 @@ TEST_F(CTraceTest, OneLinePerAccessAndWaitInTheDocumentedFormat)
       "bridges":[{"bus":0,"device":28,"function":0,"secondary":3,"subordinate":3}],
       "boards":[{"bus":3,"device":0,"function":0}]})");
     CQelSimBoard& roBoard       = *QelVxdSim_Board(3, 0, 0);
+    roBoard.Dram().SetContentsValid(true);   // memory trained, as if the chip had been brought up
     MUINT32 uiValue             = 0;
     roSim.pfnConfigRead(0x0018, 0x00, &uiValue, 2);  // empty slot: not traced
     roSim.pfnConfigRead(BOARD_03, 0x00, &uiValue, 4);

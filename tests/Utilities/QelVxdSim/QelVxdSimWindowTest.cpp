@@ -20,6 +20,8 @@ protected:
         Load(s_pszRig);
         m_poBoard = QelVxdSim_Board(3, 0, 0);
         ASSERT_NE(m_poBoard, nullptr);
+        // These tests look at the memory store, not at its bring-up: the memory counts as trained.
+        m_poBoard->Dram().SetContentsValid(true);
         m_hRegs = MapRegisters(*m_poBoard);
         m_hMem  = MapMemory(*m_poBoard);
         ASSERT_NE(m_hRegs, 0u);

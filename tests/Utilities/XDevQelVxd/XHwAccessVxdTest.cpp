@@ -29,12 +29,13 @@ struct SBoard
     bool bMapFails = false;
 };
 
-// A root port at 00:1c.0, a device without capabilities at 00:02.0, and the board at 03:00.0.
+// A root port at 00:1c.0, a device without capabilities at 00:02.0, and the board at 03:00.0. The
+// board is marked initialised, so that its memory holds what is written to it.
 std::string RigJson(const SBoard& roBoard)
 {
     return std::string(R"({"bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 3}],)") +
            R"("devices": [{"bus": 0, "device": 2, "function": 0, "vendor_id": "0x8086", "device_id": "0x1234"}],)" +
-           R"("boards": [{"bus": 3, "device": 0, "function": 0, "chip_revision": 1,)" +
+           R"("boards": [{"bus": 3, "device": 0, "function": 0, "chip_revision": 1, "marker": "0x80000000",)" +
            " \"device_id\": " + std::to_string(roBoard.uiDeviceId) +
            ", \"memory_size_code\": " + std::to_string(roBoard.uiSizeCode) +
            ", \"bar64\": " + (roBoard.bBar64 ? "true" : "false") +

@@ -5,6 +5,7 @@
 #include <set>
 #include <sys/stat.h>
 
+#include "QelVxdSimChip.h"
 #include "QelVxdSimFiles.h"
 #include "QelVxdSimPciRegs.h"
 
@@ -148,6 +149,8 @@ bool CQelSim::Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath,
                 }
             }
         }
+        // The chip powers up knowing its persisted state: a board left initialised runs on.
+        CQelSimChip::Attach(*poBoard);
         poBoard->Registers().SetPersistenceSink(this);
         m_oBus.Add(std::move(poBoard));
     }

@@ -1,6 +1,10 @@
 #include "QelVxdSimDram.h"
 
+#include <bit>
 #include <cstring>
+
+// Aligned dwords are copied as they lie in memory: the pages hold the bus's little-endian bytes.
+static_assert(std::endian::native == std::endian::little);
 
 CQelSimDram::CQelSimDram(MUINT32 uiSize)
     : m_uiSize(uiSize), m_bContentsValid(true), m_apucPages((uiSize + msc_uiPageSize - 1) / msc_uiPageSize)
@@ -17,19 +21,24 @@ MUINT8 CQelSimDram::PeekByte(MUINT32 uiOffset) const
     return pucPage != nullptr ? pucPage[uiOffset % msc_uiPageSize] : msc_ucUnwrittenPattern;
 }
 
-void CQelSimDram::PokeByte(MUINT32 uiOffset, MUINT8 ucValue)
+MUINT8* CQelSimDram::WritablePage(MUINT32 uiOffset)
 {
-    if (uiOffset >= m_uiSize)
-    {
-        return;
-    }
     std::unique_ptr<MUINT8[]>& rpucPage = m_apucPages[uiOffset / msc_uiPageSize];
     if (rpucPage == nullptr)
     {
         rpucPage.reset(new MUINT8[msc_uiPageSize]);
         memset(rpucPage.get(), msc_ucUnwrittenPattern, msc_uiPageSize);
     }
-    rpucPage[uiOffset % msc_uiPageSize] = ucValue;
+    return rpucPage.get();
+}
+
+void CQelSimDram::PokeByte(MUINT32 uiOffset, MUINT8 ucValue)
+{
+    if (uiOffset >= m_uiSize)
+    {
+        return;
+    }
+    WritablePage(uiOffset)[uiOffset % msc_uiPageSize] = ucValue;
 }
 
 MUINT8 CQelSimDram::GarbageByte(MUINT32 uiOffset) const
@@ -39,8 +48,27 @@ MUINT8 CQelSimDram::GarbageByte(MUINT32 uiOffset) const
     return (MUINT8)(uiWord >> (8 * (uiOffset & 3)));
 }
 
+void CQelSimDram::Forget()
+{
+    for (std::unique_ptr<MUINT8[]>& rpucPage : m_apucPages)
+    {
+        rpucPage.reset();
+    }
+}
+
 MUINT32 CQelSimDram::Read(MUINT32 uiOffset, MUINT32 uiBytes) const
 {
+    // Aligned dwords (the common case) straight from their page.
+    if (uiBytes == 4 && (uiOffset & 3) == 0 && uiOffset < m_uiSize && m_bContentsValid)
+    {
+        const MUINT8* pucPage = m_apucPages[uiOffset / msc_uiPageSize].get();
+        MUINT32 uiWord = 0x01010101u * msc_ucUnwrittenPattern;
+        if (pucPage != nullptr)
+        {
+            memcpy(&uiWord, pucPage + uiOffset % msc_uiPageSize, sizeof(uiWord));
+        }
+        return uiWord | m_uiStuckBits;
+    }
     MUINT32 uiValue = 0;
     for (MUINT32 uiByte = 0; uiByte < uiBytes; ++uiByte)
     {
@@ -57,6 +85,11 @@ void CQelSimDram::Write(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
 {
     if (!m_bContentsValid)
     {
+        return;
+    }
+    if (uiBytes == 4 && (uiOffset & 3) == 0 && uiOffset < m_uiSize)
+    {
+        memcpy(WritablePage(uiOffset) + uiOffset % msc_uiPageSize, &uiValue, sizeof(uiValue));
         return;
     }
     for (MUINT32 uiByte = 0; uiByte < uiBytes; ++uiByte)

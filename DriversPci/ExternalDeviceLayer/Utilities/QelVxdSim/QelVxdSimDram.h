@@ -2,8 +2,8 @@
 // first write; memory never written reads as a fixed byte pattern.
 //
 // The memory only holds data while its controller is trained. SetContentsValid(false) models an
-// untrained controller: reads return address-dependent garbage and writes are lost. The memory
-// controller model switches it; until a board has such a model the contents are valid.
+// untrained controller: reads return address-dependent garbage and writes are lost. A board's
+// chip model (QelVxdSimChip.h) switches it; a memory without one keeps its contents valid.
 #pragma once
 
 #include <memory>
@@ -22,6 +22,12 @@ public:
     MUINT32 Size() const { return m_uiSize; }
     void SetContentsValid(bool bValid) { m_bContentsValid = bValid; }
     bool ContentsValid() const { return m_bContentsValid; }
+    // Data lines stuck high: every dword read through the bus has these bits set (a faulty
+    // memory; 0 for none).
+    void SetStuckBits(MUINT32 uiMask) { m_uiStuckBits = uiMask; }
+    MUINT32 StuckBits() const { return m_uiStuckBits; }
+    // Drops every page: all memory reads the unwritten pattern again (contents lost in a reset).
+    void Forget();
 
     // Bus view: an access of 1, 2 or 4 bytes, little-endian, as the memory window answers it.
     // Bytes beyond the memory read as 0xFF and are not written.
@@ -36,8 +42,11 @@ public:
 
 private:
     MUINT8 GarbageByte(MUINT32 uiOffset) const;
+    // The page holding uiOffset (< size), allocated on first use.
+    MUINT8* WritablePage(MUINT32 uiOffset);
 
     MUINT32 m_uiSize;
     bool m_bContentsValid;
+    MUINT32 m_uiStuckBits = 0;
     std::vector<std::unique_ptr<MUINT8[]>> m_apucPages;
 };

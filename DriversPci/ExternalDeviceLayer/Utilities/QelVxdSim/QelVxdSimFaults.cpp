@@ -4,10 +4,27 @@
 
 namespace
 {
+const char* const s_apszSynthesizers[] = {"FS0", "FS1", "FS2", "VID0", "VID1", "VID2", "VID3"};
+
 const SQelSimFaultSpec s_aoFaults[] = {
     {"map_fails", EQelSimFaultType::Bool, 0, 1, [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.bMapFails = ui != 0; }},
     {"grant_never", EQelSimFaultType::Bool, 0, 1, [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.bGrantNever = ui != 0; }},
     {"flash_stuck_busy", EQelSimFaultType::Bool, 0, 1, [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.bFlashStuckBusy = ui != 0; }},
+    // Chip.
+    {"pll_no_lock", EQelSimFaultType::NameList, 0, 0,
+     [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.uiPllNoLock = (MUINT32)ui; }, s_apszSynthesizers,
+     (MUINT32)std::size(s_apszSynthesizers)},
+    {"phy_not_done", EQelSimFaultType::IndexList, 0, 3,
+     [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.uiPhyNotDone = (MUINT32)ui; }},
+    {"phy_error", EQelSimFaultType::IndexList, 0, 3, [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.uiPhyError = (MUINT32)ui; }},
+    {"controller_not_ready", EQelSimFaultType::Bool, 0, 1,
+     [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.bControllerNotReady = ui != 0; }},
+    {"memory_fail_inits", EQelSimFaultType::CountOrAlways, 0, 1000000,
+     [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.uiMemoryFailInits = (MUINT32)ui; }},
+    {"engine_fatal", EQelSimFaultType::Bool, 0, 1, [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.bEngineFatal = ui != 0; }},
+    {"engines_stuck", EQelSimFaultType::Bool, 0, 1, [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.bEnginesStuck = ui != 0; }},
+    {"devctl_unstable", EQelSimFaultType::Bool, 0, 1,
+     [](SQelSimBoardFaults& ro, MUINT64 ui) { ro.bDevctlUnstable = ui != 0; }},
 };
 }  // namespace
 

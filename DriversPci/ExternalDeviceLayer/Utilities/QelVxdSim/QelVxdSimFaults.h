@@ -15,12 +15,36 @@ struct SQelSimBoardFaults
     bool bGrantNever = false;
     // The flash's busy bit never clears after a program or erase.
     bool bFlashStuckBusy = false;
+
+    // ---- Chip (QelVxdSimChip.h).
+    // Synthesizers that never lock: bits 0-2 FS0-FS2, bits 3-6 VID0-VID3.
+    MUINT32 uiPllNoLock = 0;
+    // PHYs (bit i: PHY i) that never report their initialisation done / report it with an error.
+    MUINT32 uiPhyNotDone = 0;
+    MUINT32 uiPhyError = 0;
+    // The memory controller never reports ready, even with every PHY trained.
+    bool bControllerNotReady = false;
+    // The memory of the first N controller initialisations has a data line stuck high;
+    // QELSIM_FAULT_ALWAYS: of every one.
+    MUINT32 uiMemoryFailInits = 0;
+    // Both engine status registers report a fatal state (bit 3).
+    bool bEngineFatal = false;
+    // The engines run from power-on and never stop.
+    bool bEnginesStuck = false;
+    // After a chip reset the command/status dword never reads what it read before.
+    bool bDevctlUnstable = false;
 };
+
+// The "-1" of a count fault: always.
+inline constexpr MUINT32 QELSIM_FAULT_ALWAYS = 0xFFFFFFFF;
 
 enum class EQelSimFaultType
 {
     Bool,
     Integer,  // JSON integer or "0x..." string within [uiMin, uiMax]
+    CountOrAlways,  // like Integer, or -1 for "always" (QELSIM_FAULT_ALWAYS)
+    IndexList,      // list of distinct integers within [uiMin, uiMax]; the value has bit i per index i
+    NameList,       // list of distinct names of ppszNames; the value has bit i per name i
 };
 
 struct SQelSimFaultSpec
@@ -30,6 +54,8 @@ struct SQelSimFaultSpec
     MUINT64 uiMin;
     MUINT64 uiMax;
     void (*pfnApply)(SQelSimBoardFaults& roFaults, MUINT64 uiValue);  // a Bool arrives as 0 or 1
+    const char* const* ppszNames = nullptr;                            // NameList only
+    MUINT32 uiNameCount = 0;
 };
 
 // The row of that name, or null.

@@ -275,6 +275,60 @@ bool ParseEeprom(CRigObject& roBoardObject, const std::string& rsBaseDirectory, 
     return true;
 }
 
+// A fault whose value is a count or -1 ("always"), or a list of indices or names (each at most
+// once), turned into the value that the fault's row applies.
+bool ParseFaultValue(CRigObject& roFaults, const SQelSimFaultSpec& roSpec, MUINT32& ruiValue)
+{
+    const json& roValue = roFaults.m_roObject.at(roSpec.pszName);
+    if (roSpec.eType == EQelSimFaultType::CountOrAlways)
+    {
+        if (roValue.is_number_integer() && roValue.get<MINT64>() == -1)
+        {
+            ruiValue = QELSIM_FAULT_ALWAYS;
+            return true;
+        }
+        return roFaults.Number(roSpec.pszName, roSpec.uiMin, roSpec.uiMax, ruiValue);
+    }
+    const bool bNames = roSpec.eType == EQelSimFaultType::NameList;
+    if (!roValue.is_array())
+    {
+        return roFaults.FailAt(roSpec.pszName, std::string("expected a list of ") + (bNames ? "names" : "indices") +
+                                                   ", got " + CRigObject::Describe(roValue));
+    }
+    ruiValue = 0;
+    for (size_t uiItem = 0; uiItem < roValue.size(); ++uiItem)
+    {
+        const json& roItem = roValue[uiItem];
+        const std::string sAt = std::string(roSpec.pszName) + "[" + std::to_string(uiItem) + "]";
+        MUINT64 uiBit = 0;
+        if (bNames)
+        {
+            std::string sKnown;
+            uiBit = roSpec.uiNameCount;
+            for (MUINT32 uiName = 0; uiName < roSpec.uiNameCount; ++uiName)
+            {
+                uiBit = roItem.is_string() && roItem.get<std::string>() == roSpec.ppszNames[uiName] ? uiName : uiBit;
+                sKnown += (uiName == 0 ? "" : ", ") + std::string(roSpec.ppszNames[uiName]);
+            }
+            if (uiBit == roSpec.uiNameCount)
+            {
+                return roFaults.FailAt(sAt.c_str(), "unknown name " + CRigObject::Describe(roItem) + " (known: " + sKnown + ")");
+            }
+        }
+        else if (!CRigObject::ParseNumber(roItem, uiBit) || uiBit < roSpec.uiMin || uiBit > roSpec.uiMax)
+        {
+            return roFaults.FailAt(sAt.c_str(), "expected an index " + std::to_string(roSpec.uiMin) + ".." +
+                                                    std::to_string(roSpec.uiMax) + ", got " + CRigObject::Describe(roItem));
+        }
+        if ((ruiValue & (1u << uiBit)) != 0)
+        {
+            return roFaults.FailAt(sAt.c_str(), CRigObject::Describe(roItem) + " is listed twice");
+        }
+        ruiValue |= 1u << uiBit;
+    }
+    return true;
+}
+
 bool ParseFaults(CRigObject& roBoardObject, SQelSimBoardDesc& roBoard, std::string& rsError)
 {
     if (!roBoardObject.Has("faults"))
@@ -302,6 +356,13 @@ bool ParseFaults(CRigObject& roBoardObject, SQelSimBoardDesc& roBoard, std::stri
                 return false;
             }
             uiValue = bValue ? 1 : 0;
+        }
+        else if (poSpec->eType != EQelSimFaultType::Integer)
+        {
+            if (!ParseFaultValue(oFaults, *poSpec, uiValue))
+            {
+                return false;
+            }
         }
         else if (!oFaults.Number(poSpec->pszName, poSpec->uiMin, poSpec->uiMax, uiValue))
         {
