@@ -55,18 +55,20 @@ inline constexpr MUINT32 RegARMA_CTL   = 0xA40;
 inline constexpr MUINT32 ARMA_CTL_HALT = 1u << 0;
 inline constexpr MUINT32 ARMA_CTL_STOP = 1u << 1;
 
-// ---- Processing engines, two groups 0x400 apart: group A three engines from 0x3000, group B two
-// from 0x4000. Control: bit 0 running, bit 31 stop request. Each engine's memory requester sits
-// at 0x23C above its control register: bits 1 and 2 pause it, bit 9 aborts its requests, bit 0
-// reads 1 while it is busy. In group B the abort bit is in the control register.
+// ---- Processing engines, 0x400 apart: group A three engines from 0x3000, group B two from
+// 0x4000. Control: bit 0 running, bit 31 stop request. Each engine's memory requester sits above
+// its control register (0x23C in group A, 0x33C in group B): bits 1 and 2 pause it, bit 9 aborts
+// its requests, bit 0 reads 1 while it is busy. In group B the abort bit is in the control
+// register.
 inline constexpr MUINT32 ENGINE_STRIDE       = 0x400;
 inline constexpr MUINT32 ENGINE_A_COUNT      = 3;
 inline constexpr MUINT32 ENGINE_B_COUNT      = 2;
 inline constexpr MUINT32 RegENGA_CTL(MUINT32 uiEngine) { return 0x3000 + uiEngine * ENGINE_STRIDE; }
 inline constexpr MUINT32 RegENGB_CTL(MUINT32 uiEngine) { return 0x4000 + uiEngine * ENGINE_STRIDE; }
-inline constexpr MUINT32 ENGINE_REQ_FROM_CTL = 0x23C;
-inline constexpr MUINT32 RegENGA_REQ(MUINT32 uiEngine) { return RegENGA_CTL(uiEngine) + ENGINE_REQ_FROM_CTL; }
-inline constexpr MUINT32 RegENGB_REQ(MUINT32 uiEngine) { return RegENGB_CTL(uiEngine) + ENGINE_REQ_FROM_CTL; }
+inline constexpr MUINT32 ENGINE_A_REQ_FROM_CTL = 0x23C;
+inline constexpr MUINT32 ENGINE_B_REQ_FROM_CTL = 0x33C;
+inline constexpr MUINT32 RegENGA_REQ(MUINT32 uiEngine) { return RegENGA_CTL(uiEngine) + ENGINE_A_REQ_FROM_CTL; }
+inline constexpr MUINT32 RegENGB_REQ(MUINT32 uiEngine) { return RegENGB_CTL(uiEngine) + ENGINE_B_REQ_FROM_CTL; }
 inline constexpr MUINT32 ENGINE_CTL_RUNNING  = 1u << 0;
 inline constexpr MUINT32 ENGINE_CTL_ABORT    = 1u << 9;
 inline constexpr MUINT32 ENGINE_CTL_STOP     = 1u << 31;
