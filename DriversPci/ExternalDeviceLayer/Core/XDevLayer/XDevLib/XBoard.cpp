@@ -97,65 +97,26 @@ MINT32 XBoard::SetFirmwareVersion(unsigned int uiLength, const char* pszVersion)
 
 // ---- Flags
 
-MINT32 XBoard::SetSystemProcessorOnBoard(int iValue)
-{
-    m_oBoardInfo.bIsSystemProcessorOnBoard = Bit0(iValue);
-    return 0;
-}
+// Each flag setter keeps only bit 0 of its argument, so 2 stores false.
+#define XBOARD_FLAG_SETTER(method, flag)      \
+    MINT32 XBoard::method(int iValue)         \
+    {                                         \
+        m_oBoardInfo.flag = Bit0(iValue);     \
+        return 0;                             \
+    }
 
-MINT32 XBoard::SetSystemProcessorOnPrimaryBus(int iValue)
-{
-    m_oBoardInfo.bIsSystemProcessorOnPrimaryBus = Bit0(iValue);
-    return 0;
-}
+XBOARD_FLAG_SETTER(SetSystemProcessorOnBoard, bIsSystemProcessorOnBoard)
+XBOARD_FLAG_SETTER(SetSystemProcessorOnPrimaryBus, bIsSystemProcessorOnPrimaryBus)
+XBOARD_FLAG_SETTER(SetExternalProcessorAvailable, bIsExternalProcessorAvailable)
+XBOARD_FLAG_SETTER(SetMemoryInitialization, bIsMemoryInitialized)
+XBOARD_FLAG_SETTER(SetFactoryOptionsVpeEnabled, bIsAllVPEEnabled)
+XBOARD_FLAG_SETTER(SetFactoryOptionsVpcEnabled, bIsAllVPCEnabled)
+XBOARD_FLAG_SETTER(SetFactoryOptionsSubFieldEnabled, bIsSubFieldEnabled)
+XBOARD_FLAG_SETTER(SetMemoryInterleaveDualMode, bIsMemoryInterleaveDualMode)
+XBOARD_FLAG_SETTER(SetEncoderCapable, bIsEncoderCapable)
+XBOARD_FLAG_SETTER(SetRgbYuvFullRangeConversion, bIsRgbYuvFullRangeConversion)
 
-MINT32 XBoard::SetExternalProcessorAvailable(int iValue)
-{
-    m_oBoardInfo.bIsExternalProcessorAvailable = Bit0(iValue);
-    return 0;
-}
-
-MINT32 XBoard::SetMemoryInitialization(int iValue)
-{
-    m_oBoardInfo.bIsMemoryInitialized = Bit0(iValue);
-    return 0;
-}
-
-MINT32 XBoard::SetFactoryOptionsVpeEnabled(int iValue)
-{
-    m_oBoardInfo.bIsAllVPEEnabled = Bit0(iValue);
-    return 0;
-}
-
-MINT32 XBoard::SetFactoryOptionsVpcEnabled(int iValue)
-{
-    m_oBoardInfo.bIsAllVPCEnabled = Bit0(iValue);
-    return 0;
-}
-
-MINT32 XBoard::SetFactoryOptionsSubFieldEnabled(int iValue)
-{
-    m_oBoardInfo.bIsSubFieldEnabled = Bit0(iValue);
-    return 0;
-}
-
-MINT32 XBoard::SetMemoryInterleaveDualMode(int iValue)
-{
-    m_oBoardInfo.bIsMemoryInterleaveDualMode = Bit0(iValue);
-    return 0;
-}
-
-MINT32 XBoard::SetEncoderCapable(int iValue)
-{
-    m_oBoardInfo.bIsEncoderCapable = Bit0(iValue);
-    return 0;
-}
-
-MINT32 XBoard::SetRgbYuvFullRangeConversion(int iValue)
-{
-    m_oBoardInfo.bIsRgbYuvFullRangeConversion = Bit0(iValue);
-    return 0;
-}
+#undef XBOARD_FLAG_SETTER
 
 // ---- Limits and connectors
 
