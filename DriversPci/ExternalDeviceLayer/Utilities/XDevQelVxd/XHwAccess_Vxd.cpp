@@ -18,43 +18,41 @@ bool IsInsideWindow(MEMHANDLE hWindow, MUINT32 uiSize, MUINT32 uiOffset, MUINT32
     return hWindow != 0 && uiOffset <= uiSize && uiSize - uiOffset >= uiWidth;
 }
 
-int WindowRead(MEMHANDLE hWindow, MUINT32 uiSize, MUINT32 uiOffset, MUINT32& ruiValue)
+// One access of the value's width, 32 or 8 bits (the platform's copy splits a dword at an
+// unaligned offset into narrower accesses).
+template <class TValue>
+int WindowRead(MEMHANDLE hWindow, MUINT32 uiSize, MUINT32 uiOffset, TValue& ruiValue)
 {
-    if (!IsInsideWindow(hWindow, uiSize, uiOffset, sizeof(ruiValue)))
+    if (!IsInsideWindow(hWindow, uiSize, uiOffset, sizeof(TValue)))
     {
         return iStatusFailed;
     }
-    memReadDword(hWindow, uiOffset, &ruiValue);
+    if constexpr (sizeof(TValue) == sizeof(MUINT32))
+    {
+        memReadDword(hWindow, uiOffset, &ruiValue);
+    }
+    else
+    {
+        memReadByte(hWindow, uiOffset, &ruiValue);
+    }
     return iStatusOk;
 }
 
-int WindowRead(MEMHANDLE hWindow, MUINT32 uiSize, MUINT32 uiOffset, MUINT8& ruiValue)
+template <class TValue>
+int WindowWrite(MEMHANDLE hWindow, MUINT32 uiSize, MUINT32 uiOffset, TValue uiValue)
 {
-    if (!IsInsideWindow(hWindow, uiSize, uiOffset, sizeof(ruiValue)))
+    if (!IsInsideWindow(hWindow, uiSize, uiOffset, sizeof(TValue)))
     {
         return iStatusFailed;
     }
-    memReadByte(hWindow, uiOffset, &ruiValue);
-    return iStatusOk;
-}
-
-int WindowWrite(MEMHANDLE hWindow, MUINT32 uiSize, MUINT32 uiOffset, MUINT32 uiValue)
-{
-    if (!IsInsideWindow(hWindow, uiSize, uiOffset, sizeof(uiValue)))
+    if constexpr (sizeof(TValue) == sizeof(MUINT32))
     {
-        return iStatusFailed;
+        memWriteDword(hWindow, uiOffset, uiValue);
     }
-    memWriteDword(hWindow, uiOffset, uiValue);
-    return iStatusOk;
-}
-
-int WindowWrite(MEMHANDLE hWindow, MUINT32 uiSize, MUINT32 uiOffset, MUINT8 uiValue)
-{
-    if (!IsInsideWindow(hWindow, uiSize, uiOffset, sizeof(uiValue)))
+    else
     {
-        return iStatusFailed;
+        memWriteByte(hWindow, uiOffset, uiValue);
     }
-    memWriteByte(hWindow, uiOffset, uiValue);
     return iStatusOk;
 }
 
@@ -159,6 +157,48 @@ int XCfgAccessVxd::Write(MUINT32, const MUINT8*, MUINT32)
 }
 
 // ================================================================================================
+// XWindowAccessVxd
+
+template <class TAccess>
+int XWindowAccessVxd<TAccess>::Read(MUINT32 uiOffset, MUINT32& ruiValue)
+{
+    return WindowRead(WindowAddress(), WindowSize(), uiOffset, ruiValue);
+}
+
+template <class TAccess>
+int XWindowAccessVxd<TAccess>::Read(MUINT32 uiOffset, MUINT8& ruiValue)
+{
+    return WindowRead(WindowAddress(), WindowSize(), uiOffset, ruiValue);
+}
+
+template <class TAccess>
+int XWindowAccessVxd<TAccess>::Read(MUINT32, MUINT8*, MUINT32)
+{
+    return iStatusNotSupported;
+}
+
+template <class TAccess>
+int XWindowAccessVxd<TAccess>::Write(MUINT32 uiOffset, MUINT32 uiValue)
+{
+    return WindowWrite(WindowAddress(), WindowSize(), uiOffset, uiValue);
+}
+
+template <class TAccess>
+int XWindowAccessVxd<TAccess>::Write(MUINT32 uiOffset, MUINT8 uiValue)
+{
+    return WindowWrite(WindowAddress(), WindowSize(), uiOffset, uiValue);
+}
+
+template <class TAccess>
+int XWindowAccessVxd<TAccess>::Write(MUINT32, const MUINT8*, MUINT32)
+{
+    return iStatusNotSupported;
+}
+
+template class XWindowAccessVxd<XRegAccess>;
+template class XWindowAccessVxd<XMemAccess>;
+
+// ================================================================================================
 // XRegAccessVxd
 
 XRegAccessVxd::~XRegAccessVxd()
@@ -178,36 +218,6 @@ void XRegAccessVxd::Init(MUINT32, MUINT32 uiAddressLow, MUINT32 uiAddressHigh, M
     }
 }
 
-int XRegAccessVxd::Read(MUINT32 uiOffset, MUINT32& ruiValue)
-{
-    return WindowRead(m_hRegMem, m_uiSize, uiOffset, ruiValue);
-}
-
-int XRegAccessVxd::Read(MUINT32 uiOffset, MUINT8& ruiValue)
-{
-    return WindowRead(m_hRegMem, m_uiSize, uiOffset, ruiValue);
-}
-
-int XRegAccessVxd::Read(MUINT32, MUINT8*, MUINT32)
-{
-    return iStatusNotSupported;
-}
-
-int XRegAccessVxd::Write(MUINT32 uiOffset, MUINT32 uiValue)
-{
-    return WindowWrite(m_hRegMem, m_uiSize, uiOffset, uiValue);
-}
-
-int XRegAccessVxd::Write(MUINT32 uiOffset, MUINT8 uiValue)
-{
-    return WindowWrite(m_hRegMem, m_uiSize, uiOffset, uiValue);
-}
-
-int XRegAccessVxd::Write(MUINT32, const MUINT8*, MUINT32)
-{
-    return iStatusNotSupported;
-}
-
 // ================================================================================================
 // XMmAccessVxd
 
@@ -220,36 +230,6 @@ void XMmAccessVxd::Init(MUINT32, MUINT32 uiAddressLow, MUINT32 uiAddressHigh, MU
 {
     m_uiPhysAddr = JoinAddress(uiAddressLow, uiAddressHigh);
     m_uiSize = uiSize;
-}
-
-int XMmAccessVxd::Read(MUINT32 uiOffset, MUINT32& ruiValue)
-{
-    return WindowRead(m_hMmMem, m_uiSize, uiOffset, ruiValue);
-}
-
-int XMmAccessVxd::Read(MUINT32 uiOffset, MUINT8& ruiValue)
-{
-    return WindowRead(m_hMmMem, m_uiSize, uiOffset, ruiValue);
-}
-
-int XMmAccessVxd::Read(MUINT32, MUINT8*, MUINT32)
-{
-    return iStatusNotSupported;
-}
-
-int XMmAccessVxd::Write(MUINT32 uiOffset, MUINT32 uiValue)
-{
-    return WindowWrite(m_hMmMem, m_uiSize, uiOffset, uiValue);
-}
-
-int XMmAccessVxd::Write(MUINT32 uiOffset, MUINT8 uiValue)
-{
-    return WindowWrite(m_hMmMem, m_uiSize, uiOffset, uiValue);
-}
-
-int XMmAccessVxd::Write(MUINT32, const MUINT8*, MUINT32)
-{
-    return iStatusNotSupported;
 }
 
 int XMmAccessVxd::MapMemory()

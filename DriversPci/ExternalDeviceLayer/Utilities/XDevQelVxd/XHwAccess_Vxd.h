@@ -26,8 +26,28 @@ public:
     MUINT32 m_hPciHandle;
 };
 
+// The register and the memory window answer alike: single 32- or 8-bit accesses inside the
+// mapped window. TAccess is XRegAccess or XMemAccess; the derived class names its window.
+template <class TAccess>
+class XWindowAccessVxd : public TAccess
+{
+public:
+    // 0, or -1 without an access when the window is unmapped or the access leaves it.
+    int Read(MUINT32 uiOffset, MUINT32& ruiValue) override;
+    int Read(MUINT32 uiOffset, MUINT8& ruiValue) override;
+    int Read(MUINT32 uiOffset, MUINT8* puiBuffer, MUINT32 uiCount) override;   // -10
+    int Write(MUINT32 uiOffset, MUINT32 uiValue) override;
+    int Write(MUINT32 uiOffset, MUINT8 uiValue) override;
+    int Write(MUINT32 uiOffset, const MUINT8* puiBuffer, MUINT32 uiCount) override;   // -10
+
+protected:
+    // Virtual address of the window (0 when not mapped) and its size in bytes.
+    virtual MEMHANDLE WindowAddress() const = 0;
+    virtual MUINT32 WindowSize() const = 0;
+};
+
 // The controller's register window: mapped by Init, for the lifetime of the object.
-class XRegAccessVxd : public XRegAccess
+class XRegAccessVxd : public XWindowAccessVxd<XRegAccess>
 {
 public:
     XRegAccessVxd() : m_hRegMem(0), m_uiSize(0) {}
@@ -38,20 +58,16 @@ public:
     void Init(MUINT32 hPci, MUINT32 uiAddressLow, MUINT32 uiAddressHigh, MUINT32 uiSize);
     MBOOL32 IsMapped() const { return m_hRegMem != 0; }
 
-    // 0, or -1 without an access when the window is unmapped or the access leaves it.
-    int Read(MUINT32 uiOffset, MUINT32& ruiValue) override;
-    int Read(MUINT32 uiOffset, MUINT8& ruiValue) override;
-    int Read(MUINT32 uiOffset, MUINT8* puiBuffer, MUINT32 uiCount) override;   // -10
-    int Write(MUINT32 uiOffset, MUINT32 uiValue) override;
-    int Write(MUINT32 uiOffset, MUINT8 uiValue) override;
-    int Write(MUINT32 uiOffset, const MUINT8* puiBuffer, MUINT32 uiCount) override;   // -10
-
     MEMHANDLE m_hRegMem;   // virtual address of the window, 0 when not mapped
     MUINT32   m_uiSize;
+
+protected:
+    MEMHANDLE WindowAddress() const override { return m_hRegMem; }
+    MUINT32 WindowSize() const override { return m_uiSize; }
 };
 
 // The board memory window: described by Init, mapped only between MapMemory and UnMapMemory.
-class XMmAccessVxd : public XMemAccess
+class XMmAccessVxd : public XWindowAccessVxd<XMemAccess>
 {
 public:
     // Mapping attributes passed to memMap64.
@@ -64,14 +80,6 @@ public:
     // Records the window without mapping it. hPci is not used.
     void Init(MUINT32 hPci, MUINT32 uiAddressLow, MUINT32 uiAddressHigh, MUINT32 uiSize);
 
-    // 0, or -1 without an access when the window is unmapped or the access leaves it.
-    int Read(MUINT32 uiOffset, MUINT32& ruiValue) override;
-    int Read(MUINT32 uiOffset, MUINT8& ruiValue) override;
-    int Read(MUINT32 uiOffset, MUINT8* puiBuffer, MUINT32 uiCount) override;   // -10
-    int Write(MUINT32 uiOffset, MUINT32 uiValue) override;
-    int Write(MUINT32 uiOffset, MUINT8 uiValue) override;
-    int Write(MUINT32 uiOffset, const MUINT8* puiBuffer, MUINT32 uiCount) override;   // -10
-
     MEMHANDLE GetMappedMemory() const override { return m_hMmMem; }
     MUINT64 GetPhysMemory() const override { return m_uiPhysAddr; }
     MUINT32 GetSize() const override { return m_uiSize; }
@@ -83,6 +91,10 @@ public:
     MEMHANDLE m_hMmMem;   // 0 until MapMemory
     MUINT64   m_uiPhysAddr;
     MUINT32   m_uiSize;
+
+protected:
+    MEMHANDLE WindowAddress() const override { return m_hMmMem; }
+    MUINT32 WindowSize() const override { return m_uiSize; }
 };
 
 // One board: finds out its register window, memory window and memory size from the hardware.
