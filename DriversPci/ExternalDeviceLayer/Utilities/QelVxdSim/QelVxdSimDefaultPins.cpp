@@ -1,7 +1,6 @@
-// Parameter block that the default rig's board carries in its flash. Empty here: that board's
-// flash is blank until the generated block takes this file's place.
-extern const unsigned char g_aucQelVxdSimDefaultPins[];
+// Parameter block that the default rig's board carries in its flash: the reference model's block,
+// generated at build time into QelVxdSimDefaultPinsBlock.cpp (the array and its _size).
+extern const unsigned int g_aucQelVxdSimDefaultPins_size;
 extern const unsigned int g_uiQelVxdSimDefaultPinsSize;
 
-extern const unsigned char g_aucQelVxdSimDefaultPins[] = {0};
-extern const unsigned int g_uiQelVxdSimDefaultPinsSize = 0;
+extern const unsigned int g_uiQelVxdSimDefaultPinsSize = g_aucQelVxdSimDefaultPins_size;
