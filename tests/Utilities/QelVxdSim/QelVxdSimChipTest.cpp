@@ -85,6 +85,7 @@ struct SLockCase
     const char* pszFaults;
     bool bLocked;
 };
+void PrintTo(const SLockCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 const SLockCase s_aoLockCases[] = {
     {"Locks", A_450, B_450, true, 5, "", true},
@@ -209,6 +210,7 @@ struct SPhyFaultCase
     MUINT32 uiStatus;      // PGSR0 of that PHY after training
     MUINT32 uiMemStatus;   // the controller's status
 };
+void PrintTo(const SPhyFaultCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 const SPhyFaultCase s_aoPhyFaultCases[] = {
     {"Fitted", "", 3, 0x1, 1u << 24},

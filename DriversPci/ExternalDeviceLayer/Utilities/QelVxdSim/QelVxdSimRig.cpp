@@ -277,48 +277,48 @@ bool ParseEeprom(CRigObject& roBoardObject, const std::string& rsBaseDirectory, 
 
 // A fault whose value is a count or -1 ("always"), or a list of indices or names (each at most
 // once), turned into the value that the fault's row applies.
-bool ParseFaultValue(CRigObject& roFaults, const SQelSimFaultSpec& roSpec, MUINT32& ruiValue)
+bool ParseFaultValue(CRigObject& roFaults, const SQelSimFaultSpec& roRow, MUINT32& ruiValue)
 {
-    const json& roValue = roFaults.m_roObject.at(roSpec.pszName);
-    if (roSpec.eType == EQelSimFaultType::CountOrAlways)
+    const json& roValue = roFaults.m_roObject.at(roRow.pszName);
+    if (roRow.eType == EQelSimFaultType::CountOrAlways)
     {
         if (roValue.is_number_integer() && roValue.get<MINT64>() == -1)
         {
             ruiValue = QELSIM_FAULT_ALWAYS;
             return true;
         }
-        return roFaults.Number(roSpec.pszName, roSpec.uiMin, roSpec.uiMax, ruiValue);
+        return roFaults.Number(roRow.pszName, roRow.uiMin, roRow.uiMax, ruiValue);
     }
-    const bool bNames = roSpec.eType == EQelSimFaultType::NameList;
+    const bool bNames = roRow.eType == EQelSimFaultType::NameList;
     if (!roValue.is_array())
     {
-        return roFaults.FailAt(roSpec.pszName, std::string("expected a list of ") + (bNames ? "names" : "indices") +
+        return roFaults.FailAt(roRow.pszName, std::string("expected a list of ") + (bNames ? "names" : "indices") +
                                                    ", got " + CRigObject::Describe(roValue));
     }
     ruiValue = 0;
     for (size_t uiItem = 0; uiItem < roValue.size(); ++uiItem)
     {
         const json& roItem = roValue[uiItem];
-        const std::string sAt = std::string(roSpec.pszName) + "[" + std::to_string(uiItem) + "]";
+        const std::string sAt = std::string(roRow.pszName) + "[" + std::to_string(uiItem) + "]";
         MUINT64 uiBit = 0;
         if (bNames)
         {
             std::string sKnown;
-            uiBit = roSpec.uiNameCount;
-            for (MUINT32 uiName = 0; uiName < roSpec.uiNameCount; ++uiName)
+            uiBit = roRow.uiNameCount;
+            for (MUINT32 uiName = 0; uiName < roRow.uiNameCount; ++uiName)
             {
-                uiBit = roItem.is_string() && roItem.get<std::string>() == roSpec.ppszNames[uiName] ? uiName : uiBit;
-                sKnown += (uiName == 0 ? "" : ", ") + std::string(roSpec.ppszNames[uiName]);
+                uiBit = roItem.is_string() && roItem.get<std::string>() == roRow.ppszNames[uiName] ? uiName : uiBit;
+                sKnown += (uiName == 0 ? "" : ", ") + std::string(roRow.ppszNames[uiName]);
             }
-            if (uiBit == roSpec.uiNameCount)
+            if (uiBit == roRow.uiNameCount)
             {
                 return roFaults.FailAt(sAt.c_str(), "unknown name " + CRigObject::Describe(roItem) + " (known: " + sKnown + ")");
             }
         }
-        else if (!CRigObject::ParseNumber(roItem, uiBit) || uiBit < roSpec.uiMin || uiBit > roSpec.uiMax)
+        else if (!CRigObject::ParseNumber(roItem, uiBit) || uiBit < roRow.uiMin || uiBit > roRow.uiMax)
         {
-            return roFaults.FailAt(sAt.c_str(), "expected an index " + std::to_string(roSpec.uiMin) + ".." +
-                                                    std::to_string(roSpec.uiMax) + ", got " + CRigObject::Describe(roItem));
+            return roFaults.FailAt(sAt.c_str(), "expected an index " + std::to_string(roRow.uiMin) + ".." +
+                                                    std::to_string(roRow.uiMax) + ", got " + CRigObject::Describe(roItem));
         }
         if ((ruiValue & (1u << uiBit)) != 0)
         {

@@ -24,6 +24,7 @@ struct SSearchCase
     LStatus iResult;
     SParamResult oExpected;
 };
+void PrintTo(const SSearchCase& ro, std::ostream* po) { *po << ro.pszWhat; }
 
 // Worked by hand, in search order (M1 down, P1 up, M0 down; P0 = round(VCO0 x M1 / (2 P1 target))):
 // - target 90: usable pairs (M1 2, P1 2) and (M1 1, P1 1) (intermediate 180); (2, 1) gives 90

@@ -93,7 +93,7 @@ inline constexpr MUINT32 FS_B_LOCKED      = 1u << 29;  // read only
 inline constexpr MUINT32 FS_B_POWER_DOWN  = 1u << 30;
 
 // Divider ranges that the initialisation searches (the fields could hold more; these are the
-// ranges the PLLs are specified for).
+// ranges the PLLs work in).
 inline constexpr MUINT32 FS_M0_MIN = 1;
 inline constexpr MUINT32 FS_M0_MAX = 128;
 inline constexpr MUINT32 FS_M1_MIN = 1;

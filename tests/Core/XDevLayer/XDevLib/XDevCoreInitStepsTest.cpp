@@ -1,0 +1,392 @@
+// The steps of the core initialisation one by one on simulated boards: clock programming, the
+// memory controller's register sequence and polls, the memory test, port arbitration.
+#include "XDevCoreInitTestSupport.h"
+
+#include <algorithm>
+
+#include "QelVxdSimChipClocks.h"
+
+namespace
+{
+bool Contains(const std::string& rsText, const std::string& rsPart) { return rsText.find(rsPart) != std::string::npos; }
+
+// ---- Clocks.
+
+class CClockTest : public CCoreInitTest
+{
+protected:
+    CQelSimChipClocks& Clocks() { return Chip().Clocks(); }
+    static bool Near(MUINT32 uiFreq, MUINT32 uiTarget) { return uiFreq * 1000ull >= uiTarget * 989ull && uiFreq * 1000ull <= uiTarget * 1011ull; }
+};
+
+TEST_F(CClockTest, MemoryClocksRunAtTheRecordFrequencies)
+{
+    Build();
+    EXPECT_EQ(Core().ClockMemInit(), 1);
+    EXPECT_TRUE(Near(Clocks().OutputKhz(0), m_oClock.uiFS0FOut)) << Clocks().OutputKhz(0);
+    EXPECT_TRUE(Near(Clocks().OutputKhz(1), m_oClock.uiFS1FOut)) << Clocks().OutputKhz(1);
+    EXPECT_TRUE(Near(Clocks().OutputKhz(2), m_oClock.uiFS2FOut)) << Clocks().OutputKhz(2);
+    for (MUINT32 uiVideo = 0; uiVideo < 4; uiVideo++)
+    {
+        EXPECT_EQ(Board().PeekReg(0x2670 + 8 * uiVideo) & 0xC0000000, 0xC0000000u) << "unused: off";
+        EXPECT_EQ(Board().PeekReg(0x2674 + 8 * uiVideo) & 0x40000000, 0x40000000u);
+    }
+    EXPECT_EQ(Board().PeekReg(0x260C), m_oClock.uiSYS_MBECLKCTL);
+    EXPECT_EQ(Board().PeekReg(0x2610), m_oClock.uiSYS_MFECLKCTL);
+    EXPECT_EQ(Board().PeekReg(0x2638), m_oClock.auiSYS_VPECLKCTL[2]);
+    EXPECT_EQ(Board().PeekReg(0x26A0), m_oClock.uiSYS_FPGACLKCTL);
+    const CAccessLog aoWrites = Writes();
+    const auto itRange = std::find_if(aoWrites.begin(), aoWrites.end(), [](const SAccess& ro) { return ro.uiOffset == 0x360; });
+    ASSERT_NE(itRange, aoWrites.end());
+    EXPECT_EQ((itRange->uiValue >> 24) & 3, 1u) << "bus side at 500 MHz";
+    EXPECT_TRUE(Chip().MemoryClocksRunning());
+}
+
+TEST_F(CClockTest, SynthesizerIsPulsedThenProgrammedThenPolled)
+{
+    Build();
+    EXPECT_EQ(Core().InitFS(0x2650, 0x2654, 400000, 27000, 110), 1);
+    const CAccessLog aoWrites = Writes();
+    ASSERT_EQ(aoWrites.size(), 4u);
+    EXPECT_EQ(aoWrites[0], (SAccess{'W', 0x2650, 0x80000000}));
+    EXPECT_EQ(aoWrites[1], (SAccess{'W', 0x2650, 0}));
+    EXPECT_EQ(aoWrites[2].uiValue & 0xFFFFFF00, 0x01000000u) << "M0 and the enable bit only";
+    EXPECT_EQ(aoWrites[3].uiOffset, 0x2654u);
+    EXPECT_TRUE(Near(Clocks().OutputKhz(0), 400000));
+    EXPECT_EQ(m_aoLog.back(), (SAccess{'R', 0x2654, aoWrites[3].uiValue | 0x20000000})) << "stops at the lock";
+}
+
+TEST_F(CClockTest, SynthesizerThatNeverLocksIsReadAHundredTimes)
+{
+    BuildBoard(R"("faults": {"pll_no_lock": ["FS0"]})");
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().ClockMemInit(), 0); });
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(1628) Assertion failed"));
+    EXPECT_EQ(Count('R', 0x2650), 100u);
+    EXPECT_EQ(Count('R', 0x2654), 100u);
+    EXPECT_EQ(Count('W', 0x2658), 0u) << "FS1 is not reached";
+}
+
+TEST_F(CClockTest, ZeroTargetSwitchesTheSynthesizerOff)
+{
+    Build();
+    EXPECT_EQ(Core().InitFS(0x2678, 0x267C, 0, 27000, 110), 1);
+    const CAccessLog aoExpected = {{'R', 0x2678, 0}, {'R', 0x267C, 0}, {'W', 0x2678, 0xC0000000}, {'W', 0x267C, 0x40000000}};
+    EXPECT_EQ(m_aoLog, aoExpected);
+}
+
+TEST_F(CClockTest, BusSideSourceOtherThanASystemSynthesizerWritesNothing)
+{
+    SCoreSetup oSetup;
+    oSetup.fnPatch = [](tagPins10Clock& roClock, tagPins10Mem_v2&) { roClock.uiSYS_MFECLKCTL = 0x00020006; };   // VID0
+    Build(oSetup);
+    std::string sOut = Output([&] { EXPECT_EQ(Core().ClockMemInit(), 0); });
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(1563) Assertion failed"));
+    sOut = Output([&] { EXPECT_EQ(Core().ClockRegInitOnly(), 0); });
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(1450) Assertion failed"));
+    EXPECT_TRUE(m_aoLog.empty());
+}
+
+TEST_F(CClockTest, RegistersOnlyGivesBothBusSynthesizersTheHostBusFrequency)
+{
+    Build();   // HRB from FS2 at 450 MHz, MFE from FS1 (500 MHz in the record)
+    EXPECT_EQ(Core().ClockRegInitOnly(), 1);
+    EXPECT_TRUE(Near(Clocks().OutputKhz(2), m_oClock.uiFS2FOut));
+    EXPECT_TRUE(Near(Clocks().OutputKhz(1), m_oClock.uiFS2FOut)) << Clocks().OutputKhz(1);
+    EXPECT_FALSE(Clocks().IsLocked(0)) << "FS0 is not touched";
+    EXPECT_EQ(Board().PeekReg(0x2608), m_oClock.uiSYS_HRBCLKCTL);
+    EXPECT_EQ(Board().PeekReg(0x2610), m_oClock.uiSYS_MFECLKCTL);
+    EXPECT_EQ(Count('W', 0x260C), 0u) << "other domains are not touched";
+}
+
+// ---- Memory controller.
+
+// The register writes InitMctl must make for a PHY mask, from the memory record.
+CAccessLog ExpectedInitMctlWrites(const tagPins10Mem_v2& roMem, MUINT32 uiMask, MUINT32 uiMode)
+{
+    CAccessLog ao;
+    auto fnW = [&ao](MUINT32 uiOffset, MUINT32 uiValue) { ao.push_back({'W', uiOffset, uiValue}); };
+    auto fnEachPhy = [uiMask](bool bDown, auto&& rfn)
+    {
+        for (int i = 0; i < 4; i++)
+        {
+            const int iPhy = bDown ? 3 - i : i;
+            if (uiMask & (1u << iPhy))
+                rfn(1u << iPhy);
+        }
+    };
+    fnW(0x5D00, (uiMask << 2) | roMem.uiMEM_CONFIG | uiMode);
+    fnW(0x5E00, uiMask);
+    fnW(0x5D60, 0x0F0F0F00);
+    fnW(0x5D64, 0x0A0F0A00);
+    fnW(0x5D68, 0x08080800);
+    fnW(0x5DA0, 0x08080800);
+    fnW(0x5D6C, 0x060F0600);
+    for (MUINT32 uiOffset = 0x5D70; uiOffset <= 0x5D80; uiOffset += 4)
+        fnW(uiOffset, 0x070F0400);
+    fnW(0x5D84, 0x0C0F0C00);
+    fnW(0x5D88, 0x0E0F0E00);
+    for (MUINT32 uiOffset = 0x5D8C; uiOffset <= 0x5D9C; uiOffset += 4)
+        fnW(uiOffset, 0x040F0400);
+    for (const SAccess& ro : CAccessLog{{'W', 0x5C00, 0},          {'W', 0x5C04, 0x6400},     {'W', 0x5C08, 100},
+                                        {'W', 0x5C0C, 0x00640064}, {'W', 0x5C10, 0x0A100600}, {'W', 0x5C14, 0x00101020},
+                                        {'W', 0x5C18, 0x00080810}})
+        ao.push_back(ro);
+    fnW(0x5D20, roMem.uiMBE_ARB0);
+    fnW(0x5D24, 0x08601060);
+    fnW(0x5D10, roMem.uiMEM_WTST0);
+    fnW(0x5D14, roMem.uiMEM_WTST1);
+    fnW(0x5D18, roMem.uiMEM_WTST2);
+    fnW(0x5D1C, roMem.uiMEM_WTST3);
+    fnW(0x5E00, uiMask);
+    fnW(0x6018, roMem.uiMPHY_PLLCR);
+    fnW(0x603C, roMem.uiMPHY_DXCCR);
+    fnW(0x6184, roMem.uiMPHY_ZQCR1);
+    fnW(0x6054, roMem.uiMPHY_MR0);
+    fnW(0x6058, roMem.uiMPHY_MR1);
+    fnW(0x605C, roMem.uiMPHY_MR2);
+    fnW(0x6040, roMem.uiMPHY_DSGCR);
+    fnW(0x600C, roMem.uiMPHY_PGCR1);
+    fnW(0x6008, roMem.uiMPHY_PGCR0);
+    fnW(0x6178, roMem.uiMPHY_GPR0 | 1);
+    fnEachPhy(false, [&](MUINT32 uiBit) {
+        fnW(0x5E00, uiBit);
+        fnW(0x600C, roMem.uiMPHY_PGCR1 | (1u << 26));
+        fnW(0x6008, (roMem.uiMPHY_PGCR0 & ~0x3Fu) | 0x31);
+    });
+    fnW(0x5E00, uiMask);
+    fnW(0x608C, roMem.uiMPHY_PGCR2);
+    fnW(0x6004, roMem.uiMPHY_PIR);
+    fnEachPhy(true, [&](MUINT32 uiBit) { fnW(0x5E00, uiBit); });    // done polls, highest first
+    fnEachPhy(false, [&](MUINT32 uiBit) { fnW(0x5E00, uiBit); });   // error checks
+    fnW(0x5E00, uiMask);
+    const MUINT32* apuiLanes[] = {roMem.auiMPHY_DXLCDLR0, roMem.auiMPHY_DXLCDLR1, roMem.auiMPHY_DXLCDLR2, roMem.auiMPHY_DXGTR};
+    const MUINT32 auiLaneRegs[] = {0x61E0, 0x61E4, 0x61E8, 0x61F0};
+    for (int iKind = 0; iKind < 4; iKind++)
+        for (MUINT32 uiLane = 0; uiLane < 4; uiLane++)
+            fnW(auiLaneRegs[iKind] + 0x40 * uiLane, apuiLanes[iKind][uiLane]);
+    fnW(0x6178, roMem.uiMPHY_GPR0);
+    fnW(0x5D04, roMem.uiMEM_CTL0);
+    fnEachPhy(false, [&](MUINT32 uiBit) {
+        fnW(0x5E00, uiBit);
+        fnW(0x600C, roMem.uiMPHY_PGCR1 & ~(1u << 26));
+    });
+    return ao;
+}
+
+struct SMaskCase
+{
+    MUINT32 uiMask;
+    MUINT32 uiMode;
+};
+void PrintTo(const SMaskCase& ro, std::ostream* po) { *po << "mask " << ro.uiMask; }
+
+class CInitMctlTest : public CCoreInitTest, public ::testing::WithParamInterface<SMaskCase>
+{
+};
+
+TEST_P(CInitMctlTest, WritesTheSequenceForThePhyMask)
+{
+    const SMaskCase& roCase = GetParam();
+    BuildBoard("\"phys\": " + std::to_string(roCase.uiMask));
+    ASSERT_EQ(Core().ClockMemInit(), 1);
+    m_aoLog.clear();
+    Output([&] { Core().InitMctl(roCase.uiMask); });
+    EXPECT_EQ(Writes(), ExpectedInitMctlWrites(m_oMem, roCase.uiMask, roCase.uiMode));
+}
+
+INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CInitMctlTest,
+                         ::testing::Values(SMaskCase{1, 0}, SMaskCase{8, 0}, SMaskCase{3, 1}, SMaskCase{12, 1},
+                                           SMaskCase{9, 1}, SMaskCase{15, 2}));
+
+TEST_F(CCoreInitTest, InitMctlRejectsMasksWithoutAnInterleaveMode)
+{
+    Build();
+    for (MUINT32 uiMask : {0u, 7u, 11u, 13u, 14u, 16u, 0x1Fu})
+    {
+        const std::string sOut = Output([&] { EXPECT_EQ(Core().InitMctl(uiMask), -1) << uiMask; });
+        EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(783) Assertion failed"));
+    }
+    EXPECT_TRUE(m_aoLog.empty());
+}
+
+TEST_F(CCoreInitTest, TrainedTwoPhyBoardIsReady)
+{
+    SCoreSetup oSetup;
+    oSetup.puiPins = g_aucCoreInitRef2Phy;
+    Build(oSetup);
+    ASSERT_EQ(Core().ClockMemInit(), 1);
+    EXPECT_EQ(Core().InitMctl(3), 0);
+    EXPECT_TRUE(Chip().MemoryUp());
+    EXPECT_EQ(Core().ReadIndividualPhyReg(1, 0x6010) & 1, 1u) << "PHY 1 reports done";
+    EXPECT_EQ(Core().ReadIndividualPhyReg(2, 0x6010) & 1, 0u) << "PHY 2 was never started";
+}
+
+// A PHY that never finishes stops the done poll after 51 reads, before the lower PHYs are polled;
+// the error checks, lane delays, ready poll (all 50 reads) and PGCR1 release still run.
+TEST_F(CCoreInitTest, PhyThatNeverFinishesFailsWithThePollingRules)
+{
+    BuildBoard(R"("faults": {"phy_not_done": [2]})");
+    ASSERT_EQ(Core().ClockMemInit(), 1);
+    m_aoLog.clear();
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().InitMctl(0xF), -1); });
+    EXPECT_TRUE(Contains(sOut, "Memory initialization fail, Phys stay busy (may occur when memory is already initialized)\n"));
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(870) Assertion failed"));
+    MUINT32 uiSelected = 0;
+    size_t auiStatusReads[16] = {};
+    for (const SAccess& roAccess : m_aoLog)
+    {
+        if (roAccess.cKind == 'W' && roAccess.uiOffset == 0x5E00)
+            uiSelected = roAccess.uiValue;
+        if (roAccess.cKind == 'R' && roAccess.uiOffset == 0x6010)
+            auiStatusReads[uiSelected & 0xF]++;
+    }
+    EXPECT_GE(auiStatusReads[8], 2u) << "PHY 3 polled until done, then checked";
+    EXPECT_EQ(auiStatusReads[4], 52u) << "PHY 2: 51 polls and its error check";
+    EXPECT_EQ(auiStatusReads[2], 1u) << "PHY 1: its error check only";
+    EXPECT_EQ(auiStatusReads[1], 1u);
+    EXPECT_EQ(Count('R', 0x5DE4), 50u);
+    EXPECT_EQ(Count('W', 0x5D04), 1u);
+    EXPECT_FALSE(Chip().MemoryUp());
+}
+
+TEST_F(CCoreInitTest, PhyTrainingErrorFailsTheController)
+{
+    BuildBoard(R"("faults": {"phy_error": [1]})");
+    ASSERT_EQ(Core().ClockMemInit(), 1);
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().InitMctl(0xF), -1); });
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(884) Assertion failed"));
+    EXPECT_FALSE(Contains(sOut, "Phys stay busy"));
+}
+
+// ---- Memory test.
+
+TEST_F(CCoreInitTest, MemoryTestWritesEverythingThenReadsItBackInOrder)
+{
+    Build();
+    m_bLogMemory = true;
+    ASSERT_EQ(Core().InitializeHardware(), 0);
+    CAccessLog aoMemory;
+    std::copy_if(m_aoLog.begin(), m_aoLog.end(), std::back_inserter(aoMemory),
+                 [](const SAccess& ro) { return ro.cKind == 'm' || ro.cKind == 'M'; });
+    const size_t uiRunWords = 0xFFFF;
+    ASSERT_EQ(aoMemory.size(), 4 * uiRunWords);
+    for (size_t uiIndex = 0; uiIndex < 2 * uiRunWords; uiIndex++)
+    {
+        const MUINT32 uiWord = uiIndex < uiRunWords ? (MUINT32)uiIndex : (MUINT32)(0x10000 + uiIndex - uiRunWords);
+        const MUINT32 uiValue = uiIndex < uiRunWords ? uiWord : uiWord << 16;
+        ASSERT_EQ(aoMemory[uiIndex], (SAccess{'M', uiWord * 4, uiValue})) << uiIndex;
+        ASSERT_EQ(aoMemory[2 * uiRunWords + uiIndex], (SAccess{'m', uiWord * 4, uiValue})) << uiIndex;
+    }
+    EXPECT_EQ(aoMemory[2 * uiRunWords - 1].uiOffset, 0x7FFF8u) << "nothing beyond the first 512 KiB";
+    // The engine block of the system processor hands the memory to the test first.
+    const CAccessLog aoWrites = Writes();
+    const auto it = std::find(aoWrites.begin(), aoWrites.end(), SAccess{'W', 0x6804, 0x20000000});
+    ASSERT_NE(it, aoWrites.end());
+    EXPECT_EQ(it[1], (SAccess{'W', 0x6808, 0x42FE0000}));
+    EXPECT_EQ(it[2], (SAccess{'W', 0x6800, 0x00200000}));
+}
+
+// The first controller initialisation of a board with memory_fail_inits 1 has a stuck data line;
+// with 0 none has.
+class CStuckBitTest : public CCoreInitTest, public ::testing::WithParamInterface<int>
+{
+};
+
+TEST_P(CStuckBitTest, MemoryTestFailsExactlyWhenADataLineIsStuck)
+{
+    BuildBoard("\"faults\": {\"memory_fail_inits\": " + std::to_string(GetParam()) + "}");
+    ASSERT_EQ(Core().ClockMemInit(), 1);
+    ASSERT_EQ(Core().InitMctl(0xF), 0);
+    ASSERT_EQ(Context().m_poHwAccess->m_roMem.MapMemory(), 1);
+    EXPECT_EQ(Board().Dram().StuckBits() != 0, GetParam() == 1);
+    EXPECT_EQ(Core().TestMemory(), GetParam() == 1 ? 0 : 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CStuckBitTest, ::testing::Values(0, 1));
+
+TEST_F(CCoreInitTest, MemoryTestRefusesABusyController)
+{
+    SCoreSetup oSetup;
+    oSetup.sBoard = R"("faults": {"controller_not_ready": true})";
+    oSetup.bOnPrimaryBus = 1;
+    Build(oSetup);
+    m_bLogMemory = true;
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().TestMemory(), 0); });
+    EXPECT_TRUE(Contains(sOut, "Memory initialization fail: MBE stay busy\n"));
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(1042) Assertion failed"));
+    const CAccessLog aoExpected = {
+        {'R', 0x5DE4, 0}, {'W', 0x4, 0x20000000}, {'W', 0x8, 0x42FE0000}, {'W', 0x0, 0x00200000}};
+    EXPECT_EQ(m_aoLog, aoExpected) << "engine block 0 on the primary bus; no memory access";
+}
+
+// ---- Port arbitration.
+
+struct SPortCase
+{
+    const char* pszName;
+    XDevCoreInit::EPortConfig aeUse[4];
+    CAccessLog aoWrites;
+};
+void PrintTo(const SPortCase& ro, std::ostream* po) { *po << ro.pszName; }
+
+const SPortCase s_aoPortCases[] = {
+    {"AllUnused",
+     {XDevCoreInit::PORT_UNUSED, XDevCoreInit::PORT_UNUSED, XDevCoreInit::PORT_UNUSED, XDevCoreInit::PORT_UNUSED},
+     {{'W', 0x5D20, 0x40088971}, {'W', 0x5D24, 0x10601060}, {'W', 0x5C00, 0}, {'W', 0x5C04, 0x6400},
+      {'W', 0x5C08, 100}, {'W', 0x5D68, 0x08080800}, {'W', 0x5DA0, 0x08080800}, {'W', 0x5D60, 0x0F0F0F00}}},
+    {"OneDemOutTwoFpgaIn",
+     {XDevCoreInit::PORT_FPGA_IN, XDevCoreInit::PORT_DEM_OUT, XDevCoreInit::PORT_UNUSED, XDevCoreInit::PORT_FPGA_IN},
+     {{'W', 0x5D20, 0x240889A1}, {'W', 0x5D24, 0x08601060}, {'W', 0x5C00, 0x1414}, {'W', 0x5C04, 0x3C00},
+      {'W', 0x5C08, 100}, {'W', 0x5D68, 0x08080800}, {'W', 0x5DA0, 0x08080800}, {'W', 0x5D60, 0x0F0F0800}}},
+    {"FpgaOutOnly",
+     {XDevCoreInit::PORT_UNUSED, XDevCoreInit::PORT_FPGA_OUT, XDevCoreInit::PORT_FPGA_OUT, XDevCoreInit::PORT_UNUSED},
+     {{'W', 0x5D20, 0x06088361}, {'W', 0x5D24, 0x13F00070}, {'W', 0x5C00, 0x1400}, {'W', 0x5C04, 0x5000},
+      {'W', 0x5C08, 100}, {'W', 0x5D68, 0x080F0400}, {'W', 0x5DA0, 0x080F0400}, {'W', 0x5D60, 0x0F0F0800}}},
+};
+
+class CPortTest : public CCoreInitTest, public ::testing::WithParamInterface<SPortCase>
+{
+};
+
+TEST_P(CPortTest, WritesTheSharesOfTheCombination)
+{
+    Build();
+    for (MUINT32 uiPort = 0; uiPort < 4; uiPort++)
+    {
+        m_aoLog.clear();
+        EXPECT_EQ(Core().PortArbitration(uiPort, GetParam().aeUse[uiPort]), 0);
+    }
+    EXPECT_EQ(m_aoLog, GetParam().aoWrites) << "the last call has all four uses";
+}
+
+INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CPortTest, ::testing::ValuesIn(s_aoPortCases),
+                         [](const auto& roInfo) { return std::string(roInfo.param.pszName); });
+
+TEST_F(CCoreInitTest, EveryCombinationOfPortUsesHasShares)
+{
+    Build();
+    for (MUINT32 uiCombination = 0; uiCombination < 256; uiCombination++)
+    {
+        for (MUINT32 uiPort = 0; uiPort < 4; uiPort++)
+        {
+            const auto eUse = static_cast<XDevCoreInit::EPortConfig>((uiCombination >> (2 * uiPort)) & 3);
+            ASSERT_EQ(Core().PortArbitration(uiPort, eUse), 0) << uiCombination;
+        }
+    }
+}
+
+TEST_F(CCoreInitTest, PortArbitrationChecksAndRevisions)
+{
+    BuildBoard("\"chip_revision\": 0");
+    EXPECT_EQ(Core().PortArbitration(1, XDevCoreInit::PORT_FPGA_IN), 0);
+    EXPECT_EQ(Core().m_aePortConfig[1], XDevCoreInit::PORT_UNUSED) << "revision 0 has fixed shares";
+    EXPECT_TRUE(m_aoLog.empty());
+    std::string sOut = Output([&] { EXPECT_EQ(Core().PortArbitration(4, XDevCoreInit::PORT_UNUSED), -1); });
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(614) Assertion failed"));
+
+    Context().m_poTracesReg->m_uiChipRevision = 1;
+    sOut = Output([&] { EXPECT_EQ(Core().PortArbitration(2, static_cast<XDevCoreInit::EPortConfig>(9)), 0); });
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(642) Assertion failed")) << "an unknown use counts nowhere";
+    EXPECT_EQ(Board().PeekReg(0x5D20), 0x40088971u);
+}
+}  // namespace

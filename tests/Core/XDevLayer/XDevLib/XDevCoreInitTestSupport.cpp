@@ -1,0 +1,205 @@
+#include "XDevCoreInitTestSupport.h"
+
+#include <cctype>
+
+#include "QelVxdApi.h"
+#include "QelVxdPrivate.h"
+#include "XHwAccess_Vxd.h"
+#include "XPins10Helper.h"
+#include "XTracesReg.h"
+
+namespace
+{
+const PCIHANDLE hBoard = QelVxdMakePciHandle(3, 0, 0);
+const PCIHANDLE hBridge = QelVxdMakePciHandle(0, 0x1C, 0);
+
+// Forwards to the board's access objects, logging configuration accesses and, when asked,
+// memory accesses.
+template <class TBase>
+class TLoggingRes : public TBase
+{
+public:
+    TLoggingRes(TBase& roInner, CAccessLog& roLog, char cRead, const bool* pbEnabled)
+        : m_roInner(roInner), m_roLog(roLog), m_cRead(cRead), m_pbEnabled(pbEnabled)
+    {
+    }
+    int Read(MUINT32 uiOffset, MUINT32& ruiValue) override
+    {
+        const int iStatus = m_roInner.Read(uiOffset, ruiValue);
+        Log(m_cRead, uiOffset, ruiValue);
+        return iStatus;
+    }
+    int Read(MUINT32 uiOffset, MUINT8& ruiValue) override { return m_roInner.Read(uiOffset, ruiValue); }
+    int Read(MUINT32 uiOffset, MUINT8* puiBuffer, MUINT32 uiCount) override
+    {
+        return m_roInner.Read(uiOffset, puiBuffer, uiCount);
+    }
+    int Write(MUINT32 uiOffset, MUINT32 uiValue) override
+    {
+        Log((char)toupper(m_cRead), uiOffset, uiValue);
+        return m_roInner.Write(uiOffset, uiValue);
+    }
+    int Write(MUINT32 uiOffset, MUINT8 uiValue) override { return m_roInner.Write(uiOffset, uiValue); }
+    int Write(MUINT32 uiOffset, const MUINT8* puiBuffer, MUINT32 uiCount) override
+    {
+        return m_roInner.Write(uiOffset, puiBuffer, uiCount);
+    }
+
+protected:
+    void Log(char cKind, MUINT32 uiOffset, MUINT32 uiValue)
+    {
+        if (m_pbEnabled == nullptr || *m_pbEnabled)
+            m_roLog.push_back({cKind, uiOffset, uiValue});
+    }
+    TBase& m_roInner;
+    CAccessLog& m_roLog;
+    char m_cRead;
+    const bool* m_pbEnabled;
+};
+
+class CLoggingMem : public TLoggingRes<XMemAccess>
+{
+public:
+    using TLoggingRes::TLoggingRes;
+    MEMHANDLE GetMappedMemory() const override { return m_roInner.GetMappedMemory(); }
+    MUINT64 GetPhysMemory() const override { return m_roInner.GetPhysMemory(); }
+    MUINT32 GetSize() const override { return m_roInner.GetSize(); }
+    int MapMemory() override { return m_roInner.MapMemory(); }
+    int UnMapMemory() override { return m_roInner.UnMapMemory(); }
+};
+
+struct SLoggingParts
+{
+    SLoggingParts(XHwAccessVxd& roInner, CAccessLog& roLog, const bool& rbLogMemory)
+        : m_oCfg(roInner.m_oCfg, roLog, 'c', nullptr), m_oMem(roInner.m_oMm, roLog, 'm', &rbLogMemory)
+    {
+    }
+    TLoggingRes<XCfgAccess> m_oCfg;
+    CLoggingMem m_oMem;
+};
+
+struct SInnerAccess
+{
+    std::unique_ptr<XHwAccessVxd> m_poInner{new XHwAccessVxd(hBoard, hBridge)};
+};
+
+// The board's hardware access with logging configuration and memory accesses; register accesses
+// are logged by the trace manager instead.
+class CLoggingHwAccess : private SInnerAccess, private SLoggingParts, public XHwAccess
+{
+public:
+    CLoggingHwAccess(CAccessLog& roLog, const bool& rbLogMemory)
+        : SLoggingParts(*m_poInner, roLog, rbLogMemory), XHwAccess(m_oCfg, m_oMem, m_poInner->m_oReg)
+    {
+    }
+    int RetrainLink() override { return m_poInner->RetrainLink(); }
+};
+}  // namespace
+
+std::ostream& operator<<(std::ostream& roOut, const SAccess& roAccess)
+{
+    return roOut << roAccess.cKind << " 0x" << std::hex << roAccess.uiOffset << " 0x" << roAccess.uiValue << std::dec;
+}
+
+LStatus CRegisterLog::Add(const XTrace& roTrace, LStatus)
+{
+    const MUINT16 uiTag = roTrace.GetTag();
+    if (uiTag == XTracesReg::msc_uiTagReadDword || uiTag == XTracesReg::msc_uiTagWriteDword)
+    {
+        m_roLog.push_back({uiTag == XTracesReg::msc_uiTagReadDword ? 'R' : 'W', (MUINT32)roTrace.GetArg(0),
+                           (MUINT32)roTrace.GetArg(1)});
+    }
+    return 1;
+}
+
+LStatus CSimPin::AcquireIOPin(MUINT32 uiTimeoutMs, MUINT32& ruiSessionId)
+{
+    m_rasLog.push_back(std::string("acquire ") + m_szName.GetString() + " " + std::to_string(uiTimeoutMs));
+    ruiSessionId = 7;
+    return m_iAcquire;
+}
+
+LStatus CSimPin::SetDirection(MUINT32 uiSessionId, EPinDirection eDirection)
+{
+    m_rasLog.push_back(std::string("direction ") + m_szName.GetString() + " " + std::to_string(uiSessionId) + " " +
+                       std::to_string(eDirection));
+    return 0;
+}
+
+LStatus CSimPin::SetState(MUINT32 uiSessionId, EPinState eState)
+{
+    m_rasLog.push_back(std::string("state ") + m_szName.GetString() + " " + std::to_string(uiSessionId) + " " +
+                       std::to_string(eState));
+    if (eState == PIN_STATE_HIGH && m_szName == CMString("HB4_SRST"))
+    {
+        CQelSimChip::Of(*QelVxdSim_Current()->FindBoard(hBoard))->PulseResetPin();
+    }
+    return 0;
+}
+
+LStatus CSimPin::ReleaseIOPin(MUINT32 uiSessionId)
+{
+    m_rasLog.push_back(std::string("release ") + m_szName.GetString() + " " + std::to_string(uiSessionId));
+    return 0;
+}
+
+void CCoreInitTest::SetUp()
+{
+    OsServices::GetMsgLevel(&m_abMsgLevel[0], &m_abMsgLevel[1], &m_abMsgLevel[2]);
+    OsServices::SetMsgLevel(1, 1, 1);   // the sequence's progress messages are on the debug channel
+}
+
+void CCoreInitTest::TearDown()
+{
+    m_poCore.reset();
+    delete m_poContext;
+    m_poContext = nullptr;
+    m_poOs.reset();
+    QelVxdSetBackendForTest(nullptr);
+    QelVxdSim_Unload();
+    OsServices::SetMsgLevel(m_abMsgLevel[0], m_abMsgLevel[1], m_abMsgLevel[2]);
+}
+
+void CCoreInitTest::Build(const SCoreSetup& roSetup)
+{
+    const std::string sRig = R"({"bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 3}],
+        "boards": [{"bus": 3, "device": 0, "function": 0)" +
+                             (roSetup.sBoard.empty() ? "" : ", " + roSetup.sBoard) + "}]}";
+    std::string sError;
+    const SQelVxdBackend* poBackend = QelVxdSim_LoadRigText(sRig, "/tmp", sError);
+    ASSERT_NE(poBackend, nullptr) << sError;
+    QelVxdSetBackendForTest(poBackend);
+    m_poBoard = QelVxdSim_Current()->FindBoard(hBoard);
+
+    ASSERT_TRUE(XPins10Helper::GetPinsClock(roSetup.puiPins, &m_oClock));
+    ASSERT_TRUE(XPins10Helper::GetPinsMemoryConfig(roSetup.puiPins, &m_oMem));
+    if (roSetup.fnPatch)
+        roSetup.fnPatch(m_oClock, m_oMem);
+
+    m_poOs = std::make_unique<OsServices>();
+    m_poContext = new XContext(m_poOs.get(), new CLoggingHwAccess(m_aoLog, m_bLogMemory), new CRegisterLog(m_aoLog));
+    ASSERT_TRUE(m_poContext->IsInitialized());
+    m_poCore = std::make_unique<XDevCoreInitHb4>(*m_poContext->m_poServicesCore, m_oClock, m_oMem, roSetup.bOnPrimaryBus,
+                                                 roSetup.bOnBoard, roSetup.eOption, roSetup.bForceReset);
+}
+
+CAccessLog CCoreInitTest::Writes() const
+{
+    CAccessLog aoWrites;
+    for (const SAccess& roAccess : m_aoLog)
+    {
+        if (roAccess.cKind == 'W')
+            aoWrites.push_back(roAccess);
+    }
+    return aoWrites;
+}
+
+size_t CCoreInitTest::Count(char cKind, MUINT32 uiOffset) const
+{
+    size_t uiCount = 0;
+    for (const SAccess& roAccess : m_aoLog)
+    {
+        uiCount += roAccess.cKind == cKind && roAccess.uiOffset == uiOffset ? 1 : 0;
+    }
+    return uiCount;
+}
