@@ -139,16 +139,6 @@ TEST_F(Pins10LookupTest, MissingKindStopsAtEndBlock)
     EXPECT_EQ(0u, XPins10Helper::GetPinsLimitation(m_auiChain.data(), &oLimitation));
 }
 
-TEST_F(Pins10LookupTest, CopyIsCutToTheMaximum)
-{
-    MUINT8 auiOut[4] = {};
-    MUINT32 uiCopied = 0;
-    EXPECT_TRUE(Pins10CopyBlockData(m_auiChain.data(), PINS10_SIGNATURE_CPU, 0, 2, &uiCopied, auiOut));
-    EXPECT_EQ(2u, uiCopied);
-    EXPECT_EQ(0x01, auiOut[0]);
-    EXPECT_EQ(0x00, auiOut[2]);
-}
-
 TEST(Pins10Lookup, ElementPastItsBlockDataIsAbsent)
 {
     // The list claims 3 items but its data length holds only 2.
