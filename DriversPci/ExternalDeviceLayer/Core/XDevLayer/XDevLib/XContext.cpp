@@ -14,6 +14,7 @@
 #include "XInterruptHandler.h"
 #include "XInterruptMgr.h"
 #include "XIoPin.h"
+#include "XPtrRegistry.h"
 #include "XServices.h"
 #include "XServicesCore.h"
 #include "XTracesMgr.h"
@@ -42,29 +43,21 @@ void CopyText(MCHAR8* pszDestination, MUINT32 uiSize, const MCHAR8* pszText)
     pszDestination[uiLength] = 0;
 }
 
-// Registers pElement in an array registry: 0; -2 null, -1 already there.
+// Registers poElement in an array registry and hands it to the context's owned objects.
 template <class TYPE>
-LStatus AddUnique(CMArray<TYPE*, TYPE*>& rdapoRegistry, TYPE* poElement)
+LStatus AddOwned(CMArray<TYPE*, TYPE*>& rdapoRegistry, TYPE* poElement, CMArray<XObject*, XObject*>& rdapoOwned)
 {
-    if (poElement == nullptr)
-        return -2;
-    if (rdapoRegistry.Contains(poElement))
-        return -1;
-    rdapoRegistry.Add(poElement);
-    return 0;
+    const LStatus iResult = XPtrRegistryAdd(rdapoRegistry, poElement);
+    if (iResult == 0 && !rdapoOwned.Contains(poElement))
+        rdapoOwned.Add(poElement);
+    return iResult;
 }
 
-// The element at uiIndex of an array registry, or null.
+// Registers poElement under uiIndex in a map registry (0; -2 null, -1 index taken) and hands it
+// to the context's owned objects.
 template <class TYPE>
-TYPE* ElementOrNull(const CMArray<TYPE*, TYPE*>& rdapoRegistry, MUINT32 uiIndex)
-{
-    return (uiIndex < static_cast<MUINT32>(rdapoRegistry.GetSize())) ? rdapoRegistry[static_cast<MINT32>(uiIndex)]
-                                                                      : nullptr;
-}
-
-// Registers pElement under uiIndex in a map registry: 0; -2 null, -1 index taken.
-template <class TYPE>
-LStatus MapRegister(CMMap<MUINT32, TYPE*, MUINT32, TYPE*>& rmappoRegistry, MUINT32 uiIndex, TYPE* poElement)
+LStatus MapRegisterOwned(CMMap<MUINT32, TYPE*, MUINT32, TYPE*>& rmappoRegistry, MUINT32 uiIndex, TYPE* poElement,
+                         CMArray<XObject*, XObject*>& rdapoOwned)
 {
     if (poElement == nullptr)
         return -2;
@@ -72,6 +65,8 @@ LStatus MapRegister(CMMap<MUINT32, TYPE*, MUINT32, TYPE*>& rmappoRegistry, MUINT
     if (rmappoRegistry.Lookup(uiIndex, poExisting))
         return -1;
     rmappoRegistry.SetAt(uiIndex, poElement);
+    if (!rdapoOwned.Contains(poElement))
+        rdapoOwned.Add(poElement);
     return 0;
 }
 
@@ -238,12 +233,6 @@ XContext::~XContext()
     delete m_poTracesReg;
     delete m_poTracesMgr;
     delete m_poHwAccess;
-}
-
-void XContext::Own(XObject* poObject)
-{
-    if (!m_dapoRegistredObject.Contains(poObject))
-        m_dapoRegistredObject.Add(poObject);
 }
 
 // ================================================================================================
@@ -485,34 +474,22 @@ XAudioIn* XContext::GetAudioIn(MUINT32 uiIndex) const { return MapLookup(m_mappo
 
 LStatus XContext::RegisterVideoOut(MUINT32 uiIndex, XVideoOut* poVideoOut)
 {
-    const LStatus iResult = MapRegister(m_mappoVideoOut, uiIndex, poVideoOut);
-    if (iResult == 0)
-        Own(poVideoOut);
-    return iResult;
+    return MapRegisterOwned(m_mappoVideoOut, uiIndex, poVideoOut, m_dapoRegistredObject);
 }
 
 LStatus XContext::RegisterAudioOut(MUINT32 uiIndex, XAudioOut* poAudioOut)
 {
-    const LStatus iResult = MapRegister(m_mappoAudioOut, uiIndex, poAudioOut);
-    if (iResult == 0)
-        Own(poAudioOut);
-    return iResult;
+    return MapRegisterOwned(m_mappoAudioOut, uiIndex, poAudioOut, m_dapoRegistredObject);
 }
 
 LStatus XContext::RegisterVideoIn(MUINT32 uiIndex, XVideoIn* poVideoIn)
 {
-    const LStatus iResult = MapRegister(m_mappoVideoIn, uiIndex, poVideoIn);
-    if (iResult == 0)
-        Own(poVideoIn);
-    return iResult;
+    return MapRegisterOwned(m_mappoVideoIn, uiIndex, poVideoIn, m_dapoRegistredObject);
 }
 
 LStatus XContext::RegisterAudioIn(MUINT32 uiIndex, XAudioIn* poAudioIn)
 {
-    const LStatus iResult = MapRegister(m_mappoAudioIn, uiIndex, poAudioIn);
-    if (iResult == 0)
-        Own(poAudioIn);
-    return iResult;
+    return MapRegisterOwned(m_mappoAudioIn, uiIndex, poAudioIn, m_dapoRegistredObject);
 }
 
 LStatus XContext::UnRegisterVideoOut(MUINT32 uiIndex) { return MapUnregister(m_mappoVideoOut, uiIndex); }
@@ -525,10 +502,7 @@ LStatus XContext::UnRegisterAudioIn(MUINT32 uiIndex) { return MapUnregister(m_ma
 
 LStatus XContext::RegisterFpgaPort(MUINT32 uiIndex, XFpgaPort* poPort)
 {
-    const LStatus iResult = MapRegister(m_mappoXFpgaPort, uiIndex, poPort);
-    if (iResult == 0)
-        Own(poPort);
-    return iResult;
+    return MapRegisterOwned(m_mappoXFpgaPort, uiIndex, poPort, m_dapoRegistredObject);
 }
 
 XFpgaPort* XContext::GetFpgaPort(MUINT32 uiIndex) const { return MapLookup(m_mappoXFpgaPort, uiIndex); }
@@ -587,39 +561,27 @@ LStatus XContext::StoreFpgaVOut(MUINT32 uiPort, XVideoOut* poVideoOut)
 
 LStatus XContext::RegisterI2cBus(XI2cBus* poBus)
 {
-    const LStatus iResult = AddUnique(m_dapoXI2c, poBus);
-    if (iResult == 0)
-        Own(poBus);
-    return iResult;
+    return AddOwned(m_dapoXI2c, poBus, m_dapoRegistredObject);
 }
 
 LStatus XContext::RegisterEnumerableI2cBus(XI2cBus* poBus)
 {
-    const LStatus iResult = AddUnique(m_dapoXI2cEnumerable, poBus);
-    if (iResult == 0)
-        Own(poBus);
-    return iResult;
+    return AddOwned(m_dapoXI2cEnumerable, poBus, m_dapoRegistredObject);
 }
 
-XI2cBus* XContext::GetI2cBus(MUINT32 uiIndex) const { return ElementOrNull(m_dapoXI2c, uiIndex); }
+XI2cBus* XContext::GetI2cBus(MUINT32 uiIndex) const { return XPtrRegistryAt(m_dapoXI2c, uiIndex); }
 
 LStatus XContext::RegisterEnumerableIoPin(XIoPin* poPin)
 {
-    const LStatus iResult = AddUnique(m_dapoXIoEnumerable, poPin);
-    if (iResult == 0)
-        Own(poPin);
-    return iResult;
+    return AddOwned(m_dapoXIoEnumerable, poPin, m_dapoRegistredObject);
 }
 
 LStatus XContext::RegisterEnableIoPin(XIoPin* poPin)
 {
-    const LStatus iResult = AddUnique(m_dapoXPinCtrl, poPin);
-    if (iResult == 0)
-        Own(poPin);
-    return iResult;
+    return AddOwned(m_dapoXPinCtrl, poPin, m_dapoRegistredObject);
 }
 
-XIoPin* XContext::GetIoPin(MUINT32 uiIndex) const { return ElementOrNull(m_dapoXIoEnumerable, uiIndex); }
+XIoPin* XContext::GetIoPin(MUINT32 uiIndex) const { return XPtrRegistryAt(m_dapoXIoEnumerable, uiIndex); }
 
 LStatus XContext::FindIoPinIndex(const MCHAR8* pszName, MUINT32& ruiIndex) const
 {
@@ -636,14 +598,11 @@ LStatus XContext::FindIoPinIndex(const MCHAR8* pszName, MUINT32& ruiIndex) const
     return -1;
 }
 
-XLedCtrl* XContext::GetLedCtrl(MUINT32 uiIndex) const { return ElementOrNull(m_dapoLedCtrl, uiIndex); }
+XLedCtrl* XContext::GetLedCtrl(MUINT32 uiIndex) const { return XPtrRegistryAt(m_dapoLedCtrl, uiIndex); }
 
 LStatus XContext::AddLedCtrl(XLedCtrl* poLedCtrl)
 {
-    const LStatus iResult = AddUnique(m_dapoLedCtrl, poLedCtrl);
-    if (iResult == 0)
-        Own(poLedCtrl);
-    return iResult;
+    return AddOwned(m_dapoLedCtrl, poLedCtrl, m_dapoRegistredObject);
 }
 
 // ================================================================================================

@@ -211,8 +211,6 @@ public:
     MCHAR8                 m_szHardWareMalfunction[msc_uiMalfunctionTextSize];
 
 private:
-    // Takes ownership of an object given to a Register... or Add... call (once).
-    void Own(XObject* poObject);
     // Resets poDevice after the devices it depends on, unless it is marked done.
     void ResetWithDependencies(XDev* poDevice, int iMode, CMMap<XDev*, int, XDev*, int>& roDone);
 };

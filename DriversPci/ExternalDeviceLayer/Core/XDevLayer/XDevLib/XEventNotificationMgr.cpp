@@ -1,6 +1,7 @@
 #include "XEventNotificationMgr.h"
 
 #include "OsServices.h"
+#include "XPtrRegistry.h"
 
 XEventNotificationMgr::XEventNotificationMgr(OsServices* poOsServices) : m_poOsServices(poOsServices)
 {
@@ -10,21 +11,12 @@ XEventNotificationMgr::XEventNotificationMgr(OsServices* poOsServices) : m_poOsS
 
 LStatus XEventNotificationMgr::RegisterEvent(SHEvent hEvent)
 {
-    if (hEvent == nullptr)
-        return -2;
-    if (m_dahEvent.Contains(hEvent))
-        return -1;
-    m_dahEvent.Add(hEvent);
-    return 0;
+    return XPtrRegistryAdd(m_dahEvent, hEvent);
 }
 
 LStatus XEventNotificationMgr::UnregisterEvent(SHEvent hEvent)
 {
-    const MINT32 iIndex = m_dahEvent.Find(hEvent);
-    if (iIndex < 0)
-        return -1;
-    m_dahEvent.RemoveAt(iIndex);
-    return 0;
+    return XPtrRegistryRemove(m_dahEvent, hEvent);
 }
 
 MUINT32 XEventNotificationMgr::Notify()

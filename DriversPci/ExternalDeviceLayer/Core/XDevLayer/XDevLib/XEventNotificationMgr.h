@@ -18,7 +18,7 @@ public:
 
     // 0; -2 for a null event, -1 when it is already registered. The event stays the client's.
     LStatus RegisterEvent(SHEvent hEvent);
-    // 0; -1 when it is not registered.
+    // 0; -2 for a null event, -1 when it is not registered.
     LStatus UnregisterEvent(SHEvent hEvent);
     // Triggers every registered event; the number triggered.
     MUINT32 Notify();

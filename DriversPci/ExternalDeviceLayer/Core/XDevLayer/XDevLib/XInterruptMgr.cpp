@@ -4,6 +4,7 @@
 
 #include "OsServices.h"
 #include "QelAssert.h"
+#include "XPtrRegistry.h"
 
 MUINT32 XInterruptAlgoDummy::GetNbOfInterrupt(EInterruptType eType)
 {
@@ -38,31 +39,28 @@ XInterruptMgr::~XInterruptMgr()
 
 LStatus XInterruptMgr::AddHandler(XInterruptHandler* poHandler)
 {
-    if (poHandler == nullptr)
-        return -2;
-    if (m_dapoInterruptHandler.Contains(poHandler))
-        return -1;
-    m_dapoInterruptHandler.Add(poHandler);
-    return 0;
+    return XPtrRegistryAdd(m_dapoInterruptHandler, poHandler);
 }
 
 LStatus XInterruptMgr::RemoveHandler(XInterruptHandler* poHandler)
 {
+    return XPtrRegistryRemove(m_dapoInterruptHandler, poHandler);
+}
+
+LStatus XInterruptMgr::CheckHandler(const XInterruptHandler* poHandler) const
+{
     if (poHandler == nullptr)
         return -2;
-    const MINT32 iIndex = m_dapoInterruptHandler.Find(poHandler);
-    if (iIndex < 0)
+    if (!m_dapoInterruptHandler.Contains(const_cast<XInterruptHandler*>(poHandler)) || m_poAlgo == nullptr)
         return -1;
-    m_dapoInterruptHandler.RemoveAt(iIndex);
     return 0;
 }
 
 LStatus XInterruptMgr::EnableHandler(XInterruptHandler* poHandler)
 {
-    if (poHandler == nullptr)
-        return -2;
-    if (!m_dapoInterruptHandler.Contains(poHandler) || m_poAlgo == nullptr)
-        return -1;
+    const LStatus iCheck = CheckHandler(poHandler);
+    if (iCheck < 0)
+        return iCheck;
     poHandler->m_bIsEnabled = TRUE;
     if (!m_bIsEnabled)
         return 0;   // armed by Enable
@@ -71,10 +69,9 @@ LStatus XInterruptMgr::EnableHandler(XInterruptHandler* poHandler)
 
 LStatus XInterruptMgr::DisableHandler(XInterruptHandler* poHandler)
 {
-    if (poHandler == nullptr)
-        return -2;
-    if (!m_dapoInterruptHandler.Contains(poHandler) || m_poAlgo == nullptr)
-        return -1;
+    const LStatus iCheck = CheckHandler(poHandler);
+    if (iCheck < 0)
+        return iCheck;
     poHandler->m_bIsEnabled = FALSE;
     return m_poAlgo->DisableInterrupt(poHandler->m_eType, poHandler->m_uiNumber);
 }

@@ -91,6 +91,8 @@ public:
     volatile MBOOL32 m_bIsEnabled;
 
 private:
+    // 0 for a registered handler (with an algorithm to arm it); -2 null, -1 otherwise.
+    LStatus CheckHandler(const XInterruptHandler* poHandler) const;
     static void* DpcThread(void* pvManager);
     LStatus StartDpcThread();
     void StopDpcThread();
