@@ -123,8 +123,8 @@ protected:
 
     CAccessLog m_aoLog;
     bool m_bLogMemory = false;   // memory accesses are many: recorded only when asked
-    tagPins10Clock m_oClock{};
-    tagPins10Mem_v2 m_oMem{};
+    alignas(4) tagPins10Clock m_oClock{};   // the records the device was made from
+    alignas(4) tagPins10Mem_v2 m_oMem{};
 
 private:
     std::unique_ptr<OsServices> m_poOs;

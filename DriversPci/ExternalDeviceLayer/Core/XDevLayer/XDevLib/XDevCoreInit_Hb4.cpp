@@ -820,24 +820,40 @@ bool XDevCoreInitHb4::SystemSynthesizerOf(MUINT32 uiClkCtl, MUINT32& ruiIndex, M
     }
 }
 
-void XDevCoreInitHb4::SetHostClockRange(MUINT32 uiBusFreq) const
+bool XDevCoreInitHb4::StartClockProgramming(int iMfeSourceLine, MUINT32& ruiMfeSynthesizer)
 {
-    const MUINT32 uiRange = uiBusFreq >= HST_CLK_HIGH_FROM_KHZ ? HST_CLK_RANGE_HIGH : HST_CLK_RANGE_LOW;
+    // The bus-side domain (MFE) must run from a system synthesizer; its frequency sets the host
+    // interface's clock range.
+    MUINT32 uiMfeFreq = 0;
+    if (!SystemSynthesizerOf(m_oPinsClock.uiSYS_MFECLKCTL, ruiMfeSynthesizer, uiMfeFreq))
+    {
+        QEL_ASSERT_REPORT_AT(iMfeSourceLine);
+        return false;
+    }
+    const MUINT32 uiRange = uiMfeFreq >= HST_CLK_HIGH_FROM_KHZ ? HST_CLK_RANGE_HIGH : HST_CLK_RANGE_LOW;
     ModifyReg(RegHST_EEPROMBYP, HST_CLK_RANGE_MASK, uiRange << HST_CLK_RANGE_SHIFT);
+    WriteReg(RegSYS_CTL, m_oPinsClock.uiSYS_CTL);
+    WaitUs(msc_uiClockSettleUs);
+    return true;
+}
+
+bool XDevCoreInitHb4::ProgramSynthesizer(MUINT32 uiRegA, MUINT32 uiFreq, int iFailureLine)
+{
+    if (!InitFS(uiRegA, FsRegB(uiRegA), uiFreq, m_oPinsClock.uiFreqRef, msc_uiFsTolerance))
+    {
+        QEL_ASSERT_REPORT_AT(iFailureLine);
+        return false;
+    }
+    return true;
 }
 
 MBOOL32 XDevCoreInitHb4::ClockMemInit()
 {
-    MUINT32 uiBusSynthesizer = 0;
-    MUINT32 uiBusFreq = 0;
-    if (!SystemSynthesizerOf(m_oPinsClock.uiSYS_MFECLKCTL, uiBusSynthesizer, uiBusFreq))
+    MUINT32 uiMfe = 0;
+    if (!StartClockProgramming(LINE_MFE_SOURCE, uiMfe))
     {
-        QEL_ASSERT_REPORT_AT(LINE_MFE_SOURCE);
         return 0;
     }
-    SetHostClockRange(uiBusFreq);
-    WriteReg(RegSYS_CTL, m_oPinsClock.uiSYS_CTL);
-    WaitUs(msc_uiClockSettleUs);
 
     // Every domain runs from the oscillator while the synthesizers are reprogrammed.
     for (const SClockDomain& roDomain : msc_aoClockDomains)
@@ -851,20 +867,15 @@ MBOOL32 XDevCoreInitHb4::ClockMemInit()
     const int aiSystemLine[FS_SYSTEM_COUNT] = {LINE_FS0, LINE_FS1, LINE_FS2};
     for (MUINT32 uiFs = 0; uiFs < FS_SYSTEM_COUNT; uiFs++)
     {
-        const MUINT32 uiRegA = FsSystemRegA(uiFs);
-        if (!InitFS(uiRegA, FsRegB(uiRegA), auiSystemFreq[uiFs], m_oPinsClock.uiFreqRef, msc_uiFsTolerance))
+        if (!ProgramSynthesizer(FsSystemRegA(uiFs), auiSystemFreq[uiFs], aiSystemLine[uiFs]))
         {
-            QEL_ASSERT_REPORT_AT(aiSystemLine[uiFs]);
             return 0;
         }
     }
     for (MUINT32 uiFs = 0; uiFs < FS_VIDEO_COUNT; uiFs++)
     {
-        const MUINT32 uiRegA = FsVideoRegA(uiFs);
-        if (!InitFS(uiRegA, FsRegB(uiRegA), m_oPinsClock.uiFSVidFOut[uiFs], m_oPinsClock.uiFreqRef,
-                    msc_uiFsTolerance))
+        if (!ProgramSynthesizer(FsVideoRegA(uiFs), m_oPinsClock.uiFSVidFOut[uiFs], LINE_FS_VIDEO))
         {
-            QEL_ASSERT_REPORT_AT(LINE_FS_VIDEO);
             return 0;
         }
     }
@@ -891,36 +902,21 @@ MBOOL32 XDevCoreInitHb4::ClockRegInitOnly()
         return 0;
     }
     MUINT32 uiMfe = 0;
-    MUINT32 uiMfeFreq = 0;
-    if (!SystemSynthesizerOf(m_oPinsClock.uiSYS_MFECLKCTL, uiMfe, uiMfeFreq))
+    if (!StartClockProgramming(LINE_MFE_SOURCE_BUS_ONLY, uiMfe))
     {
-        QEL_ASSERT_REPORT_AT(LINE_MFE_SOURCE_BUS_ONLY);
         return 0;
     }
-    SetHostClockRange(uiMfeFreq);
-    WriteReg(RegSYS_CTL, m_oPinsClock.uiSYS_CTL);
-    WaitUs(msc_uiClockSettleUs);
 
     WriteReg(RegSYS_HRBCLKCTL, CLKCTL_PARKED_ON_OSC);
     WriteReg(RegSYS_MFECLKCTL, CLKCTL_PARKED_ON_OSC);
     WaitUs(msc_uiClockSettleUs);
 
-    const MUINT32 uiHrbRegA = FsSystemRegA(uiHrb);
-    if (!InitFS(uiHrbRegA, FsRegB(uiHrbRegA), uiHrbFreq, m_oPinsClock.uiFreqRef, msc_uiFsTolerance))
-    {
-        QEL_ASSERT_REPORT_AT(LINE_HRB_SYNTHESIZER);
-        return 0;
-    }
     // A separate MFE synthesizer gets the HRB frequency as well: both bus-side domains run at
     // the host request bus rate in this mode.
-    if (uiMfe != uiHrb)
+    if (!ProgramSynthesizer(FsSystemRegA(uiHrb), uiHrbFreq, LINE_HRB_SYNTHESIZER) ||
+        (uiMfe != uiHrb && !ProgramSynthesizer(FsSystemRegA(uiMfe), uiHrbFreq, LINE_MFE_SYNTHESIZER)))
     {
-        const MUINT32 uiMfeRegA = FsSystemRegA(uiMfe);
-        if (!InitFS(uiMfeRegA, FsRegB(uiMfeRegA), uiHrbFreq, m_oPinsClock.uiFreqRef, msc_uiFsTolerance))
-        {
-            QEL_ASSERT_REPORT_AT(LINE_MFE_SYNTHESIZER);
-            return 0;
-        }
+        return 0;
     }
 
     WaitUs(msc_uiClockSettleUs);

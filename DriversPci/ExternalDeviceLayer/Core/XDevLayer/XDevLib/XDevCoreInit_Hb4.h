@@ -98,8 +98,10 @@ public:
     std::unique_ptr<XCascadedPll> m_ptoAlgo;
     XContext& m_roXContext;
     MUINT32 m_uiEngine;
-    tagPins10Clock m_oPinsClock;
-    tagPins10Mem_v2 m_oPinsMem;
+    // The records are byte-packed; their copies are kept word-aligned so that their words can be
+    // read in place.
+    alignas(4) tagPins10Clock m_oPinsClock;
+    alignas(4) tagPins10Mem_v2 m_oPinsMem;
     MBOOL32 m_bSystemProcessorOnBoard;
     EPortConfig m_aePortConfig[msc_uiPortCount];
     MBOOL32 m_bForceGlobalReset;
@@ -122,7 +124,12 @@ private:
     // Target and synthesizer index (0-2) of a clock-control word whose source is a system
     // synthesizer; false for any other source.
     bool SystemSynthesizerOf(MUINT32 uiClkCtl, MUINT32& ruiIndex, MUINT32& ruiFreq) const;
-    void SetHostClockRange(MUINT32 uiBusFreq) const;
+    // First steps of both clock programmings: the MFE source check (reported at iMfeSourceLine),
+    // the host interface's clock range and the system control word.
+    bool StartClockProgramming(int iMfeSourceLine, MUINT32& ruiMfeSynthesizer);
+    // InitFS of the synthesizer at uiRegA from the board's reference; a failure is reported at
+    // iFailureLine.
+    bool ProgramSynthesizer(MUINT32 uiRegA, MUINT32 uiFreq, int iFailureLine);
     MBOOL32 ResetThroughRegister();
     MBOOL32 ResetThroughPins();
     void LinkCheck();
