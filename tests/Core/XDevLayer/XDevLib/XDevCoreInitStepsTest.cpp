@@ -3,6 +3,7 @@
 #include "XDevCoreInitTestSupport.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "QelVxdSimChipClocks.h"
 
@@ -104,72 +105,44 @@ TEST_F(CClockTest, RegistersOnlyGivesBothBusSynthesizersTheHostBusFrequency)
 CAccessLog ExpectedInitMctlWrites(const tagPins10Mem_v2& roMem, MUINT32 uiMask, MUINT32 uiMode)
 {
     CAccessLog ao;
-    auto fnW = [&ao](MUINT32 uiOffset, MUINT32 uiValue) { ao.push_back({'W', uiOffset, uiValue}); };
+    auto fnW = [&ao](std::initializer_list<std::pair<MUINT32, MUINT32>> aoWrites)
+    {
+        for (const auto& ro : aoWrites)
+            ao.push_back({'W', ro.first, ro.second});
+    };
     auto fnEachPhy = [uiMask](bool bDown, auto&& rfn)
     {
         for (int i = 0; i < 4; i++)
-        {
-            const int iPhy = bDown ? 3 - i : i;
-            if (uiMask & (1u << iPhy))
-                rfn(1u << iPhy);
-        }
+            if (uiMask & (1u << (bDown ? 3 - i : i)))
+                rfn(1u << (bDown ? 3 - i : i));
     };
-    fnW(0x5D00, (uiMask << 2) | roMem.uiMEM_CONFIG | uiMode);
-    fnW(0x5E00, uiMask);
-    fnW(0x5D60, 0x0F0F0F00);
-    fnW(0x5D64, 0x0A0F0A00);
-    fnW(0x5D68, 0x08080800);
-    fnW(0x5DA0, 0x08080800);
-    fnW(0x5D6C, 0x060F0600);
-    for (MUINT32 uiOffset = 0x5D70; uiOffset <= 0x5D80; uiOffset += 4)
-        fnW(uiOffset, 0x070F0400);
-    fnW(0x5D84, 0x0C0F0C00);
-    fnW(0x5D88, 0x0E0F0E00);
+    fnW({{0x5D00, (uiMask << 2) | roMem.uiMEM_CONFIG | uiMode}, {0x5E00, uiMask}, {0x5D60, 0x0F0F0F00},
+         {0x5D64, 0x0A0F0A00}, {0x5D68, 0x08080800}, {0x5DA0, 0x08080800}, {0x5D6C, 0x060F0600}});
+    for (MUINT32 uiOffset = 0x5D70; uiOffset <= 0x5D88; uiOffset += 4)
+        fnW({{uiOffset, uiOffset == 0x5D84 ? 0x0C0F0C00 : uiOffset == 0x5D88 ? 0x0E0F0E00 : 0x070F0400}});
     for (MUINT32 uiOffset = 0x5D8C; uiOffset <= 0x5D9C; uiOffset += 4)
-        fnW(uiOffset, 0x040F0400);
-    for (const SAccess& ro : CAccessLog{{'W', 0x5C00, 0},          {'W', 0x5C04, 0x6400},     {'W', 0x5C08, 100},
-                                        {'W', 0x5C0C, 0x00640064}, {'W', 0x5C10, 0x0A100600}, {'W', 0x5C14, 0x00101020},
-                                        {'W', 0x5C18, 0x00080810}})
-        ao.push_back(ro);
-    fnW(0x5D20, roMem.uiMBE_ARB0);
-    fnW(0x5D24, 0x08601060);
-    fnW(0x5D10, roMem.uiMEM_WTST0);
-    fnW(0x5D14, roMem.uiMEM_WTST1);
-    fnW(0x5D18, roMem.uiMEM_WTST2);
-    fnW(0x5D1C, roMem.uiMEM_WTST3);
-    fnW(0x5E00, uiMask);
-    fnW(0x6018, roMem.uiMPHY_PLLCR);
-    fnW(0x603C, roMem.uiMPHY_DXCCR);
-    fnW(0x6184, roMem.uiMPHY_ZQCR1);
-    fnW(0x6054, roMem.uiMPHY_MR0);
-    fnW(0x6058, roMem.uiMPHY_MR1);
-    fnW(0x605C, roMem.uiMPHY_MR2);
-    fnW(0x6040, roMem.uiMPHY_DSGCR);
-    fnW(0x600C, roMem.uiMPHY_PGCR1);
-    fnW(0x6008, roMem.uiMPHY_PGCR0);
-    fnW(0x6178, roMem.uiMPHY_GPR0 | 1);
+        fnW({{uiOffset, 0x040F0400}});
+    fnW({{0x5C00, 0}, {0x5C04, 0x6400}, {0x5C08, 100}, {0x5C0C, 0x00640064}, {0x5C10, 0x0A100600},
+         {0x5C14, 0x00101020}, {0x5C18, 0x00080810}, {0x5D20, roMem.uiMBE_ARB0}, {0x5D24, 0x08601060},
+         {0x5D10, roMem.uiMEM_WTST0}, {0x5D14, roMem.uiMEM_WTST1}, {0x5D18, roMem.uiMEM_WTST2},
+         {0x5D1C, roMem.uiMEM_WTST3}, {0x5E00, uiMask}, {0x6018, roMem.uiMPHY_PLLCR}, {0x603C, roMem.uiMPHY_DXCCR},
+         {0x6184, roMem.uiMPHY_ZQCR1}, {0x6054, roMem.uiMPHY_MR0}, {0x6058, roMem.uiMPHY_MR1},
+         {0x605C, roMem.uiMPHY_MR2}, {0x6040, roMem.uiMPHY_DSGCR}, {0x600C, roMem.uiMPHY_PGCR1},
+         {0x6008, roMem.uiMPHY_PGCR0}, {0x6178, roMem.uiMPHY_GPR0 | 1}});
     fnEachPhy(false, [&](MUINT32 uiBit) {
-        fnW(0x5E00, uiBit);
-        fnW(0x600C, roMem.uiMPHY_PGCR1 | (1u << 26));
-        fnW(0x6008, (roMem.uiMPHY_PGCR0 & ~0x3Fu) | 0x31);
+        fnW({{0x5E00, uiBit}, {0x600C, roMem.uiMPHY_PGCR1 | (1u << 26)}, {0x6008, (roMem.uiMPHY_PGCR0 & ~0x3Fu) | 0x31}});
     });
-    fnW(0x5E00, uiMask);
-    fnW(0x608C, roMem.uiMPHY_PGCR2);
-    fnW(0x6004, roMem.uiMPHY_PIR);
-    fnEachPhy(true, [&](MUINT32 uiBit) { fnW(0x5E00, uiBit); });    // done polls, highest first
-    fnEachPhy(false, [&](MUINT32 uiBit) { fnW(0x5E00, uiBit); });   // error checks
-    fnW(0x5E00, uiMask);
+    fnW({{0x5E00, uiMask}, {0x608C, roMem.uiMPHY_PGCR2}, {0x6004, roMem.uiMPHY_PIR}});
+    fnEachPhy(true, [&](MUINT32 uiBit) { fnW({{0x5E00, uiBit}}); });    // done polls, highest first
+    fnEachPhy(false, [&](MUINT32 uiBit) { fnW({{0x5E00, uiBit}}); });   // error checks
+    fnW({{0x5E00, uiMask}});
     const MUINT32* apuiLanes[] = {roMem.auiMPHY_DXLCDLR0, roMem.auiMPHY_DXLCDLR1, roMem.auiMPHY_DXLCDLR2, roMem.auiMPHY_DXGTR};
     const MUINT32 auiLaneRegs[] = {0x61E0, 0x61E4, 0x61E8, 0x61F0};
     for (int iKind = 0; iKind < 4; iKind++)
         for (MUINT32 uiLane = 0; uiLane < 4; uiLane++)
-            fnW(auiLaneRegs[iKind] + 0x40 * uiLane, apuiLanes[iKind][uiLane]);
-    fnW(0x6178, roMem.uiMPHY_GPR0);
-    fnW(0x5D04, roMem.uiMEM_CTL0);
-    fnEachPhy(false, [&](MUINT32 uiBit) {
-        fnW(0x5E00, uiBit);
-        fnW(0x600C, roMem.uiMPHY_PGCR1 & ~(1u << 26));
-    });
+            fnW({{auiLaneRegs[iKind] + 0x40 * uiLane, apuiLanes[iKind][uiLane]}});
+    fnW({{0x6178, roMem.uiMPHY_GPR0}, {0x5D04, roMem.uiMEM_CTL0}});
+    fnEachPhy(false, [&](MUINT32 uiBit) { fnW({{0x5E00, uiBit}, {0x600C, roMem.uiMPHY_PGCR1 & ~(1u << 26)}}); });
     return ao;
 }
 

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 
-#include "Hb4RegEngine.h"
-#include "Hb4RegInitStatus.h"
 #include "XTracesReg.h"
 
 namespace
@@ -204,18 +202,13 @@ TEST_F(CResetTest, RevisionZeroPullsTheResetPinsAndRestoresTheConfiguration)
         EXPECT_EQ(Board().PeekReg(0x2000 + uiPort * 4), 0x00020001u);
     }
     // Written back in ascending order without 72 and 76, command/status last.
-    std::vector<MUINT32> auiRestored;
+    std::vector<MUINT32> auiRestored, auiExpected;
     for (const SAccess& roAccess : m_aoLog)
-    {
         if (roAccess.cKind == 'C')
             auiRestored.push_back(roAccess.uiOffset);
-    }
-    std::vector<MUINT32> auiExpected;
     for (MUINT32 uiOffset = 0; uiOffset < 256; uiOffset += 4)
-    {
         if (uiOffset != 4 && uiOffset != 72 && uiOffset != 76)
             auiExpected.push_back(uiOffset);
-    }
     auiExpected.push_back(4);
     EXPECT_EQ(auiRestored, auiExpected);
 }
@@ -309,17 +302,6 @@ TEST_F(CCoreInitTest, SlowLinkIsRetrainedThroughTheBridge)
     EXPECT_EQ(QelVxdSim_Current()->FindFunction(0x00E0)->Link()->RetrainCount(), 1u);
     EXPECT_EQ(Board().PeekReg(0x3A8) & 0x01000200, 0x01000000u);
     EXPECT_EQ(Board().PeekReg(0x6BA8) & 0x01000200, 0x01000000u);
-}
-
-TEST_F(CCoreInitTest, LinkIsLeftAloneWithoutASystemProcessor)
-{
-    SCoreSetup oSetup;
-    oSetup.sBoard = "\"link_speed\": 1";
-    oSetup.bOnBoard = 0;
-    Build(oSetup);
-    EXPECT_EQ(Core().InitializeHardware(), 0);
-    EXPECT_EQ(QelVxdSim_Current()->FindFunction(0x00E0)->Link()->RetrainCount(), 0u);
-    EXPECT_EQ(Count('c', 0x70), 0u);
 }
 
 TEST_F(CCoreInitTest, WrongMemoryRecordVersionLeavesTheDeviceUninitialised)

@@ -114,22 +114,20 @@ LStatus CRegisterLog::Add(const XTrace& roTrace, LStatus)
 
 LStatus CSimPin::AcquireIOPin(MUINT32 uiTimeoutMs, MUINT32& ruiSessionId)
 {
-    m_rasLog.push_back(std::string("acquire ") + m_szName.GetString() + " " + std::to_string(uiTimeoutMs));
-    ruiSessionId = 7;
+    Log("acquire", uiTimeoutMs);
+    ruiSessionId = msc_uiSession;
     return m_iAcquire;
 }
 
 LStatus CSimPin::SetDirection(MUINT32 uiSessionId, EPinDirection eDirection)
 {
-    m_rasLog.push_back(std::string("direction ") + m_szName.GetString() + " " + std::to_string(uiSessionId) + " " +
-                       std::to_string(eDirection));
+    Log("direction", uiSessionId, eDirection);
     return 0;
 }
 
 LStatus CSimPin::SetState(MUINT32 uiSessionId, EPinState eState)
 {
-    m_rasLog.push_back(std::string("state ") + m_szName.GetString() + " " + std::to_string(uiSessionId) + " " +
-                       std::to_string(eState));
+    Log("state", uiSessionId, eState);
     if (eState == PIN_STATE_HIGH && m_szName == CMString("HB4_SRST"))
     {
         CQelSimChip::Of(*QelVxdSim_Current()->FindBoard(hBoard))->PulseResetPin();
@@ -139,8 +137,14 @@ LStatus CSimPin::SetState(MUINT32 uiSessionId, EPinState eState)
 
 LStatus CSimPin::ReleaseIOPin(MUINT32 uiSessionId)
 {
-    m_rasLog.push_back(std::string("release ") + m_szName.GetString() + " " + std::to_string(uiSessionId));
+    Log("release", uiSessionId);
     return 0;
+}
+
+void CSimPin::Log(const char* pszWhat, MUINT32 uiFirst, int iSecond)
+{
+    m_rasLog.push_back(std::string(pszWhat) + " " + m_szName.GetString() + " " + std::to_string(uiFirst) +
+                       (iSecond >= 0 ? " " + std::to_string(iSecond) : ""));
 }
 
 void CCoreInitTest::SetUp()

@@ -18,7 +18,7 @@
 #include "XDevCoreInit_Hb4.h"
 #include "XHwAccess.h"
 #include "XIoPin.h"
-#include "XTracesMgr.h"
+#include "XTracesMgrStub.h"
 #include "XTracesReg.h"
 
 // The reference blocks of the boards with four and with two DDR PHYs.
@@ -38,23 +38,11 @@ std::ostream& operator<<(std::ostream& roOut, const SAccess& roAccess);
 typedef std::vector<SAccess> CAccessLog;
 
 // Trace manager that turns the traced register accesses into the log.
-class CRegisterLog : public XTracesMgr
+class CRegisterLog : public XTracesMgrStub
 {
 public:
     explicit CRegisterLog(CAccessLog& roLog) : m_roLog(roLog) {}
     LStatus Add(const XTrace& roTrace, LStatus iStatus) override;
-    LStatus ClearTraceBuffer() override { return 1; }
-    MUINT32 GetTraceSize() override { return 0; }
-    LStatus GetTraceBuff(MUINT8*, MUINT32& ruiSize, MUINT32& ruiCount) override
-    {
-        ruiSize = ruiCount = 0;
-        return 1;
-    }
-    MUINT32 GetTraceTotalSize() override { return 0; }
-    MUINT32 GetTraceStringTableSize() override { return 0; }
-    const MCHAR8* GetTraceStringTable() override { return nullptr; }
-    LStatus DisableTrace() override { return 1; }
-    LStatus EnableTrace() override { return 1; }
 
     CAccessLog& m_roLog;
 };
@@ -72,7 +60,10 @@ public:
     LStatus SetDirection(MUINT32 uiSessionId, EPinDirection eDirection) override;
     LStatus SetState(MUINT32 uiSessionId, EPinState eState) override;
     LStatus ReleaseIOPin(MUINT32 uiSessionId) override;
+    // "<what> <pin> <first> [<second>]"
+    void Log(const char* pszWhat, MUINT32 uiFirst, int iSecond = -1);
 
+    static constexpr MUINT32 msc_uiSession = 7;
     std::vector<std::string>& m_rasLog;
     LStatus m_iAcquire;
 };
