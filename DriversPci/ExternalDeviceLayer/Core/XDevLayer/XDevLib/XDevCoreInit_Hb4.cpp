@@ -277,6 +277,32 @@ MUINT32 XDevCoreInitHb4::PhyMaskFromRecord() const
 
 void XDevCoreInitHb4::SelectPhys(MUINT32 uiPhyMask) const { WriteReg(RegMEM_PHYSELECT, uiPhyMask); }
 
+template <class TFn>
+void XDevCoreInitHb4::ForEachPhy(MUINT32 uiPhyMask, TFn&& rfnPerPhy) const
+{
+    for (MUINT32 uiPhy = 0; uiPhy < PHY_COUNT; uiPhy++)
+    {
+        if ((uiPhyMask & (1u << uiPhy)) != 0)
+        {
+            SelectPhys(1u << uiPhy);
+            rfnPerPhy();
+        }
+    }
+}
+
+MUINT32 XDevCoreInitHb4::PollRegister(MUINT32 uiOffset, MUINT32 uiBit, MUINT32 uiWaitUs, MUINT32 uiMaxReads,
+                                      MUINT32& ruiLast) const
+{
+    MUINT32 uiReads = 0;
+    do
+    {
+        ruiLast = ReadReg(uiOffset);
+        WaitUs(uiWaitUs);
+        uiReads++;
+    } while ((ruiLast & uiBit) == 0 && uiReads < uiMaxReads);
+    return uiReads;
+}
+
 // ================================================================================================
 // Marker and top-level sequence
 // ================================================================================================
@@ -974,17 +1000,13 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
         WriteReg(roWrite.uiRegister, roWrite.uiValue);
     }
     // Per PHY: hold it while it initialises and set its training field.
-    for (MUINT32 uiPhy = 0; uiPhy < PHY_COUNT; uiPhy++)
+    ForEachPhy(uiPhyMask, [this]
     {
-        if ((uiPhyMask & (1u << uiPhy)) != 0)
-        {
-            SelectPhys(1u << uiPhy);
-            const MUINT32 uiPgcr0 = ReadReg(RegMPHY_PGCR0);
-            const MUINT32 uiPgcr1 = ReadReg(RegMPHY_PGCR1);
-            WriteReg(RegMPHY_PGCR1, uiPgcr1 | PGCR1_INIT_HOLD);
-            WriteReg(RegMPHY_PGCR0, (uiPgcr0 & ~PGCR0_TRAINING_FIELD_MASK) | PGCR0_TRAINING_FIELD);
-        }
-    }
+        const MUINT32 uiPgcr0 = ReadReg(RegMPHY_PGCR0);
+        const MUINT32 uiPgcr1 = ReadReg(RegMPHY_PGCR1);
+        WriteReg(RegMPHY_PGCR1, uiPgcr1 | PGCR1_INIT_HOLD);
+        WriteReg(RegMPHY_PGCR0, (uiPgcr0 & ~PGCR0_TRAINING_FIELD_MASK) | PGCR0_TRAINING_FIELD);
+    });
     // Start initialisation and training on all of them at once.
     SelectPhys(uiPhyMask);
     WriteReg(RegMPHY_PGCR2, roMem.uiMPHY_PGCR2);
@@ -999,18 +1021,14 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
         QEL_ASSERT_REPORT_AT(LINE_PHYS_BUSY);
         bFailed = true;
     }
-    for (MUINT32 uiPhy = 0; uiPhy < PHY_COUNT; uiPhy++)
+    ForEachPhy(uiPhyMask, [this, &bFailed]
     {
-        if ((uiPhyMask & (1u << uiPhy)) != 0)
+        if ((ReadReg(RegMPHY_PGSR0) & PGSR0_ERROR_MASK) != 0)
         {
-            SelectPhys(1u << uiPhy);
-            if ((ReadReg(RegMPHY_PGSR0) & PGSR0_ERROR_MASK) != 0)
-            {
-                QEL_ASSERT_REPORT_AT(LINE_PHY_ERROR);
-                bFailed = true;
-            }
+            QEL_ASSERT_REPORT_AT(LINE_PHY_ERROR);
+            bFailed = true;
         }
-    }
+    });
 
     // Lane delays, all lanes of one register kind before the next kind.
     SelectPhys(uiPhyMask);
@@ -1027,29 +1045,16 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
 
     // Wait for the controller. The number of reads decides: the attempt fails when the poll
     // used all of them, even if the last one showed the controller ready.
-    MUINT32 uiReads = 0;
     MUINT32 uiStatus = 0;
-    do
-    {
-        uiStatus = ReadReg(RegMEM_STATUS1);
-        WaitUs(msc_uiReadyPollUs);
-        uiReads++;
-    } while ((uiStatus & MEM_STATUS1_READY) == 0 && uiReads < msc_uiReadyPollReads);
-    if (uiReads >= msc_uiReadyPollReads)
+    if (PollRegister(RegMEM_STATUS1, MEM_STATUS1_READY, msc_uiReadyPollUs, msc_uiReadyPollReads, uiStatus) >=
+        msc_uiReadyPollReads)
     {
         bFailed = true;
     }
 
     WriteReg(RegMPHY_GPR0, roMem.uiMPHY_GPR0);
     WriteReg(RegMEM_CTL0, roMem.uiMEM_CTL0);
-    for (MUINT32 uiPhy = 0; uiPhy < PHY_COUNT; uiPhy++)
-    {
-        if ((uiPhyMask & (1u << uiPhy)) != 0)
-        {
-            SelectPhys(1u << uiPhy);
-            ModifyReg(RegMPHY_PGCR1, PGCR1_INIT_HOLD, 0);
-        }
-    }
+    ForEachPhy(uiPhyMask, [this] { ModifyReg(RegMPHY_PGCR1, PGCR1_INIT_HOLD, 0); });
     return bFailed ? -1 : 0;
 }
 
@@ -1064,14 +1069,8 @@ MBOOL32 XDevCoreInitHb4::PoolPhysDone(MUINT32 uiPhyMask)
             continue;
         }
         SelectPhys(uiBit);
-        MUINT32 uiReads = 0;
         MUINT32 uiStatus = 0;
-        do
-        {
-            uiStatus = ReadReg(RegMPHY_PGSR0);
-            WaitUs(msc_uiPhyPollUs);
-            uiReads++;
-        } while ((uiStatus & PGSR0_INIT_DONE) == 0 && uiReads < msc_uiPhyPollReads);
+        PollRegister(RegMPHY_PGSR0, PGSR0_INIT_DONE, msc_uiPhyPollUs, msc_uiPhyPollReads, uiStatus);
         if ((uiStatus & PGSR0_INIT_DONE) == 0)
         {
             return 0;

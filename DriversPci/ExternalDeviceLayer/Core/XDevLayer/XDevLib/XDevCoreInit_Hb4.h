@@ -121,6 +121,12 @@ private:
     MUINT32 EngineBase() const;
     MUINT32 PhyMaskFromRecord() const;
     void SelectPhys(MUINT32 uiPhyMask) const;
+    // Selects each PHY of the mask alone, lowest first, and runs rfnPerPhy with it selected.
+    template <class TFn>
+    void ForEachPhy(MUINT32 uiPhyMask, TFn&& rfnPerPhy) const;
+    // Reads uiOffset, waits uiWaitUs, and again, until uiBit is set or uiMaxReads reads were made;
+    // the number of reads, with the last value in ruiLast.
+    MUINT32 PollRegister(MUINT32 uiOffset, MUINT32 uiBit, MUINT32 uiWaitUs, MUINT32 uiMaxReads, MUINT32& ruiLast) const;
     // Target and synthesizer index (0-2) of a clock-control word whose source is a system
     // synthesizer; false for any other source.
     bool SystemSynthesizerOf(MUINT32 uiClkCtl, MUINT32& ruiIndex, MUINT32& ruiFreq) const;
