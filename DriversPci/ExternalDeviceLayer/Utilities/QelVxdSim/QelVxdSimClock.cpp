@@ -5,14 +5,25 @@
 
 namespace
 {
-bool ReadMonotonicUs(MUINT64& ruiMicroSeconds)
+bool ReadMonotonicNs(MUINT64& ruiNanoSeconds)
 {
     timespec oNow;
     if (clock_gettime(CLOCK_MONOTONIC, &oNow) != 0)
     {
         return false;
     }
-    ruiMicroSeconds = (MUINT64)oNow.tv_sec * 1000000u + (MUINT64)oNow.tv_nsec / 1000u;
+    ruiNanoSeconds = (MUINT64)oNow.tv_sec * 1000000000u + (MUINT64)oNow.tv_nsec;
+    return true;
+}
+
+bool ReadMonotonicUs(MUINT64& ruiMicroSeconds)
+{
+    MUINT64 uiNanoSeconds = 0;
+    if (!ReadMonotonicNs(uiNanoSeconds))
+    {
+        return false;
+    }
+    ruiMicroSeconds = uiNanoSeconds / 1000u;
     return true;
 }
 }  // namespace
@@ -52,13 +63,16 @@ void CQelSimClock::Delay(MUINT32 uiMicroSeconds)
         m_uiVirtualUs += uiMicroSeconds;
         return;
     }
+    // The deadline is kept in nanoseconds: counting whole microseconds would truncate the start
+    // and end the wait up to a microsecond early.
     MUINT64 uiStart = 0;
-    if (!ReadMonotonicUs(uiStart))
+    if (!ReadMonotonicNs(uiStart))
     {
         return;
     }
+    const MUINT64 uiWaitNs = (MUINT64)uiMicroSeconds * 1000u;
     MUINT64 uiNow = uiStart;
-    while (uiNow - uiStart < uiMicroSeconds && ReadMonotonicUs(uiNow))
+    while (uiNow - uiStart < uiWaitNs && ReadMonotonicNs(uiNow))
     {
     }
 }
