@@ -27,7 +27,9 @@ bool s_bPciAccessFailed = false;
 sigjmp_buf s_oPciErrorJump;
 bool s_bPciErrorJumpArmed = false;
 
-[[noreturn]] void QelVxdPciLibError(char* /*pszFormat*/, ...)
+// libpci's handler pointer carries the GNU noreturn attribute in its type; the standard
+// attribute is not part of a function's type, and clang refuses the assignment without it.
+__attribute__((noreturn)) void QelVxdPciLibError(char* /*pszFormat*/, ...)
 {
     if (s_bPciErrorJumpArmed)
     {
