@@ -57,7 +57,7 @@ bool DirectoryExists(const std::string& rsPath)
 // ---- CQelSim
 
 CQelSim::CQelSim(const SQelSimRigDesc& roRig)
-    : m_sRigName(roRig.sName), m_oClock(roRig.eTime), m_oBus(m_oEnv), m_bStateDirty(false), m_bStateWarned(false)
+    : m_sRigName(roRig.sName), m_oClock(roRig.eTime), m_bStateDirty(false), m_bStateWarned(false)
 {
     m_oEnv.poClock       = &m_oClock;
     m_oEnv.poPersistence = this;

@@ -165,7 +165,7 @@ MUINT32 CQelSimBridge::SubordinateBus() const
 
 // ---- CQelSimBus
 
-CQelSimBus::CQelSimBus(SQelSimEnv& roEnv) : m_roEnv(roEnv) {}
+CQelSimBus::CQelSimBus() = default;
 
 CQelSimBus::~CQelSimBus()
 {

@@ -168,7 +168,6 @@ public:
     const SQelSimMapping* Decode(MUINTPTR uiAddress, MUINT32 uiBytes);
 
 private:
-    SQelSimEnv& m_roEnv;
     std::map<PCIHANDLE, std::unique_ptr<CQelSimFunction>> m_oFunctions;
     std::vector<CQelSimBoard*> m_apoBoards;
     std::vector<SQelSimMapping> m_aoMappings;
