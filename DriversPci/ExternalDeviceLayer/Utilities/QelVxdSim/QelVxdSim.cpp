@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <set>
 #include <sys/stat.h>
 
@@ -227,9 +228,52 @@ void CQelSim::OnPersistentRegisterChanged(MUINT32)
     }
 }
 
-int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
+// Waits are counted against the board whose initialisation asked for them. Nothing in a wait
+// request says which board that is, and the platform layer above must not learn that it talks
+// to a simulator, so the simulator infers it from the traffic: the tool brings boards up one
+// after the other, and every wait of a board's sequence follows accesses to that board (its
+// configuration space or its windows). The board addressed last is therefore the one whose
+// sequence is running. Bridges and other devices do not change it: a link retrain on the port
+// above a board, and the wait for it, belong to that board's bring-up. A wait before any board
+// was addressed (the tool's own start) goes to the first board.
+CQelSimFunction* CQelSim::Address(PCIHANDLE hDevice)
 {
     CQelSimFunction* poFunction = m_oBus.Find(hDevice);
+    if (poFunction != nullptr && poFunction->Kind() == CQelSimFunction::EKind::Board)
+    {
+        m_poAddressedBoard = static_cast<CQelSimBoard*>(poFunction);
+    }
+    return poFunction;
+}
+
+CQelSimBoard* CQelSim::WaitBoard() const
+{
+    if (m_poAddressedBoard != nullptr)
+    {
+        return m_poAddressedBoard;
+    }
+    return m_oBus.Boards().empty() ? nullptr : m_oBus.Boards().front();
+}
+
+void CQelSim::PrintStats(FILE* pFile) const
+{
+    for (const CQelSimBoard* poBoard : m_oBus.Boards())
+    {
+        const SQelSimBoardStats& ro = poBoard->Stats();
+        fprintf(pFile,
+                "sim-stats %s cfg_reads=%llu cfg_writes=%llu reg_reads=%llu reg_writes=%llu mem_reads=%llu "
+                "mem_writes=%llu delay_us=%llu sleep_us=%llu\n",
+                QelVxdSim_FormatLocation(poBoard->Location()).c_str(), (unsigned long long)ro.uiCfgReads,
+                (unsigned long long)ro.uiCfgWrites, (unsigned long long)ro.uiRegReads,
+                (unsigned long long)ro.uiRegWrites, (unsigned long long)ro.uiMemReads,
+                (unsigned long long)ro.uiMemWrites, (unsigned long long)ro.uiDelayUs,
+                (unsigned long long)ro.uiSleepUs);
+    }
+}
+
+int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
+{
+    CQelSimFunction* poFunction = Address(hDevice);
     if (poFunction == nullptr)
     {
         return 0;
@@ -246,6 +290,10 @@ int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUI
             continue;
         }
         const MUINT32 uiValue = poFunction->ConfigRead((MUINT32)uiAt, uiBytes);
+        if (m_poAddressedBoard == poFunction)
+        {
+            ++m_poAddressedBoard->Stats().uiCfgReads;
+        }
         for (MUINT32 uiByte = 0; uiByte < uiBytes; ++uiByte)
         {
             pucBuffer[uiDone + uiByte] = (MUINT8)(uiValue >> (8 * uiByte));
@@ -262,7 +310,7 @@ int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUI
 
 int CQelSim::ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize)
 {
-    CQelSimFunction* poFunction = m_oBus.Find(hDevice);
+    CQelSimFunction* poFunction = Address(hDevice);
     if (poFunction == nullptr)
     {
         return 0;
@@ -286,6 +334,10 @@ int CQelSim::ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuff
         {
             m_poTrace->Access(m_oClock.NowUs(), hDevice, EQelSimSpace::Config, true, (MUINT32)uiAt, 8 * uiBytes,
                               uiValue);
+        }
+        if (m_poAddressedBoard == poFunction)
+        {
+            ++m_poAddressedBoard->Stats().uiCfgWrites;
         }
         poFunction->ConfigWrite((MUINT32)uiAt, uiBytes, uiValue);
         uiDone += uiBytes;
@@ -333,8 +385,19 @@ MUINT32 CQelSim::Read(MEMHANDLE hAddress, MUINT32 uiBytes)
     MUINT32 uiOffset                = 0;
     const SQelSimMapping& roMapping = Resolve(hAddress, uiBytes, false, uiOffset);
     CQelSimBoard& roBoard           = *roMapping.poBoard;
-    const MUINT32 uiValue           = roMapping.eSpace == EQelSimSpace::Register ? roBoard.RegRead(uiOffset, uiBytes)
-                                                                                 : roBoard.MemRead(uiOffset, uiBytes);
+    m_poAddressedBoard              = &roBoard;
+    SQelSimBoardStats& roStats      = roBoard.Stats();
+    MUINT32 uiValue                 = 0;
+    if (roMapping.eSpace == EQelSimSpace::Register)
+    {
+        ++roStats.uiRegReads;
+        uiValue = roBoard.RegRead(uiOffset, uiBytes);
+    }
+    else
+    {
+        ++roStats.uiMemReads;
+        uiValue = roBoard.MemRead(uiOffset, uiBytes);
+    }
     if (m_poTrace != nullptr)
     {
         m_poTrace->Access(m_oClock.NowUs(), roBoard.Location(), roMapping.eSpace, false, uiOffset, 8 * uiBytes,
@@ -348,16 +411,19 @@ void CQelSim::Write(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue)
     MUINT32 uiOffset                = 0;
     const SQelSimMapping& roMapping = Resolve(hAddress, uiBytes, true, uiOffset);
     CQelSimBoard& roBoard           = *roMapping.poBoard;
+    m_poAddressedBoard              = &roBoard;
     if (m_poTrace != nullptr)
     {
         m_poTrace->Access(m_oClock.NowUs(), roBoard.Location(), roMapping.eSpace, true, uiOffset, 8 * uiBytes, uiValue);
     }
     if (roMapping.eSpace == EQelSimSpace::Register)
     {
+        ++roBoard.Stats().uiRegWrites;
         roBoard.RegWrite(uiOffset, uiBytes, uiValue);
     }
     else
     {
+        ++roBoard.Stats().uiMemWrites;
         roBoard.MemWrite(uiOffset, uiBytes, uiValue);
     }
 }
@@ -379,6 +445,10 @@ void CQelSim::Delay(MUINT32 uiMicroSeconds)
     {
         m_poTrace->Delay(m_oClock.NowUs(), uiMicroSeconds);
     }
+    if (CQelSimBoard* poBoard = WaitBoard())
+    {
+        poBoard->Stats().uiDelayUs += uiMicroSeconds;
+    }
     m_oClock.Delay(uiMicroSeconds);
 }
 
@@ -388,6 +458,10 @@ int CQelSim::Sleep(MUINT32 uiMicroSeconds)
     {
         m_poTrace->Sleep(m_oClock.NowUs(), uiMicroSeconds);
     }
+    if (CQelSimBoard* poBoard = WaitBoard())
+    {
+        poBoard->Stats().uiSleepUs += uiMicroSeconds;
+    }
     return m_oClock.Sleep(uiMicroSeconds) ? 1 : 0;
 }
 
@@ -396,11 +470,17 @@ int CQelSim::Sleep(MUINT32 uiMicroSeconds)
 namespace
 {
 CQelSim* s_poCurrent = nullptr;
+bool s_bPrintStats    = false;  // QELVXD_SIM_STATS=1, read when a rig is loaded
 
 // The state is saved on every change already; at exit the flash images and the trace still
-// need writing. The simulator itself stays alive: other exit-time code may still reach it.
+// need writing, and the statistics printing. The simulator itself stays alive: other exit-time
+// code may still reach it.
 void FlushAtExit()
 {
+    if (s_poCurrent != nullptr && s_bPrintStats)
+    {
+        s_poCurrent->PrintStats(stderr);
+    }
     std::string sError;
     if (s_poCurrent != nullptr && !s_poCurrent->Flush(sError))
     {
@@ -429,7 +509,9 @@ const SQelVxdBackend* Install(const SQelSimRigDesc& roRig, bool bLoaded, std::st
         s_bAtExit = true;
     }
     QelVxdSim_Unload();
-    s_poCurrent = poSim.release();
+    s_poCurrent          = poSim.release();
+    const char* pszStats = getenv("QELVXD_SIM_STATS");
+    s_bPrintStats        = pszStats != nullptr && strcmp(pszStats, "1") == 0;
     rsError.clear();
     return QelVxdSim_Backend();
 }

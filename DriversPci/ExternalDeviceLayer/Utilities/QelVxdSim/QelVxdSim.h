@@ -8,6 +8,7 @@
 // simulator is not thread-safe: use it from one thread, as the tool does.
 #pragma once
 
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -51,6 +52,12 @@ public:
     CQelSimBoard* FindBoard(PCIHANDLE hLocation) const { return m_oBus.FindBoard(hLocation); }
     CQelSimClock& Clock() { return m_oClock; }
     const std::string& StatePath() const;
+    // The board that waits are counted against: the board the host addressed last, through
+    // configuration space or a window, or the first board before any was addressed; null on a
+    // rig without boards. See WaitBoard in QelVxdSim.cpp.
+    CQelSimBoard* WaitBoard() const;
+    // One "sim-stats" line per board, in rig order.
+    void PrintStats(FILE* pFile) const;
     // Writes what is not on disk yet (a state change whose save failed, changed flash images)
     // and pushes out the trace. False with what failed.
     bool Flush(std::string& rsError);
@@ -62,6 +69,8 @@ private:
     void OnPersistentRegisterChanged(MUINT32 uiOffset) override;
     const SQelSimMapping& Resolve(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite, MUINT32& ruiOffset);
     [[noreturn]] void Fault(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite);
+    // The function at hDevice; a board becomes the one that waits are counted against.
+    CQelSimFunction* Address(PCIHANDLE hDevice);
 
     std::string m_sRigName;
     CQelSimClock m_oClock;
@@ -71,6 +80,7 @@ private:
     CQelSimBus m_oBus;
     bool m_bStateDirty;
     bool m_bStateWarned;
+    CQelSimBoard* m_poAddressedBoard = nullptr;
 };
 
 // ---- The process-wide simulator. Each Load function reads QELVXD_SIM_TRACE for the trace file,

@@ -20,6 +20,22 @@
 
 struct SQelSimBoardDesc;
 
+// What the host asked of one board during the run: bus transactions by space and direction (a
+// configuration request wider than the host bridge issues counts once per piece), and the busy
+// waits and sleeps requested while the board's initialisation ran (QELVXD_SIM_STATS=1 prints
+// them at exit).
+struct SQelSimBoardStats
+{
+    MUINT64 uiCfgReads  = 0;
+    MUINT64 uiCfgWrites = 0;
+    MUINT64 uiRegReads  = 0;
+    MUINT64 uiRegWrites = 0;
+    MUINT64 uiMemReads  = 0;
+    MUINT64 uiMemWrites = 0;
+    MUINT64 uiDelayUs   = 0;
+    MUINT64 uiSleepUs   = 0;
+};
+
 class CQelSimBoard : public CQelSimFunction
 {
 public:
@@ -66,6 +82,8 @@ public:
     CQelSimRegisterFile& Registers() { return m_oRegisters; }
     const CQelSimRegisterFile& Registers() const { return m_oRegisters; }
     CQelSimDram& Dram() { return m_oDram; }
+    SQelSimBoardStats& Stats() { return m_oStats; }
+    const SQelSimBoardStats& Stats() const { return m_oStats; }
 
     const SQelSimFlashChip& FlashChip() const { return *m_poFlashChip; }
     const std::vector<MUINT8>& Flash() const { return m_aucFlash; }
@@ -119,4 +137,5 @@ private:
     std::vector<MUINT8> m_aucFlash;
     std::string m_sFlashImagePath;
     bool m_bFlashChanged;
+    SQelSimBoardStats m_oStats;
 };
