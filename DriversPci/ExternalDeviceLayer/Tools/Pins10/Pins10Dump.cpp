@@ -88,8 +88,15 @@ std::string FieldValue(const SPins10Field& roField, const MUINT8* puiRecord)
     for (MUINT32 i = 0; i < roField.uiCount; ++i)
     {
         const MUINT64 uiValue = ReadLe(puiField + i * uiWidth, uiWidth);
-        szValues += (i ? " " : "") + NumberValue(uiValue, uiWidth, roField.eShow);
-        szSources += std::string(i ? " " : "") + Pins10ClockSourceName((MUINT32)uiValue);
+        // Appended piece by piece: g++ 12 at -O3 wrongly sees an overlapping copy in a text
+        // literal + std::string (-Wrestrict), which stops a Release build.
+        if (i != 0)
+        {
+            szValues += ' ';
+            szSources += ' ';
+        }
+        szValues += NumberValue(uiValue, uiWidth, roField.eShow);
+        szSources += Pins10ClockSourceName((MUINT32)uiValue);
     }
     if (roField.eShow == PINS10_SHOW_CLOCK_CONTROL)
         return szValues + (roField.uiCount == 1 ? " (source " : " (sources ") + szSources + ")";
@@ -216,10 +223,16 @@ void WriteJson(const CPins10Json& roValue, int iIndent, std::string& rszOut)
         rszOut += oItem == roValue.begin() ? "" : ",\n";
         rszOut += szPad;
         if (roValue.is_object())
-            rszOut += CPins10Json(oItem.key()).dump() + ": ";
+        {
+            rszOut += CPins10Json(oItem.key()).dump();
+            rszOut += ": ";
+        }
         WriteJson(oItem.value(), iIndent + 1, rszOut);
     }
-    rszOut += "\n" + std::string(2 * iIndent, ' ') + (roValue.is_array() ? "]" : "}");
+    // Appended piece by piece, for the same g++ 12 -O3 warning as in FieldValue.
+    rszOut += '\n';
+    rszOut.append(2 * iIndent, ' ');
+    rszOut += roValue.is_array() ? ']' : '}';
 }
 }  // namespace
 
