@@ -191,6 +191,7 @@ int Pins10ToolRun(int iArgc, const char* const* ppszArgv, std::ostream& roOut, s
 
     CLI::App oApp{"Inspect, check, build and combine board parameter blocks (Pins10).", "pins10"};
     oApp.require_subcommand(1);
+    oApp.set_version_flag("--version", std::string("pins10 ") + PINS10_VERSION, "Print the version and exit");
     std::string szFile, szFileB, szOutput, szPcbInfo, szVariant;
     bool bJson = false;
 
@@ -224,6 +225,11 @@ int Pins10ToolRun(int iArgc, const char* const* ppszArgv, std::ostream& roOut, s
     catch (const CLI::CallForHelp&)
     {
         roOut << oApp.help();
+        return 0;
+    }
+    catch (const CLI::CallForVersion& roVersion)
+    {
+        roOut << roVersion.what() << "\n";
         return 0;
     }
     catch (const CLI::ParseError& roError)
