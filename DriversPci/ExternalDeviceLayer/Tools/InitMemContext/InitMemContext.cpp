@@ -2,10 +2,12 @@
 // board of the family found on the PCI bus, or lists those boards.
 //
 // Exit status: 0, or -1 when a selected board failed to initialise or when a filter was given
-// and some board did not match it (every such board says so on its own line).
+// and some board did not match it (every such board says so on its own line), or 3 when the
+// boards could not be reached at all (one line on standard error says why; nothing was touched).
 #include <cstdio>
 
 #include "InitMemContextArgs.h"
+#include "QelVxdApi.h"
 #include "XDevQelVxd.h"
 
 namespace
@@ -17,6 +19,25 @@ const char* const g_pszResultAlready = "Memory is already initialized, nothing d
 const char* const g_pszResultFailed = "Fail to initialize memory";
 
 constexpr int INITMEM_STATUS_FAILED = -1;
+constexpr int INITMEM_STATUS_NO_ACCESS = 3;
+// A boot unit and a person at a shell may start the tool at the same time; the second one waits
+// this long for the first to finish with the boards.
+constexpr MUINT32 INITMEM_LOCK_WAIT_SECONDS = 60;
+constexpr MUINT32 INITMEM_ERROR_SIZE = 512;
+
+// Takes the boards for this process and checks that the bus can be read, before the first
+// hardware access; false after printing why not.
+bool ReachBoards()
+{
+    char szError[INITMEM_ERROR_SIZE] = "";
+    if (!QelVxdLockBoards(INITMEM_LOCK_WAIT_SECONDS, szError, sizeof(szError)) ||
+        !QelVxdCheckBusAccess(szError, sizeof(szError)))
+    {
+        std::fprintf(stderr, "InitMemContext: %s\n", szError);
+        return false;
+    }
+    return true;
+}
 
 // Initialises one selected board and prints its result line; the board's status contribution.
 int InitializeBoard(MUINT32 uiIndex, const SInitMemOptions& roOptions)
@@ -53,6 +74,12 @@ int main(int argc, char** argv)
     {
         std::fflush(stdout);
         return 0;
+    }
+
+    if (!ReachBoards())
+    {
+        std::fflush(stdout);
+        return INITMEM_STATUS_NO_ACCESS;
     }
 
     int iStatus = 0;

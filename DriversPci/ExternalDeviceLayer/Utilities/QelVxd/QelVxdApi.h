@@ -84,5 +84,17 @@ int tmSleep(MUINT32 uiMicroSeconds);   // sleep; 1 on success, 0 on failure
 int tmCounter(MUINT64* puiMicroSeconds);
 int tmFrequency(SQelLargeInteger* poFrequency);
 
+// ---- Exclusive use of the boards. Programs that drive the boards serialise on an advisory lock
+// (flock) on a file: /run/lock/InitMemContext.lock on the hardware, the state file's path with
+// ".lock" appended on a simulated rig. A rig without a state file keeps its boards inside the
+// process, so nothing is shared and no lock is taken (the path is empty).
+const char* QelVxdLockPath(void);
+// Takes that lock, waiting up to uiWaitSeconds while another process holds it; the lock is then
+// held until the process exits. 1 when held (or not needed); 0 with one line in pszError saying
+// what failed and what to do.
+int QelVxdLockBoards(MUINT32 uiWaitSeconds, char* pszError, MUINT32 uiErrorSize);
+// 1 when the PCI bus can be read; 0 with one line in pszError saying what failed and what to do.
+int QelVxdCheckBusAccess(char* pszError, MUINT32 uiErrorSize);
+
 int InitQELLibrary(void);
 int ReleaseQELLibrary(void);

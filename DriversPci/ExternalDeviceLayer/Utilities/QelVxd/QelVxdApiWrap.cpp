@@ -69,6 +69,12 @@ bool IsComplete(const SQelVxdBackend* poBackend)
 
 const SQelVxdBackend* g_poQelVxdBackend = &s_oUnselectedBackend;
 
+const char* QelVxdSimulatorRig(void)
+{
+    const char* pszRig = getenv("QELVXD_SIM");
+    return (pszRig == nullptr || pszRig[0] == '\0') ? nullptr : pszRig;
+}
+
 const SQelVxdBackend* QelVxdBackend(void)
 {
     if (g_poQelVxdBackend != &s_oUnselectedBackend)
@@ -76,8 +82,8 @@ const SQelVxdBackend* QelVxdBackend(void)
         return g_poQelVxdBackend;
     }
 
-    const char* pszRig = getenv("QELVXD_SIM");
-    if ((pszRig == nullptr) || (pszRig[0] == '\0'))
+    const char* pszRig = QelVxdSimulatorRig();
+    if (pszRig == nullptr)
     {
         g_poQelVxdBackend = &g_oQelVxdLinuxBackend;
         return g_poQelVxdBackend;

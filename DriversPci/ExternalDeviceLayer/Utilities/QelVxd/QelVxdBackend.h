@@ -52,3 +52,11 @@ extern const SQelVxdBackend g_oQelVxdLinuxBackend;
 // by the QelVxdSim library; on a rig error it prints one line on standard error and ends the
 // process with status 2 before any access is made.
 const SQelVxdBackend* QelVxdSimCreateBackend(const char* pszRig);
+
+// The lock file of a rig (a QELVXD_SIM value): its state file's path with ".lock" appended, or ""
+// when the rig keeps no state or cannot be loaded (QelVxdLockPath). Loads no simulator, so that
+// the lock is held before the rig's state is read.
+const char* QelVxdSimLockPath(const char* pszRig);
+
+// The QELVXD_SIM value that selects the simulator, or null when the Linux backend answers.
+const char* QelVxdSimulatorRig(void);

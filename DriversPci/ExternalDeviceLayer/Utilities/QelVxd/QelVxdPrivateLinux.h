@@ -10,6 +10,13 @@
 int QelVxdLinuxConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize);
 int QelVxdLinuxConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize);
 void QelVxdLinuxReleasePci(void);
+// Sets libpci up if it is not yet; 0 with one line saying why the bus cannot be read (libpci
+// finds no working access method, for instance) and what to do.
+int QelVxdLinuxCheckPci(char* pszError, MUINT32 uiErrorSize);
+// Tests only: the directories libpci reads the bus from in place of /sys/bus/pci and
+// /proc/bus/pci (the sysfs path replaces /sys/bus/pci), both or neither; null restores the
+// defaults. Forgets the current view of the bus.
+void QelVxdLinuxSetPciPathsForTest(const char* pszSysfsPath, const char* pszProcPath);
 
 // ---- Physical windows (QelVxdPrivateLinuxMap.cpp).
 inline constexpr MUINT32 QELVXD_PAGE_SIZE        = 4096;

@@ -7,7 +7,10 @@
 // back to the guard, and the call counts as a failed access (reads as all ones). Only libpci's
 // own C frames are unwound by the jump.
 #include <csetjmp>
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
+#include <string>
 
 extern "C" {
 #include <pci/pci.h>
@@ -26,11 +29,20 @@ bool s_bPciAccessFailed = false;
 
 sigjmp_buf s_oPciErrorJump;
 bool s_bPciErrorJumpArmed = false;
+// libpci's last fatal message, for QelVxdLinuxCheckPci.
+char s_szPciError[256] = "";
+// Test settings: where libpci looks for the bus (empty: its defaults).
+std::string s_sSysfsPath;
+std::string s_sProcPath;
 
 // libpci's handler pointer carries the GNU noreturn attribute in its type; the standard
 // attribute is not part of a function's type, and clang refuses the assignment without it.
-__attribute__((noreturn)) void QelVxdPciLibError(char* /*pszFormat*/, ...)
+__attribute__((noreturn)) void QelVxdPciLibError(char* pszFormat, ...)
 {
+    va_list oArgs;
+    va_start(oArgs, pszFormat);
+    vsnprintf(s_szPciError, sizeof(s_szPciError), pszFormat, oArgs);
+    va_end(oArgs);
     if (s_bPciErrorJumpArmed)
     {
         s_bPciErrorJumpArmed = false;
@@ -110,6 +122,11 @@ bool OpenPciAccess(void)
     poAccess->warning = QelVxdPciLibQuiet;
     poAccess->debug = QelVxdPciLibQuiet;
     s_poPciAccess = poAccess;
+    if (!s_sSysfsPath.empty())
+    {
+        pci_set_param(poAccess, const_cast<char*>("sysfs.path"), s_sSysfsPath.data());
+        pci_set_param(poAccess, const_cast<char*>("proc.path"), s_sProcPath.data());
+    }
 
     if (!PciLibGuarded(pci_init, poAccess) || !PciLibGuarded(pci_scan_bus, poAccess))
     {
@@ -167,4 +184,23 @@ void QelVxdLinuxReleasePci(void)
 {
     ForgetPciAccess();
     s_bPciAccessFailed = false;
+}
+
+int QelVxdLinuxCheckPci(char* pszError, MUINT32 uiErrorSize)
+{
+    if (OpenPciAccess())
+    {
+        return 1;
+    }
+    snprintf(pszError, uiErrorSize,
+             "cannot read the PCI bus: libpci: %s (run as root, on a system with /sys/bus/pci or /proc/bus/pci)",
+             s_szPciError[0] != '\0' ? s_szPciError : "cannot set up its access");
+    return 0;
+}
+
+void QelVxdLinuxSetPciPathsForTest(const char* pszSysfsPath, const char* pszProcPath)
+{
+    s_sSysfsPath = pszSysfsPath != nullptr ? pszSysfsPath : "";
+    s_sProcPath = pszProcPath != nullptr ? pszProcPath : "";
+    QelVxdLinuxReleasePci();
 }

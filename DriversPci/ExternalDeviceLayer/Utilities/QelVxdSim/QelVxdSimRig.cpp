@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "QelVxdBackend.h"
 #include "QelVxdSimFiles.h"
 #include "QelVxdSimTrace.h"
 
@@ -578,4 +579,17 @@ bool CQelSimRigLoader::Default(SQelSimRigDesc& roRig, std::string& rsError)
     }
     roRig.aoBoards.push_back(std::move(oBoard));
     return true;
+}
+
+const char* QelVxdSimLockPath(const char* pszRig)
+{
+    // Only the state path is needed; a rig that does not load takes no lock here and is reported
+    // when the simulator loads it.
+    static std::string s_sLockPath;
+    SQelSimRigDesc oRig;
+    std::string sError;
+    const bool bLoaded = strcmp(pszRig, "default") == 0 ? CQelSimRigLoader::Default(oRig, sError)
+                                                          : CQelSimRigLoader::FromFile(pszRig, oRig, sError);
+    s_sLockPath = bLoaded && !oRig.sStatePath.empty() ? oRig.sStatePath + ".lock" : "";
+    return s_sLockPath.c_str();
 }
