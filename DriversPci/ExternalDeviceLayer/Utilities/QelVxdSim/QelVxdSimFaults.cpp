@@ -39,3 +39,13 @@ const SQelSimFaultSpec* QelVxdSim_FindFault(const std::string& rsName)
     }
     return nullptr;
 }
+
+std::vector<std::string> QelVxdSim_FaultNames()
+{
+    std::vector<std::string> asNames;
+    for (const SQelSimFaultSpec& roSpec : s_aoFaults)
+    {
+        asNames.push_back(roSpec.pszName);
+    }
+    return asNames;
+}

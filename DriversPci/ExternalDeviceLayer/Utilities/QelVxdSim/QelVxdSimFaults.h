@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "QelBaseTypes.h"
 
@@ -60,3 +61,5 @@ struct SQelSimFaultSpec
 
 // The row of that name, or null.
 const SQelSimFaultSpec* QelVxdSim_FindFault(const std::string& rsName);
+// The names of every fault, in table order (tests prove that they cover them all).
+std::vector<std::string> QelVxdSim_FaultNames();

@@ -1,0 +1,108 @@
+// The built InitMemContext on one simulated second-generation board for every fault the simulator
+// can switch on, alone and in the pairs where one fault changes what another does (most pairs put
+// a fault that only shows after a chip reset next to a memory that fails its first test, so that
+// the retry resets the chip). Every run must end by itself with the expected result line and
+// status, say why when it fails, and leave the flash image as it was.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "QelVxdSimFaults.h"
+#include "ToolRun.h"
+
+using namespace InitMemTest;
+
+namespace
+{
+
+const char* const g_pszDone = "[hb4_0] : Memory was successfully initialized";
+const char* const g_pszFailed = "[hb4_0] : Fail to initialize memory";
+
+struct SFaultCase
+{
+    const char* pszName;
+    const char* pszFaults;   // the board's "faults" members
+    const char* pszArgs;
+    const char* pszResult;
+    int iStatus;
+    const char* pszMessage;   // a line the run must print, or ""
+};
+
+const SFaultCase g_aoCases[] = {
+    {"Healthy", "", "", g_pszDone, 0, ""},
+    // Alone.
+    {"MapFails", R"("map_fails": true)", "", g_pszFailed, 255, "Cannot map the registers of the board at PCI 03:00.0"},
+    {"GrantNever", R"("grant_never": true)", "", g_pszFailed, 255, "not a known flash part"},
+    {"FlashStuckBusy", R"("flash_stuck_busy": true)", "", g_pszDone, 0, ""},   // only reads the flash
+    {"PllFs0", R"("pll_no_lock": ["FS0"])", "", g_pszFailed, 255, "fail after 11 tries"},
+    {"PllFs1", R"("pll_no_lock": ["FS1"])", "", g_pszFailed, 255, "fail after 11 tries"},
+    {"PllFs2", R"("pll_no_lock": ["FS2"])", "", g_pszFailed, 255, "fail after 11 tries"},
+    {"PllVideoOnly", R"("pll_no_lock": ["VID0", "VID3"])", "", g_pszDone, 0, ""},   // not a memory clock
+    {"PhyNotDone", R"("phy_not_done": [2])", "", g_pszFailed, 255, "Phys stay busy"},
+    {"PhyError", R"("phy_error": [0])", "", g_pszFailed, 255, "fail after 11 tries"},
+    {"ControllerNotReady", R"("controller_not_ready": true)", "", g_pszFailed, 255, "fail after 11 tries"},
+    {"MemoryFailsOnce", R"("memory_fail_inits": 1)", "", g_pszDone, 0, ""},
+    {"MemoryAlwaysFails", R"("memory_fail_inits": -1)", "", g_pszFailed, 255, "fail after 11 tries"},
+    {"EngineFatal", R"("engine_fatal": true)", "", g_pszFailed, 255, "Check if your STRAPS are programmed correctly"},
+    {"EnginesStuck", R"("engines_stuck": true)", "", g_pszDone, 0, ""},
+    {"DevctlUnstable", R"("devctl_unstable": true)", "", g_pszDone, 0, ""},
+    // The retry after a failed memory test resets the chip: faults of the reset path now show.
+    {"RetryWithEnginesStuck", R"("memory_fail_inits": 1, "engines_stuck": true)", "", g_pszDone, 0,
+     "Fails to reset engines try to continue normally"},
+    {"RetryWithDevctlUnstable", R"("memory_fail_inits": 1, "devctl_unstable": true)", "", g_pszDone, 0,
+     "DEVCTL is still unstable"},
+    {"RetryWithPllFs2", R"("memory_fail_inits": 1, "pll_no_lock": ["FS2"])", "", g_pszFailed, 255, "fail after 11 tries"},
+    {"ClearThenMemoryFailsOnce", R"("memory_fail_inits": 1)", "-c", g_pszDone, 0,
+     "[hb4_0] : Will use global reset to clear the last intilization"},
+    {"ClearWithEngineFatal", R"("engine_fatal": true)", "-c", g_pszFailed, 255, "STRAPS"},
+    // Two faults on one path: the first one stops the run, the second must not change that.
+    {"MapFailsBeforeMemory", R"("map_fails": true, "memory_fail_inits": -1)", "", g_pszFailed, 255, "Cannot map"},
+    {"GrantNeverAndBusyFlash", R"("grant_never": true, "flash_stuck_busy": true)", "", g_pszFailed, 255,
+     "not a known flash part"},
+    {"PhyErrorAndControllerNotReady", R"("phy_error": [3], "controller_not_ready": true)", "", g_pszFailed, 255,
+     "fail after 11 tries"},
+    {"EngineFatalAndStuck", R"("engine_fatal": true, "engines_stuck": true)", "", g_pszFailed, 255, "STRAPS"},
+};
+
+class FaultMatrixTest : public ::testing::TestWithParam<SFaultCase>
+{
+};
+
+TEST_P(FaultMatrixTest, EndsWithItsResultAndLeavesTheFlashAlone)
+{
+    const SFaultCase& roCase = GetParam();
+    const CRigDir oRig = CRigDir::FromText(
+        std::string(R"({"state": "rig.state.json",
+            "bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 3}],
+            "boards": [{"bus": 3, "device": 0, "function": 0, "subsystem": "0x0A011E5B",
+                        "eeprom": {"chip": "W25Q64FV", "image": "NoClock.bin"}, "faults": {)") +
+        roCase.pszFaults + "}}]}");
+    const std::string sImage = Slurp(oRig.Dir() / "NoClock.bin");
+
+    const SToolRun oRun = oRig.Run(roCase.pszArgs);
+
+    EXPECT_EQ(oRun.iSignal, 0);
+    EXPECT_EQ(oRun.iStatus, roCase.iStatus) << oRun.sOut << oRun.sErr;
+    EXPECT_NE(oRun.sOut.find(std::string(roCase.pszResult) + "\n\n"), std::string::npos) << oRun.sOut;
+    EXPECT_NE(oRun.sOut.find(roCase.pszMessage), std::string::npos) << oRun.sOut;
+    EXPECT_EQ(oRun.sErr, "");
+    EXPECT_TRUE(Slurp(oRig.Dir() / "NoClock.bin") == sImage) << "the flash image changed";
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, FaultMatrixTest, ::testing::ValuesIn(g_aoCases),
+                         [](const ::testing::TestParamInfo<SFaultCase>& roInfo) { return std::string(roInfo.param.pszName); });
+
+TEST(FaultMatrix, ListsEveryFaultOfTheSimulator)
+{
+    for (const std::string& rsFault : QelVxdSim_FaultNames())
+    {
+        bool bListed = false;
+        for (const SFaultCase& roCase : g_aoCases)
+        {
+            bListed = bListed || std::string(roCase.pszFaults).find('"' + rsFault + '"') != std::string::npos;
+        }
+        EXPECT_TRUE(bListed) << "no case of the fault matrix switches on " << rsFault;
+    }
+}
+
+} // namespace
