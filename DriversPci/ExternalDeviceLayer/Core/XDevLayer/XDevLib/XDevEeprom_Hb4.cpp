@@ -30,10 +30,18 @@ XDevEepromHb4::XDevEepromHb4(OsServices& roOsServices, XHwAccess& roHwAccess, XR
 
 // ---- Bus primitives.
 
+LStatus XDevEepromHb4::ReadBypass(MUINT32& ruiValue)
+{
+    const LStatus iStatus = m_roRegAccess.Read(HST_EEPROMBYP, ruiValue);
+    m_bBypassKnown = iStatus >= 0 ? TRUE : FALSE;
+    m_uiBypass = ruiValue;
+    return iStatus;
+}
+
 LStatus XDevEepromHb4::UpdateBypass(MUINT32 uiMask, MBOOL32 bSet)
 {
-    MUINT32 uiValue = 0;
-    LStatus iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
+    MUINT32 uiValue = m_uiBypass;
+    LStatus iStatus = m_bBypassKnown ? 0 : ReadBypass(uiValue);
     if (iStatus < 0)
     {
         QEL_ASSERT_REPORT();
@@ -47,9 +55,11 @@ LStatus XDevEepromHb4::UpdateBypass(MUINT32 uiMask, MBOOL32 bSet)
     iStatus = m_roRegAccess.Write(HST_EEPROMBYP, uiNew);
     if (iStatus < 0)
     {
+        m_bBypassKnown = FALSE;
         QEL_ASSERT_REPORT();
         return iStatus;
     }
+    m_uiBypass = uiNew;
     return 0;
 }
 
@@ -71,7 +81,7 @@ LStatus XDevEepromHb4::SetChipSelect(MBOOL32 bLevel)
 LStatus XDevEepromHb4::GetDataOut(MBOOL32& rbHigh)
 {
     MUINT32 uiValue = 0;
-    const LStatus iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
+    const LStatus iStatus = ReadBypass(uiValue);
     if (iStatus < 0)
     {
         QEL_ASSERT_REPORT();
@@ -86,12 +96,14 @@ LStatus XDevEepromHb4::SetStateMachine(MBOOL32 bRequest)
     LStatus iStatus = UpdateBypass(uE2pbyp, bRequest);
     if (iStatus < 0 || !bRequest)
     {
+        // Given back (or not taken): the chip's engine drives the lines again.
+        m_bBypassKnown = FALSE;
         return iStatus;
     }
     for (MUINT32 uiPoll = 0; uiPoll < msc_uiGrantPolls; ++uiPoll)
     {
         MUINT32 uiValue = 0;
-        iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
+        iStatus = ReadBypass(uiValue);
         if (iStatus < 0)
         {
             QEL_ASSERT_REPORT();
@@ -115,6 +127,8 @@ LStatus XDevEepromHb4::EnableSoftCom(MBOOL32 bEnable)
     {
         return SetStateMachine(FALSE);
     }
+    // Until the bus is granted the register is read afresh: the engine may have used it.
+    m_bBypassKnown = FALSE;
     LStatus iStatus = SetClock(FALSE);
     if (iStatus >= 0)
     {
@@ -323,7 +337,7 @@ LStatus XDevEepromHb4::SetHwProtection(MBOOL32 bOn)
 LStatus XDevEepromHb4::WriteProtectionStatus(MBOOL32 bOn)
 {
     MUINT32 uiValue = 0;
-    LStatus iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
+    LStatus iStatus = ReadBypass(uiValue);
     if (iStatus >= 0 && (uiValue & uE2pbyp) == 0)
     {
         iStatus = SetClock(FALSE);

@@ -98,6 +98,15 @@ protected:
 private:
     // Sets or clears bits of the bypass register, writing only when they change.
     LStatus UpdateBypass(MUINT32 uiMask, MBOOL32 bSet);
+    // A read of the bypass register; the value also refreshes the shadow.
+    LStatus ReadBypass(MUINT32& ruiValue);
+
+    // Shadow of the bypass register. While the host holds the bus only the host changes the
+    // lines it drives, so a line change needs no read first: a read is a round trip over PCI
+    // Express (about a microsecond), a write is posted. Every read of the register refreshes the
+    // shadow; it is dropped whenever the chip's engine may own the bus and after a failed write.
+    MUINT32 m_uiBypass = 0;
+    MBOOL32 m_bBypassKnown = FALSE;
     // The status write of SetProtection, on a bus it holds.
     LStatus WriteProtectionStatus(MBOOL32 bOn);
     // One program or erase: write enable, the transaction, the wait until the part is done.
