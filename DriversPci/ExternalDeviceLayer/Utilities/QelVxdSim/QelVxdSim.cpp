@@ -73,18 +73,18 @@ CQelSim::~CQelSim()
     }
 }
 
-std::unique_ptr<CQelSim> CQelSim::Create(const SQelSimRigDesc& roRig, const std::string& rsTracePath,
+std::unique_ptr<CQelSim> CQelSim::Create(SQelSimRigDesc&& roRig, const std::string& rsTracePath,
                                          std::string& rsError)
 {
     std::unique_ptr<CQelSim> poSim(new CQelSim(roRig));
-    if (!poSim->Build(roRig, rsTracePath, rsError))
+    if (!poSim->Build(std::move(roRig), rsTracePath, rsError))
     {
         return nullptr;
     }
     return poSim;
 }
 
-bool CQelSim::Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath, std::string& rsError)
+bool CQelSim::Build(SQelSimRigDesc&& roRig, const std::string& rsTracePath, std::string& rsError)
 {
     if (!rsTracePath.empty())
     {
@@ -127,7 +127,7 @@ bool CQelSim::Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath,
     SAddressPool oRegisters = {REGISTER_POOL, REGISTER_POOL_END};
     for (size_t uiIndex = 0; uiIndex < roRig.aoBoards.size(); ++uiIndex)
     {
-        const SQelSimBoardDesc& roDesc = roRig.aoBoards[uiIndex];
+        SQelSimBoardDesc& roDesc = roRig.aoBoards[uiIndex];
         MUINT64 uiMemoryBase = 0, uiRegisterBase = 0;
         if (!(roDesc.bBar64 ? oMemory64 : oMemory32)
                  .Take(CQelSimBoard::MemoryWindowSize(roDesc.uiMemorySizeCode), uiMemoryBase) ||
@@ -138,8 +138,9 @@ bool CQelSim::Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath,
                 "boards[" + std::to_string(uiIndex) + "]: no room left for its windows in the simulated address space";
             return false;
         }
-        auto poBoard = std::make_unique<CQelSimBoard>(roDesc, uiMemoryBase, uiRegisterBase, m_oEnv);
-        auto itState = oState.find(roDesc.hLocation);
+        const PCIHANDLE hLocation = roDesc.hLocation;
+        auto poBoard = std::make_unique<CQelSimBoard>(std::move(roDesc), uiMemoryBase, uiRegisterBase, m_oEnv);
+        auto itState = oState.find(hLocation);
         if (itState != oState.end())
         {
             for (const auto& roRegister : itState->second)
@@ -158,12 +159,23 @@ bool CQelSim::Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath,
 
     // A device with several functions says so in every function's header type.
     std::set<PCIHANDLE> oMultiFunction;
-    for (PCIHANDLE hLocation = 0; hLocation <= 0xFFFF; ++hLocation)
-    {
-        if ((hLocation & 7) != 0 && m_oBus.Find(hLocation) != nullptr)
+    auto fnNoteFunction = [&](PCIHANDLE hLocation) {
+        if ((hLocation & 7) != 0)
         {
             oMultiFunction.insert(hLocation & ~(PCIHANDLE)7);
         }
+    };
+    for (const SQelSimDeviceDesc& roDevice : roRig.aoDevices)
+    {
+        fnNoteFunction(roDevice.hLocation);
+    }
+    for (const SQelSimBridgeDesc& roBridge : roRig.aoBridges)
+    {
+        fnNoteFunction(roBridge.hLocation);
+    }
+    for (const CQelSimBoard* poBoard : m_oBus.Boards())
+    {
+        fnNoteFunction(poBoard->Location());
     }
     for (PCIHANDLE hDevice : oMultiFunction)
     {
@@ -494,12 +506,13 @@ std::string TracePath()
     return pszTrace != nullptr ? pszTrace : "";
 }
 
-const SQelVxdBackend* Install(const SQelSimRigDesc& roRig, bool bLoaded, std::string& rsError)
+const SQelVxdBackend* Install(SQelSimRigDesc&& roRig, bool bLoaded, std::string& rsError)
 {
-    std::unique_ptr<CQelSim> poSim = bLoaded ? CQelSim::Create(roRig, TracePath(), rsError) : nullptr;
+    const std::string sName        = roRig.sName;
+    std::unique_ptr<CQelSim> poSim = bLoaded ? CQelSim::Create(std::move(roRig), TracePath(), rsError) : nullptr;
     if (poSim == nullptr)
     {
-        rsError = ERROR_PREFIX + roRig.sName + ": " + rsError;
+        rsError = ERROR_PREFIX + sName + ": " + rsError;
         return nullptr;
     }
     static bool s_bAtExit = false;
@@ -522,7 +535,7 @@ const SQelVxdBackend* QelVxdSim_LoadRigFile(const std::string& rsPath, std::stri
     SQelSimRigDesc oRig;
     oRig.sName         = rsPath;
     const bool bLoaded = CQelSimRigLoader::FromFile(rsPath, oRig, rsError);
-    return Install(oRig, bLoaded, rsError);
+    return Install(std::move(oRig), bLoaded, rsError);
 }
 
 const SQelVxdBackend* QelVxdSim_LoadRigText(const std::string& rsJson, const std::string& rsBaseDirectory,
@@ -531,7 +544,7 @@ const SQelVxdBackend* QelVxdSim_LoadRigText(const std::string& rsJson, const std
     SQelSimRigDesc oRig;
     const bool bLoaded = CQelSimRigLoader::FromText(rsJson, rsBaseDirectory, oRig, rsError);
     oRig.sName         = "inline rig";
-    return Install(oRig, bLoaded, rsError);
+    return Install(std::move(oRig), bLoaded, rsError);
 }
 
 const SQelVxdBackend* QelVxdSim_LoadDefaultRig(std::string& rsError)
@@ -539,7 +552,7 @@ const SQelVxdBackend* QelVxdSim_LoadDefaultRig(std::string& rsError)
     SQelSimRigDesc oRig;
     const bool bLoaded = CQelSimRigLoader::Default(oRig, rsError);
     oRig.sName         = "default";
-    return Install(oRig, bLoaded, rsError);
+    return Install(std::move(oRig), bLoaded, rsError);
 }
 
 void QelVxdSim_Unload()

@@ -27,8 +27,9 @@ class CQelSim : private CQelSimPersistenceSink
 {
 public:
     // Builds the rig: places the board windows, loads the persisted state, opens the trace file
-    // (empty path: no trace). Null with the reason in rsError.
-    static std::unique_ptr<CQelSim> Create(const SQelSimRigDesc& roRig, const std::string& rsTracePath,
+    // (empty path: no trace). The boards take over the flash contents of the description rather
+    // than copy them (megabytes per board). Null with the reason in rsError.
+    static std::unique_ptr<CQelSim> Create(SQelSimRigDesc&& roRig, const std::string& rsTracePath,
                                            std::string& rsError);
     ~CQelSim() override;
 
@@ -64,7 +65,7 @@ public:
 
 private:
     CQelSim(const SQelSimRigDesc& roRig);
-    bool Build(const SQelSimRigDesc& roRig, const std::string& rsTracePath, std::string& rsError);
+    bool Build(SQelSimRigDesc&& roRig, const std::string& rsTracePath, std::string& rsError);
     bool SaveState(std::string& rsError);
     void OnPersistentRegisterChanged(MUINT32 uiOffset) override;
     const SQelSimMapping& Resolve(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite, MUINT32& ruiOffset);

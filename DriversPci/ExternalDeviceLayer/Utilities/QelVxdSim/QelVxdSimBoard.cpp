@@ -34,7 +34,7 @@ MUINT32 CQelSimBoard::MemoryWindowSize(MUINT32 uiMemorySizeCode)
     return QelSimChip::MEMORY_SIZE_BY_CODE[uiMemorySizeCode & 3];
 }
 
-CQelSimBoard::CQelSimBoard(const SQelSimBoardDesc& roDesc, MUINT64 uiMemoryBase, MUINT64 uiRegisterBase,
+CQelSimBoard::CQelSimBoard(SQelSimBoardDesc&& roDesc, MUINT64 uiMemoryBase, MUINT64 uiRegisterBase,
                            SQelSimEnv& roEnv)
     : CQelSimFunction(roDesc.hLocation, EKind::Board, roEnv),
       m_uiIdDword(roDesc.uiVendorId | (roDesc.uiDeviceId << 16)),
@@ -51,7 +51,7 @@ CQelSimBoard::CQelSimBoard(const SQelSimBoardDesc& roDesc, MUINT64 uiMemoryBase,
       m_oRegisters(RegisterWindowSize(m_uiIdDword)),
       m_oDram(MemoryWindowSize(roDesc.uiMemorySizeCode)),
       m_poFlashChip(roDesc.poFlashChip),
-      m_aucFlash(roDesc.aucFlash),
+      m_aucFlash(std::move(roDesc.aucFlash)),
       m_sFlashImagePath(roDesc.sFlashImagePath),
       m_bFlashChanged(false)
 {

@@ -47,7 +47,8 @@ public:
     static MUINT32 RegisterWindowSize(MUINT32 uiIdDword);
     static MUINT32 MemoryWindowSize(MUINT32 uiMemorySizeCode);
 
-    CQelSimBoard(const SQelSimBoardDesc& roDesc, MUINT64 uiMemoryBase, MUINT64 uiRegisterBase, SQelSimEnv& roEnv);
+    // Takes over the description's flash content.
+    CQelSimBoard(SQelSimBoardDesc&& roDesc, MUINT64 uiMemoryBase, MUINT64 uiRegisterBase, SQelSimEnv& roEnv);
 
     // ---- Identity and board options.
     MUINT32 IdDword() const { return m_uiIdDword; }
