@@ -43,7 +43,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ${QEL_PACKAGE_NAME})
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "initialises the clocks and memory of PCI Express video-processing boards")
-set(CPACK_PACKAGE_DESCRIPTION "InitMemContext finds the boards of the family on the PCI bus and, for each, \
+set(CPACK_PACKAGE_DESCRIPTION "InitMemContext finds the boards on the PCI bus and, for each one, \
 reads its parameter block from the board's EEPROM, resets its chip, programs its clocks, trains and \
 tests its DDR memory. A systemd unit runs it at every boot, before the boards' video driver loads. \
 pins10 inspects, checks, builds and combines parameter blocks.")
