@@ -148,7 +148,7 @@ struct SQelSimMapping
 class CQelSimBus
 {
 public:
-    explicit CQelSimBus(SQelSimEnv& roEnv);
+    CQelSimBus();
     ~CQelSimBus();
     CQelSimBus(const CQelSimBus&)            = delete;
     CQelSimBus& operator=(const CQelSimBus&) = delete;
