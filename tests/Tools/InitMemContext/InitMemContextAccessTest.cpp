@@ -124,6 +124,12 @@ struct SEnvironmentCase
     const char* pszMessage;
 };
 
+// gtest names each case by this in its output, not by a byte dump.
+void PrintTo(const SEnvironmentCase& ro, std::ostream* poStream)
+{
+    *poStream << ro.pszName;
+}
+
 const char* const g_pszStateRig = R"("state": "rig.state.json",)";
 
 const SEnvironmentCase g_aoEnvironmentCases[] = {

@@ -29,6 +29,12 @@ struct SScenario
     int iStatus;
 };
 
+// gtest names each case by this in its output, not by a byte dump.
+void PrintTo(const SScenario& ro, std::ostream* poStream)
+{
+    *poStream << ro.sName;
+}
+
 std::vector<SScenario> LoadScenarios()
 {
     std::vector<SScenario> aoScenarios;

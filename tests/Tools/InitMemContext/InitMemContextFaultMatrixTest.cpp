@@ -28,6 +28,12 @@ struct SFaultCase
     const char* pszMessage;   // a line the run must print, or ""
 };
 
+// gtest names each case by this in its output, not by a byte dump.
+void PrintTo(const SFaultCase& ro, std::ostream* poStream)
+{
+    *poStream << ro.pszName;
+}
+
 const SFaultCase g_aoCases[] = {
     {"Healthy", "", "", g_pszDone, 0, ""},
     // Alone.
