@@ -86,10 +86,16 @@ void ReadEverything(const MUINT8* puiPins, MUINT16 uiSignature, MUINT32 uiIndex)
     }
 }
 
-// A combination's result: when it claims success, a chain the validator takes at its size.
-void CheckCombined(const char* pszWhat, MBOOL32 bOk, MUINT8* puiOut, MUINT32 uiOutSize)
+using CombineFunction = MBOOL32 (*)(MUINT8*, MUINT32, MUINT8*, MUINT32, MUINT8**, MUINT32*);
+
+// Combines copies of A and B (the combinations validate their inputs themselves). When it claims
+// success, the result must be a chain the validator takes at its size.
+void Combine(const char* pszWhat, CombineFunction pfnCombine, const CFuzzBuffer& roA, const CFuzzBuffer& roB)
 {
-    if (bOk)
+    CFuzzBuffer oCopyA(roA), oCopyB(roB);
+    MUINT8* puiOut = nullptr;
+    MUINT32 uiOutSize = 0;
+    if (pfnCombine(oCopyA.Data(), oCopyA.Size(), oCopyB.Data(), oCopyB.Size(), &puiOut, &uiOutSize))
     {
         FuzzRequire(puiOut != nullptr && uiOutSize > 0, pszWhat, "succeeded without a chain");
         std::vector<MUINT8> auiCopy(puiOut, puiOut + uiOutSize);
@@ -119,23 +125,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* puiData, std::size_t u
         }
     }
 
-    // The combinations validate their inputs themselves.
-    {
-        CFuzzBuffer oCopyA(oA), oCopyB(oB);
-        MUINT8* puiOut = nullptr;
-        MUINT32 uiOutSize = 0;
-        const MBOOL32 bOk =
-            XPins10Helper::MergePinsData(oCopyA.Data(), oCopyA.Size(), oCopyB.Data(), oCopyB.Size(), &puiOut, &uiOutSize);
-        CheckCombined("merge", bOk, puiOut, uiOutSize);
-    }
-    {
-        CFuzzBuffer oCopyA(oA), oCopyB(oB);
-        MUINT8* puiOut = nullptr;
-        MUINT32 uiOutSize = 0;
-        const MBOOL32 bOk =
-            XPins10Helper::AddPinsData(oCopyA.Data(), oCopyA.Size(), oCopyB.Data(), oCopyB.Size(), &puiOut, &uiOutSize);
-        CheckCombined("add", bOk, puiOut, uiOutSize);
-    }
+    Combine("merge", XPins10Helper::MergePinsData, oA, oB);
+    Combine("add", XPins10Helper::AddPinsData, oA, oB);
     {
         CFuzzBuffer oCopy(oA);
         const MUINT32 uiBefore = oCopy.Size();
