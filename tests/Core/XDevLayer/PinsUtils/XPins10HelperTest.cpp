@@ -137,6 +137,21 @@ TEST(Pins10ListAccess, RecordsBelowTheirMinimumAreRefused)
     EXPECT_FALSE(XPins10Helper::GetPinsI2cDeviceById(auiChain.data(), 12, &oDevice));
 }
 
+// Found by fuzzing: an I2C-device block without the list flag answers every index with its one
+// record, and the search for an absent id never ended.
+TEST(Pins10ListAccess, DeviceByIdInASingleBlockLooksAtItsOneRecord)
+{
+    tagPins10DeviceI2c oDevice = {};
+    oDevice.uiDeviceId = 10;
+    const std::vector<MUINT8> auiChain = Validated(CPins10TestChain()
+                                                       .Record(PINS10_SIGNATURE_HEADER, Pins10TestHeader())
+                                                       .Record(PINS10_SIGNATURE_I2C_DEVICE & PINS10_SIGNATURE_KIND_MASK, oDevice)
+                                                       .End()
+                                                       .Bytes());
+    EXPECT_TRUE(XPins10Helper::GetPinsI2cDeviceById(auiChain.data(), 10, &oDevice));
+    EXPECT_FALSE(XPins10Helper::GetPinsI2cDeviceById(auiChain.data(), 12, &oDevice));
+}
+
 // ---- Merge and add
 
 class Pins10CombineTest : public testing::Test

@@ -99,6 +99,19 @@ constexpr MUINT32 msc_uiMaxLength = 0xFFFF;
 MUINT32 BlockSize(const MUINT8* puiBlock) { return msc_uiBlockHeaderSize + Pins10BlockLength(puiBlock); }
 MUINT32 ListItemSize(const MUINT8* puiBlock) { return Pins10ReadU16(puiBlock + offsetof(tagPinsBlockList, uiItemSize)); }
 MBOOL32 IsList(MUINT16 uiSignature) { return (uiSignature & PINS10_SIGNATURE_LIST_FLAG) != 0; }
+
+// Records that the lookups find for a kind (list flag ignored, as they ignore it): the elements of
+// a list, and 1 for a single block, which answers every index with its one record. 1 as well when
+// the kind is absent, so that the lookup of index 0 is still made and fails as it does.
+MUINT32 RecordCount(const MUINT8* puiPins, MUINT16 uiSignature)
+{
+    const MUINT8* puiBlock = puiPins;
+    while (puiBlock != nullptr && ((Pins10BlockSignature(puiBlock) ^ uiSignature) & PINS10_SIGNATURE_KIND_MASK) != 0)
+        puiBlock = Pins10NextBlockHeader(puiBlock);
+    if (puiBlock == nullptr || !IsList(Pins10BlockSignature(puiBlock)))
+        return 1;
+    return Pins10ListItemCount(puiBlock);
+}
 MUINT32 RoundUp4(MUINT32 uiValue) { return (uiValue + 3u) & ~3u; }
 
 // A chain that passed validation: its blocks lie in [0, uiEndOffset), the end block follows.
@@ -437,7 +450,10 @@ MBOOL32 XPins10Helper::GetPinsI2cDeviceById(const MUINT8* puiPins, MUINT32 uiDev
         return 0;
     constexpr SRecordAccess oQuietAccess = {PINS10_SIGNATURE_I2C_DEVICE, sizeof(tagPins10DeviceI2c),
                                             sizeof(tagPins10DeviceI2c), 0};
-    for (MUINT32 uiIndex = 0; CopyRecord(oQuietAccess, puiPins, uiIndex, poDevice); ++uiIndex)
+    // Bounded by the record count: an I2C-device block stored without the list flag answers every
+    // index with the same record, and a walk bounded only by the lookups would never end.
+    const MUINT32 uiCount = RecordCount(puiPins, PINS10_SIGNATURE_I2C_DEVICE);
+    for (MUINT32 uiIndex = 0; uiIndex < uiCount && CopyRecord(oQuietAccess, puiPins, uiIndex, poDevice); ++uiIndex)
     {
         if (poDevice->uiDeviceId == uiDeviceId)
             return 1;
@@ -504,7 +520,7 @@ MBOOL32 XPins10Helper::RemovePinsMultiBlockElement(MUINT16 uiSignature, MUINT16 
 {
     if (uiSignature == 0 || uiType == 0 || ruiSize == 0 || puiPins == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(507);   // a fanless board with a blank EEPROM shows it; the README names it
         return 0;
     }
     SChain oChain;
