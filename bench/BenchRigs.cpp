@@ -30,7 +30,7 @@ bool QelBench_WriteBoardImage(const std::string& rsPath, std::string& rsError)
     {
         return false;
     }
-    const std::vector<MUINT8>& raucFlash = oRig.aoBoards.front().aucFlash;
+    const std::vector<MUINT8>& raucFlash = oRig.aoBoards.front().oFlash.Stored();
     size_t uiUsed                        = raucFlash.size();
     while (uiUsed > 0 && raucFlash[uiUsed - 1] == 0xFF)
     {

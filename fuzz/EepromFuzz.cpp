@@ -81,13 +81,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* puiData, std::size_t u
     FuzzRequire(poBoard != nullptr, "rig", "no board at 03:00.0");
     poBoard->WriteFlash(0, oImage.Data(), static_cast<MUINT32>(oImage.Size()));
     poBoard->WriteFlash(XHb4BoardData::EEPROM_PINS_POINTER_ADDR, auiPointer, sizeof(auiPointer));
-    const std::vector<MUINT8> auiFlashBefore = poBoard->Flash();
+    const CQelSimFlashContent oFlashBefore = poBoard->Flash();
 
     QelVxdSetBackendForTest(poBackend);
     Populate();
     QelVxdSetBackendForTest(nullptr);
 
-    FuzzRequire(poBoard->Flash() == auiFlashBefore, "population", "changed the flash");
+    FuzzRequire(poBoard->Flash() == oFlashBefore, "population", "changed the flash");
     QelVxdSim_Unload();
     return 0;
 }

@@ -106,7 +106,7 @@ TEST_F(CRigLoadTest, NumbersAsStringsAndShortImage)
     ASSERT_EQ(poBoard->Flash().size(), 128u * 1024);
     EXPECT_EQ(poBoard->Flash()[1], 0x41);
     EXPECT_EQ(poBoard->Flash()[3], 0xFF);
-    EXPECT_EQ(poBoard->Flash().back(), 0xFF);
+    EXPECT_EQ(poBoard->Flash()[128u * 1024 - 1], 0xFF);
     EXPECT_EQ(poBoard->MemorySize(), 0x4000000u);
     EXPECT_EQ(poBoard->PeekReg(0x26FC), 0xC0000000u);
     EXPECT_EQ(Cfg32(BOARD_03, 0x2C), 0x0A011E5Bu);
@@ -129,9 +129,9 @@ TEST_F(CRigLoadTest, DefaultRig)
     EXPECT_EQ(poBoard->MemorySize(), 256u << 20);
     EXPECT_EQ(poBoard->PhyMask(), 0xFu);
     EXPECT_STREQ(poBoard->FlashChip().pszName, "W25Q64FV");
-    const std::vector<MUINT8>& raucFlash = poBoard->Flash();
+    const CQelSimFlashContent& roFlash = poBoard->Flash();
     const MUINT32 uiPointer =
-        raucFlash[QELSIM_PINS_POINTER_ADDRESS] | (raucFlash[QELSIM_PINS_POINTER_ADDRESS + 1] << 8);
+        roFlash[QELSIM_PINS_POINTER_ADDRESS] | (roFlash[QELSIM_PINS_POINTER_ADDRESS + 1] << 8);
     if (g_uiQelVxdSimDefaultPinsSize == 0)
     {
         EXPECT_EQ(uiPointer, 0xFFFFu);
@@ -139,8 +139,8 @@ TEST_F(CRigLoadTest, DefaultRig)
     else
     {
         ASSERT_EQ(uiPointer, QELSIM_DEFAULT_PINS_ADDRESS);
-        EXPECT_TRUE(std::equal(g_aucQelVxdSimDefaultPins, g_aucQelVxdSimDefaultPins + g_uiQelVxdSimDefaultPinsSize,
-                               raucFlash.begin() + uiPointer));
+        EXPECT_EQ(roFlash.Bytes(uiPointer, g_uiQelVxdSimDefaultPinsSize),
+                  std::vector<MUINT8>(g_aucQelVxdSimDefaultPins, g_aucQelVxdSimDefaultPins + g_uiQelVxdSimDefaultPinsSize));
     }
 }
 

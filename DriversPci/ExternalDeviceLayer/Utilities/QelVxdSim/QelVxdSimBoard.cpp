@@ -51,7 +51,7 @@ CQelSimBoard::CQelSimBoard(SQelSimBoardDesc&& roDesc, MUINT64 uiMemoryBase, MUIN
       m_oRegisters(RegisterWindowSize(m_uiIdDword)),
       m_oDram(MemoryWindowSize(roDesc.uiMemorySizeCode)),
       m_poFlashChip(roDesc.poFlashChip),
-      m_aucFlash(std::move(roDesc.aucFlash)),
+      m_oFlash(std::move(roDesc.oFlash)),
       m_sFlashImagePath(roDesc.sFlashImagePath),
       m_bFlashChanged(false)
 {
@@ -189,13 +189,9 @@ void CQelSimBoard::MemWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
 
 void CQelSimBoard::WriteFlash(MUINT32 uiOffset, const MUINT8* pucData, MUINT32 uiSize)
 {
-    for (MUINT32 uiIndex = 0; uiIndex < uiSize && (size_t)uiOffset + uiIndex < m_aucFlash.size(); ++uiIndex)
+    if (m_oFlash.Write(uiOffset, pucData, uiSize))
     {
-        if (m_aucFlash[uiOffset + uiIndex] != pucData[uiIndex])
-        {
-            m_aucFlash[uiOffset + uiIndex] = pucData[uiIndex];
-            m_bFlashChanged = true;
-        }
+        m_bFlashChanged = true;
     }
 }
 
@@ -205,7 +201,9 @@ bool CQelSimBoard::SaveFlash(std::string& rsError)
     {
         return true;
     }
-    if (!QelVxdSim_WriteFileAtomic(m_sFlashImagePath, m_aucFlash.data(), m_aucFlash.size(), rsError))
+    // The bytes after the stored ones read erased; an image shorter than the chip loads the same way.
+    const std::vector<MUINT8>& raucStored = m_oFlash.Stored();
+    if (!QelVxdSim_WriteFileAtomic(m_sFlashImagePath, raucStored.data(), raucStored.size(), rsError))
     {
         return false;
     }

@@ -16,6 +16,7 @@
 #include "QelVxdSimDram.h"
 #include "QelVxdSimFaults.h"
 #include "QelVxdSimFlashChips.h"
+#include "QelVxdSimFlashContent.h"
 #include "QelVxdSimRegisterFile.h"
 
 struct SQelSimBoardDesc;
@@ -87,7 +88,7 @@ public:
     const SQelSimBoardStats& Stats() const { return m_oStats; }
 
     const SQelSimFlashChip& FlashChip() const { return *m_poFlashChip; }
-    const std::vector<MUINT8>& Flash() const { return m_aucFlash; }
+    const CQelSimFlashContent& Flash() const { return m_oFlash; }
     // Changes flash bytes (clipped to the chip); the image file is rewritten by SaveFlash.
     void WriteFlash(MUINT32 uiOffset, const MUINT8* pucData, MUINT32 uiSize);
     bool FlashChanged() const { return m_bFlashChanged; }
@@ -135,7 +136,7 @@ private:
     CQelSimDram m_oDram;
     std::vector<std::unique_ptr<CQelSimRegBehaviour>> m_apoBehaviours;
     const SQelSimFlashChip* m_poFlashChip;
-    std::vector<MUINT8> m_aucFlash;
+    CQelSimFlashContent m_oFlash;
     std::string m_sFlashImagePath;
     bool m_bFlashChanged;
     SQelSimBoardStats m_oStats;

@@ -251,7 +251,7 @@ bool ParseEeprom(CRigObject& roBoardObject, const std::string& rsBaseDirectory, 
             return oEeprom.FailAt("chip",
                                   "unknown chip " + Quoted(sChip) + " (known: " + QelVxdSim_FlashChipNames() + ")");
         }
-        roBoard.aucFlash.assign(roBoard.poFlashChip->uiSize, 0xFF);
+        roBoard.oFlash = CQelSimFlashContent(roBoard.poFlashChip->uiSize);
         if (!sImage.empty())
         {
             roBoard.sFlashImagePath = QelVxdSim_ResolvePath(rsBaseDirectory, sImage);
@@ -261,18 +261,18 @@ bool ParseEeprom(CRigObject& roBoardObject, const std::string& rsBaseDirectory, 
             {
                 return oEeprom.FailAt("image", sWhy);
             }
-            if (aucImage.size() > roBoard.aucFlash.size())
+            if (aucImage.size() > roBoard.oFlash.size())
             {
                 return oEeprom.FailAt("image", Quoted(roBoard.sFlashImagePath) + " holds " +
                                                    std::to_string(aucImage.size()) + " bytes, more than the " + sChip +
-                                                   " stores (" + std::to_string(roBoard.aucFlash.size()) + ")");
+                                                   " stores (" + std::to_string(roBoard.oFlash.size()) + ")");
             }
-            std::copy(aucImage.begin(), aucImage.end(), roBoard.aucFlash.begin());
+            roBoard.oFlash.Write(0, aucImage.data(), (MUINT32)aucImage.size());
         }
         return true;
     }
     roBoard.poFlashChip = QelVxdSim_FindFlashChip(sChip);
-    roBoard.aucFlash.assign(roBoard.poFlashChip->uiSize, 0xFF);
+    roBoard.oFlash      = CQelSimFlashContent(roBoard.poFlashChip->uiSize);
     return true;
 }
 
@@ -496,6 +496,12 @@ bool CheckLocations(const SQelSimRigDesc& roRig, std::string& rsError)
     }
     return true;
 }
+std::string DefaultStatePath()
+{
+    const char* pszRuntime = getenv("XDG_RUNTIME_DIR");
+    return std::string(pszRuntime != nullptr && *pszRuntime != 0 ? pszRuntime : "/tmp") +
+           "/qelvxd-sim-default.state.json";
+}
 }  // namespace
 
 bool CQelSimRigLoader::FromText(const std::string& rsText, const std::string& rsBaseDirectory, SQelSimRigDesc& roRig,
@@ -546,9 +552,7 @@ bool CQelSimRigLoader::Default(SQelSimRigDesc& roRig, std::string& rsError)
 {
     roRig                  = SQelSimRigDesc();
     roRig.sName            = "default";
-    const char* pszRuntime = getenv("XDG_RUNTIME_DIR");
-    roRig.sStatePath =
-        std::string(pszRuntime != nullptr && *pszRuntime != 0 ? pszRuntime : "/tmp") + "/qelvxd-sim-default.state.json";
+    roRig.sStatePath       = DefaultStatePath();
 
     SQelSimBridgeDesc oRootPort;
     oRootPort.hLocation        = (0 << 8) | (0x1c << 3) | 0;
@@ -563,7 +567,7 @@ bool CQelSimRigLoader::Default(SQelSimRigDesc& roRig, std::string& rsError)
     oBoard.uiMemorySizeCode = 3;
     oBoard.uiPhyMask        = 0xF;
     oBoard.poFlashChip      = QelVxdSim_FindFlashChip("W25Q64FV");
-    oBoard.aucFlash.assign(oBoard.poFlashChip->uiSize, 0xFF);
+    oBoard.oFlash           = CQelSimFlashContent(oBoard.poFlashChip->uiSize);
     if (g_uiQelVxdSimDefaultPinsSize > 0)
     {
         if (QELSIM_DEFAULT_PINS_ADDRESS + g_uiQelVxdSimDefaultPinsSize > QELSIM_PINS_POINTER_ADDRESS)
@@ -572,24 +576,43 @@ bool CQelSimRigLoader::Default(SQelSimRigDesc& roRig, std::string& rsError)
                       " bytes) does not fit below the flash pointer word";
             return false;
         }
-        memcpy(oBoard.aucFlash.data() + QELSIM_DEFAULT_PINS_ADDRESS, g_aucQelVxdSimDefaultPins,
-               g_uiQelVxdSimDefaultPinsSize);
-        oBoard.aucFlash[QELSIM_PINS_POINTER_ADDRESS]     = (MUINT8)(QELSIM_DEFAULT_PINS_ADDRESS & 0xFF);
-        oBoard.aucFlash[QELSIM_PINS_POINTER_ADDRESS + 1] = (MUINT8)(QELSIM_DEFAULT_PINS_ADDRESS >> 8);
+        const MUINT8 aucPointer[] = {(MUINT8)(QELSIM_DEFAULT_PINS_ADDRESS & 0xFF),
+                                     (MUINT8)(QELSIM_DEFAULT_PINS_ADDRESS >> 8)};
+        oBoard.oFlash.Write(QELSIM_DEFAULT_PINS_ADDRESS, g_aucQelVxdSimDefaultPins, g_uiQelVxdSimDefaultPinsSize);
+        oBoard.oFlash.Write(QELSIM_PINS_POINTER_ADDRESS, aucPointer, sizeof(aucPointer));
     }
     roRig.aoBoards.push_back(std::move(oBoard));
     return true;
 }
 
+std::string CQelSimRigLoader::StatePathOf(const std::string& rsRig)
+{
+    if (rsRig == "default")
+    {
+        return DefaultStatePath();
+    }
+    std::vector<MUINT8> aucText;
+    std::string sError;
+    json oDocument;
+    if (!QelVxdSim_ReadFile(rsRig, aucText, sError) ||
+        !ParseJson(std::string(aucText.begin(), aucText.end()), oDocument, sError) || !oDocument.is_object())
+    {
+        return "";
+    }
+    const auto itState = oDocument.find("state");
+    if (itState == oDocument.end() || !itState->is_string() || itState->get<std::string>().empty())
+    {
+        return "";
+    }
+    return QelVxdSim_ResolvePath(QelVxdSim_DirectoryOf(rsRig), itState->get<std::string>());
+}
+
 const char* QelVxdSimLockPath(const char* pszRig)
 {
-    // Only the state path is needed; a rig that does not load takes no lock here and is reported
-    // when the simulator loads it.
+    // Only the state path is needed, so the boards (and their flash images) are not loaded here; a
+    // rig that does not load takes no lock and is reported when the simulator loads it.
     static std::string s_sLockPath;
-    SQelSimRigDesc oRig;
-    std::string sError;
-    const bool bLoaded = strcmp(pszRig, "default") == 0 ? CQelSimRigLoader::Default(oRig, sError)
-                                                          : CQelSimRigLoader::FromFile(pszRig, oRig, sError);
-    s_sLockPath = bLoaded && !oRig.sStatePath.empty() ? oRig.sStatePath + ".lock" : "";
+    const std::string sStatePath = CQelSimRigLoader::StatePathOf(pszRig);
+    s_sLockPath                  = sStatePath.empty() ? "" : sStatePath + ".lock";
     return s_sLockPath.c_str();
 }

@@ -11,6 +11,7 @@
 #include "QelVxdSimClock.h"
 #include "QelVxdSimFaults.h"
 #include "QelVxdSimFlashChips.h"
+#include "QelVxdSimFlashContent.h"
 
 // Any other PCI function (never a supported board).
 struct SQelSimDeviceDesc
@@ -48,7 +49,7 @@ struct SQelSimBoardDesc
     MUINT32 uiLinkSpeed                 = 2;
     MUINT32 uiMarker                    = 0;
     const SQelSimFlashChip* poFlashChip = nullptr;
-    std::vector<MUINT8> aucFlash;  // whole chip content
+    CQelSimFlashContent oFlash;
     std::string sFlashImagePath;   // rewritten at exit when the content changed; empty: not kept
     SQelSimBoardFaults oFaults;
 };
@@ -75,6 +76,9 @@ public:
     // port at 00:1c.0, its flash holding the built-in parameter block, its state in
     // ${XDG_RUNTIME_DIR:-/tmp}/qelvxd-sim-default.state.json.
     static bool Default(SQelSimRigDesc& roRig, std::string& rsError);
+    // The state file that a rig ("default" or a rig file) names, read without loading its boards;
+    // empty when it names none or cannot be read.
+    static std::string StatePathOf(const std::string& rsRig);
 };
 
 // Where the default rig keeps the parameter block in its flash, and the flash word that points

@@ -324,9 +324,9 @@ void CQelSimSpiFlash::Program()
 {
     const MUINT32 uiPage = m_uiAddress - m_uiAddress % PAGE_SIZE;
     MUINT8 aucMerged[PAGE_SIZE];
-    memcpy(aucMerged, m_roBoard.Flash().data() + uiPage, PAGE_SIZE);
     for (MUINT32 uiAt = 0; uiAt < PAGE_SIZE; ++uiAt)
     {
+        aucMerged[uiAt] = m_roBoard.Flash()[uiPage + uiAt];
         if ((m_auiPageLoaded[uiAt / 64] >> (uiAt % 64)) & 1)
         {
             aucMerged[uiAt] &= m_aucPage[uiAt];

@@ -140,7 +140,7 @@ protected:
     const std::vector<SSpiTransaction>& Transactions() { return m_oTraces.m_oDecoder.Transactions(); }
     std::vector<MUINT8> FlashBytes(MUINT32 uiAt, MUINT32 uiCount)
     {
-        return std::vector<MUINT8>(m_poBoard->Flash().begin() + uiAt, m_poBoard->Flash().begin() + uiAt + uiCount);
+        return m_poBoard->Flash().Bytes(uiAt, uiCount);
     }
     // The board is left as the chip's engine needs it: bus given back, flash deselected, its
     // write protection on (status register and hardware line).
