@@ -201,9 +201,8 @@ bool CQelSimBoard::SaveFlash(std::string& rsError)
     {
         return true;
     }
-    // The bytes after the stored ones read erased; an image shorter than the chip loads the same way.
-    const std::vector<MUINT8>& raucStored = m_oFlash.Stored();
-    if (!QelVxdSim_WriteFileAtomic(m_sFlashImagePath, raucStored.data(), raucStored.size(), rsError))
+    const std::vector<MUINT8> aucImage = m_oFlash.Image();
+    if (!QelVxdSim_WriteFileAtomic(m_sFlashImagePath, aucImage.data(), aucImage.size(), rsError))
     {
         return false;
     }

@@ -32,6 +32,13 @@ public:
     }
     // The stored bytes (a prefix of the chip); everything after them reads erased.
     const std::vector<MUINT8>& Stored() const { return m_aucStored; }
+    // The whole chip, as an image file holds it.
+    std::vector<MUINT8> Image() const
+    {
+        std::vector<MUINT8> auc(m_uiSize, ERASED);
+        std::copy(m_aucStored.begin(), m_aucStored.end(), auc.begin());
+        return auc;
+    }
 
     // Sets bytes, clipped to the chip; true when some byte changed.
     bool Write(MUINT32 uiAddress, const MUINT8* pucData, MUINT32 uiCount)
