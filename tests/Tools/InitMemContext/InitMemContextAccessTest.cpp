@@ -141,6 +141,8 @@ const SEnvironmentCase g_aoEnvironmentCases[] = {
      2, "delete"},
     {"LockCannotBeOpened", Rig(g_pszStateRig), [](const fs::path& ro) { fs::create_directory(ro / "rig.state.json.lock"); },
      STATUS_NO_ACCESS, "cannot open the lock file"},
+    {"LockIsASymbolicLink", Rig(g_pszStateRig), [](const fs::path& ro) { fs::create_symlink(ro / "rig.json", ro / "rig.state.json.lock"); },
+     STATUS_NO_ACCESS, "symbolic link"},
 };
 
 class EnvironmentErrorTest : public ::testing::TestWithParam<SEnvironmentCase>

@@ -54,12 +54,15 @@ int QelVxdLockBoards(MUINT32 uiWaitSeconds, char* pszError, MUINT32 uiErrorSize)
         uiWaitMs = strtoull(pszTestWait, nullptr, 10);
     }
 
-    const int iFd = open(pszPath, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    // /run/lock is writable by everyone: never follow a link planted there to another file.
+    const int iFd = open(pszPath, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
     if (iFd < 0)
     {
         const int iError = errno;
         snprintf(pszError, uiErrorSize, "cannot open the lock file %s: %s (%s)", pszPath, strerror(iError),
-                 iError == ENOENT ? "its directory is missing: create it" : "run as root, or make it a file you may write");
+                 iError == ENOENT  ? "its directory is missing: create it"
+                 : iError == ELOOP ? "it is a symbolic link: remove it"
+                                   : "run as root, or make it a file you may write");
         return 0;
     }
 
