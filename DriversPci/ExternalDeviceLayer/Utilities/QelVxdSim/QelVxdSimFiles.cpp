@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 bool QelVxdSim_ReadFile(const std::string& rsPath, std::vector<MUINT8>& raucData, std::string& rsError)
@@ -14,6 +15,13 @@ bool QelVxdSim_ReadFile(const std::string& rsPath, std::vector<MUINT8>& raucData
     {
         rsError = "cannot open \"" + rsPath + "\": " + strerror(errno);
         return false;
+    }
+    // One allocation for a regular file (a flash image is read at every start); the loop below
+    // still reads to the end, whatever the size said.
+    struct stat oStat;
+    if (fstat(fileno(pFile), &oStat) == 0 && S_ISREG(oStat.st_mode))
+    {
+        raucData.reserve((size_t)oStat.st_size);
     }
     MUINT8 aucChunk[65536];
     size_t uiRead = 0;

@@ -6,6 +6,7 @@
 #define QELVXDSIMFLASHCONTENT_H
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "QelBaseTypes.h"
@@ -40,25 +41,51 @@ public:
         return auc;
     }
 
-    // Sets bytes, clipped to the chip; true when some byte changed.
+    // Sets bytes, clipped to the chip; true when some byte changed. Erased bytes past the stored
+    // prefix change nothing and are not stored, and the storage grows once, not byte by byte: a
+    // whole image is loaded at every start of the simulator.
     bool Write(MUINT32 uiAddress, const MUINT8* pucData, MUINT32 uiCount)
     {
-        bool bChanged = false;
-        for (MUINT32 uiIndex = 0; uiIndex < uiCount && (MUINT64)uiAddress + uiIndex < m_uiSize; ++uiIndex)
+        if (uiAddress >= m_uiSize)
         {
-            const MUINT32 uiAt = uiAddress + uiIndex;
-            if ((*this)[uiAt] == pucData[uiIndex])
-            {
-                continue;
-            }
-            if (uiAt >= m_aucStored.size())
-            {
-                m_aucStored.resize((size_t)uiAt + 1, ERASED);
-            }
-            m_aucStored[uiAt] = pucData[uiIndex];
-            bChanged          = true;
+            return false;
+        }
+        const size_t uiStored = m_aucStored.size();
+        size_t uiEnd          = std::min<size_t>(uiCount, m_uiSize - uiAddress);
+        while (uiEnd != 0 && uiAddress + uiEnd > uiStored && pucData[uiEnd - 1] == ERASED)
+        {
+            --uiEnd;
+        }
+        if (uiEnd == 0)
+        {
+            return false;
+        }
+        if (uiAddress + uiEnd > uiStored)
+        {
+            m_aucStored.resize(uiAddress + uiEnd, ERASED);
+        }
+        MUINT8* pucStored   = m_aucStored.data() + uiAddress;
+        const bool bChanged = memcmp(pucStored, pucData, uiEnd) != 0;
+        if (bChanged)
+        {
+            memcpy(pucStored, pucData, uiEnd);
         }
         return bChanged;
+    }
+
+    // Loads a whole image into a blank chip, taking over its bytes rather than copying them;
+    // bytes past the chip are dropped, and so are erased bytes at the end (they read erased).
+    void LoadImage(std::vector<MUINT8>&& raucImage)
+    {
+        m_aucStored = std::move(raucImage);
+        if (m_aucStored.size() > m_uiSize)
+        {
+            m_aucStored.resize(m_uiSize);
+        }
+        while (!m_aucStored.empty() && m_aucStored.back() == ERASED)
+        {
+            m_aucStored.pop_back();
+        }
     }
 
     bool operator==(const CQelSimFlashContent& ro) const

@@ -267,7 +267,7 @@ bool ParseEeprom(CRigObject& roBoardObject, const std::string& rsBaseDirectory, 
                                                    std::to_string(aucImage.size()) + " bytes, more than the " + sChip +
                                                    " stores (" + std::to_string(roBoard.oFlash.size()) + ")");
             }
-            roBoard.oFlash.Write(0, aucImage.data(), (MUINT32)aucImage.size());
+            roBoard.oFlash.LoadImage(std::move(aucImage));
         }
         return true;
     }
