@@ -2,13 +2,21 @@
 
 #include <bit>
 #include <cstring>
+#include <new>
 
 // Aligned dwords are copied as they lie in memory: the pages hold the bus's little-endian bytes.
 static_assert(std::endian::native == std::endian::little);
 
 CQelSimDram::CQelSimDram(MUINT32 uiSize)
-    : m_uiSize(uiSize), m_bContentsValid(true), m_apucPages((uiSize + msc_uiPageSize - 1) / msc_uiPageSize)
+    : m_uiSize(uiSize),
+      m_bContentsValid(true),
+      m_ppucPageTable(static_cast<MUINT8**>(calloc((uiSize + msc_uiPageSize - 1) / msc_uiPageSize + 1, sizeof(MUINT8*))))
 {
+    // (One spare entry, so that a memory of size 0 still gets a table and never a null.)
+    if (m_ppucPageTable == nullptr)
+    {
+        throw std::bad_alloc();
+    }
 }
 
 MUINT8 CQelSimDram::PeekByte(MUINT32 uiOffset) const
@@ -17,19 +25,22 @@ MUINT8 CQelSimDram::PeekByte(MUINT32 uiOffset) const
     {
         return 0xFF;
     }
-    const MUINT8* pucPage = m_apucPages[uiOffset / msc_uiPageSize].get();
+    const MUINT8* pucPage = m_ppucPageTable[uiOffset / msc_uiPageSize];
     return pucPage != nullptr ? pucPage[uiOffset % msc_uiPageSize] : msc_ucUnwrittenPattern;
 }
 
 MUINT8* CQelSimDram::WritablePage(MUINT32 uiOffset)
 {
-    std::unique_ptr<MUINT8[]>& rpucPage = m_apucPages[uiOffset / msc_uiPageSize];
+    const MUINT32 uiIndex = uiOffset / msc_uiPageSize;
+    MUINT8*& rpucPage     = m_ppucPageTable[uiIndex];
     if (rpucPage == nullptr)
     {
-        rpucPage.reset(new MUINT8[msc_uiPageSize]);
-        memset(rpucPage.get(), msc_ucUnwrittenPattern, msc_uiPageSize);
+        std::unique_ptr<MUINT8[]> pucBytes(new MUINT8[msc_uiPageSize]);
+        memset(pucBytes.get(), msc_ucUnwrittenPattern, msc_uiPageSize);
+        rpucPage = pucBytes.get();
+        m_aoPages.push_back({uiIndex, std::move(pucBytes)});
     }
-    return rpucPage.get();
+    return rpucPage;
 }
 
 void CQelSimDram::PokeByte(MUINT32 uiOffset, MUINT8 ucValue)
@@ -50,10 +61,11 @@ MUINT8 CQelSimDram::GarbageByte(MUINT32 uiOffset) const
 
 void CQelSimDram::Forget()
 {
-    for (std::unique_ptr<MUINT8[]>& rpucPage : m_apucPages)
+    for (const SPage& roPage : m_aoPages)
     {
-        rpucPage.reset();
+        m_ppucPageTable[roPage.uiIndex] = nullptr;
     }
+    m_aoPages.clear();
 }
 
 MUINT32 CQelSimDram::Read(MUINT32 uiOffset, MUINT32 uiBytes) const
@@ -61,7 +73,7 @@ MUINT32 CQelSimDram::Read(MUINT32 uiOffset, MUINT32 uiBytes) const
     // Aligned dwords (the common case) straight from their page.
     if (uiBytes == 4 && (uiOffset & 3) == 0 && uiOffset < m_uiSize && m_bContentsValid)
     {
-        const MUINT8* pucPage = m_apucPages[uiOffset / msc_uiPageSize].get();
+        const MUINT8* pucPage = m_ppucPageTable[uiOffset / msc_uiPageSize];
         MUINT32 uiWord = 0x01010101u * msc_ucUnwrittenPattern;
         if (pucPage != nullptr)
         {
@@ -104,10 +116,5 @@ void CQelSimDram::Write(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
 
 size_t CQelSimDram::AllocatedPages() const
 {
-    size_t uiCount = 0;
-    for (const std::unique_ptr<MUINT8[]>& rpucPage : m_apucPages)
-    {
-        uiCount += rpucPage != nullptr ? 1 : 0;
-    }
-    return uiCount;
+    return m_aoPages.size();
 }

@@ -1,11 +1,14 @@
 // On-board DDR memory behind a board's memory window. Sparse: a 4 KiB page is allocated on its
-// first write; memory never written reads as a fixed byte pattern.
+// first write; memory never written reads as a fixed byte pattern. The page table itself is
+// zeroed lazily by the kernel, so a 256 MiB memory costs nothing until it is written: the table
+// is half a megabyte that the simulator would otherwise clear (and fault in) at every start.
 //
 // The memory only holds data while its controller is trained. SetContentsValid(false) models an
 // untrained controller: reads return address-dependent garbage and writes are lost. A board's
 // chip model (QelVxdSimChip.h) switches it; a memory without one keeps its contents valid.
 #pragma once
 
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -18,6 +21,8 @@ public:
     static constexpr MUINT8 msc_ucUnwrittenPattern = 0xA5;
 
     explicit CQelSimDram(MUINT32 uiSize);
+    CQelSimDram(const CQelSimDram&)            = delete;
+    CQelSimDram& operator=(const CQelSimDram&) = delete;
 
     MUINT32 Size() const { return m_uiSize; }
     void SetContentsValid(bool bValid) { m_bContentsValid = bValid; }
@@ -39,14 +44,30 @@ public:
     void PokeByte(MUINT32 uiOffset, MUINT8 ucValue);
 
     size_t AllocatedPages() const;
+    // The page table's entry for the page holding uiOffset (< size): null until the page is
+    // written, and again after Forget. It stays at this address for the memory's lifetime.
+    MUINT8* const* PageEntry(MUINT32 uiOffset) const { return &m_ppucPageTable[uiOffset / msc_uiPageSize]; }
 
 private:
     MUINT8 GarbageByte(MUINT32 uiOffset) const;
     // The page holding uiOffset (< size), allocated on first use.
     MUINT8* WritablePage(MUINT32 uiOffset);
 
+    struct SFree
+    {
+        void operator()(MUINT8** ppuc) const { free(ppuc); }
+    };
+
     MUINT32 m_uiSize;
     bool m_bContentsValid;
     MUINT32 m_uiStuckBits = 0;
-    std::vector<std::unique_ptr<MUINT8[]>> m_apucPages;
+    // One entry per page, null until the page is written (calloc: untouched entries cost no
+    // memory). The pages are owned by m_aoPages, which also lists them for Forget.
+    std::unique_ptr<MUINT8*[], SFree> m_ppucPageTable;
+    struct SPage
+    {
+        MUINT32 uiIndex;
+        std::unique_ptr<MUINT8[]> pucBytes;
+    };
+    std::vector<SPage> m_aoPages;
 };
