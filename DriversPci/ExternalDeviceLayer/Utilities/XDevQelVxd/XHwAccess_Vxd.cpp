@@ -159,44 +159,44 @@ int XCfgAccessVxd::Write(MUINT32, const MUINT8*, MUINT32)
 // ================================================================================================
 // XWindowAccessVxd
 
-template <class TAccess>
-int XWindowAccessVxd<TAccess>::Read(MUINT32 uiOffset, MUINT32& ruiValue)
+template <class TAccess, class TWindow>
+int XWindowAccessVxd<TAccess, TWindow>::Read(MUINT32 uiOffset, MUINT32& ruiValue)
 {
-    return WindowRead(WindowAddress(), WindowSize(), uiOffset, ruiValue);
+    return WindowRead(Window().WindowAddress(), Window().WindowSize(), uiOffset, ruiValue);
 }
 
-template <class TAccess>
-int XWindowAccessVxd<TAccess>::Read(MUINT32 uiOffset, MUINT8& ruiValue)
+template <class TAccess, class TWindow>
+int XWindowAccessVxd<TAccess, TWindow>::Read(MUINT32 uiOffset, MUINT8& ruiValue)
 {
-    return WindowRead(WindowAddress(), WindowSize(), uiOffset, ruiValue);
+    return WindowRead(Window().WindowAddress(), Window().WindowSize(), uiOffset, ruiValue);
 }
 
-template <class TAccess>
-int XWindowAccessVxd<TAccess>::Read(MUINT32, MUINT8*, MUINT32)
-{
-    return iStatusNotSupported;
-}
-
-template <class TAccess>
-int XWindowAccessVxd<TAccess>::Write(MUINT32 uiOffset, MUINT32 uiValue)
-{
-    return WindowWrite(WindowAddress(), WindowSize(), uiOffset, uiValue);
-}
-
-template <class TAccess>
-int XWindowAccessVxd<TAccess>::Write(MUINT32 uiOffset, MUINT8 uiValue)
-{
-    return WindowWrite(WindowAddress(), WindowSize(), uiOffset, uiValue);
-}
-
-template <class TAccess>
-int XWindowAccessVxd<TAccess>::Write(MUINT32, const MUINT8*, MUINT32)
+template <class TAccess, class TWindow>
+int XWindowAccessVxd<TAccess, TWindow>::Read(MUINT32, MUINT8*, MUINT32)
 {
     return iStatusNotSupported;
 }
 
-template class XWindowAccessVxd<XRegAccess>;
-template class XWindowAccessVxd<XMemAccess>;
+template <class TAccess, class TWindow>
+int XWindowAccessVxd<TAccess, TWindow>::Write(MUINT32 uiOffset, MUINT32 uiValue)
+{
+    return WindowWrite(Window().WindowAddress(), Window().WindowSize(), uiOffset, uiValue);
+}
+
+template <class TAccess, class TWindow>
+int XWindowAccessVxd<TAccess, TWindow>::Write(MUINT32 uiOffset, MUINT8 uiValue)
+{
+    return WindowWrite(Window().WindowAddress(), Window().WindowSize(), uiOffset, uiValue);
+}
+
+template <class TAccess, class TWindow>
+int XWindowAccessVxd<TAccess, TWindow>::Write(MUINT32, const MUINT8*, MUINT32)
+{
+    return iStatusNotSupported;
+}
+
+template class XWindowAccessVxd<XRegAccess, XRegAccessVxd>;
+template class XWindowAccessVxd<XMemAccess, XMmAccessVxd>;
 
 // ================================================================================================
 // XRegAccessVxd
