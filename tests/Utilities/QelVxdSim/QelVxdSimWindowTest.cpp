@@ -1,5 +1,6 @@
 // The board windows through mappings: register file and its behaviours, DRAM, decoding, and
 // what mapping does with addresses outside a window or on a board whose mappings fail.
+#include <functional>
 #include <set>
 
 #include "QelVxdSimTestSupport.h"
@@ -118,6 +119,95 @@ TEST_F(CWindowTest, UntrainedMemoryLosesWritesAndReadsGarbage)
     m_poBoard->Dram().SetContentsValid(true);
     EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x100), 0x12345678u);
     EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x104), 0xA5A5A5A5u);
+}
+
+// Runs of dword accesses to one memory page skip the bus decode (the open page). Whatever
+// changes between two accesses, through the simulator or behind its back, the second one must be
+// answered exactly as a decoded access would be.
+class COpenPageTest;
+using FnBoardChange = std::function<void(COpenPageTest&)>;
+
+struct SOpenPageCase
+{
+    const char* pszName;
+    FnBoardChange fnChange;
+    FnBoardChange fnUndo;
+    MUINT32 uiReadWhileChanged;   // of the dword written after the change; 0: garbage expected
+    MUINT32 uiReadAfterUndo;      // the same dword once the change is undone
+};
+void PrintTo(const SOpenPageCase& roCase, std::ostream* poStream)
+{
+    *poStream << roCase.pszName;
+}
+
+class COpenPageTest : public CWindowTest, public testing::WithParamInterface<SOpenPageCase>
+{
+public:
+    CQelSimDram& Dram() { return m_poBoard->Dram(); }
+    void SetMemoryDecode(bool bOn)
+    {
+        const MUINT32 uiCommand = Cfg32(BOARD_03, 0x04);
+        SetCfg32(BOARD_03, 0x04, bOn ? uiCommand | 0x2u : uiCommand & ~0x2u);
+    }
+};
+
+const MUINT32 PATTERN = 0xA5A5A5A5u;
+const MUINT32 PAGE_AT = 0x7000;   // an offset in the memory window at the start of a page
+
+TEST_P(COpenPageTest, AnAccessAfterAChangeIsAnsweredAsDecoded)
+{
+    const SOpenPageCase& roCase = GetParam();
+    Sim().pfnWrite32(m_hMem + PAGE_AT, 0x11111111);
+    ASSERT_EQ(Sim().pfnRead32(m_hMem + PAGE_AT), 0x11111111u);
+    roCase.fnChange(*this);
+    Sim().pfnWrite32(m_hMem + PAGE_AT + 4, 0x22222222);
+    const MUINT32 uiWhileChanged = Sim().pfnRead32(m_hMem + PAGE_AT + 4);
+    if (roCase.uiReadWhileChanged != 0)
+    {
+        EXPECT_EQ(uiWhileChanged, roCase.uiReadWhileChanged);
+    }
+    else
+    {
+        EXPECT_NE(uiWhileChanged, 0x22222222u) << "untrained memory answers garbage";
+        EXPECT_NE(uiWhileChanged, PATTERN);
+    }
+    roCase.fnUndo(*this);
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + PAGE_AT + 4), roCase.uiReadAfterUndo);
+}
+
+const FnBoardChange fnNothing = [](COpenPageTest&) {};
+INSTANTIATE_TEST_SUITE_P(
+    Changes, COpenPageTest,
+    testing::Values(
+        SOpenPageCase{"Nothing", fnNothing, fnNothing, 0x22222222u, 0x22222222u},
+        SOpenPageCase{"ContentsLost", [](COpenPageTest& ro) { ro.Dram().SetContentsValid(false); },
+                      [](COpenPageTest& ro) { ro.Dram().SetContentsValid(true); }, 0, PATTERN},
+        SOpenPageCase{"DataLineStuck", [](COpenPageTest& ro) { ro.Dram().SetStuckBits(0x00000100); },
+                      [](COpenPageTest& ro) { ro.Dram().SetStuckBits(0); }, 0x22222322u, 0x22222222u},
+        SOpenPageCase{"ContentsForgotten", [](COpenPageTest& ro) { ro.Dram().Forget(); }, fnNothing, 0x22222222u,
+                      0x22222222u},
+        SOpenPageCase{"MemoryDecodeOff", [](COpenPageTest& ro) { ro.SetMemoryDecode(false); },
+                      [](COpenPageTest& ro) { ro.SetMemoryDecode(true); }, 0xFFFFFFFFu, PATTERN}),
+    [](const testing::TestParamInfo<SOpenPageCase>& roInfo) { return std::string(roInfo.param.pszName); });
+
+TEST_F(CWindowTest, OpenPageCountsEveryAccessAndEndsAtThePageBoundary)
+{
+    const SQelSimBoardStats oBefore = m_poBoard->Stats();
+    for (MUINT32 uiOffset = 0; uiOffset < 0x2000; uiOffset += 4)
+    {
+        Sim().pfnWrite32(m_hMem + PAGE_AT + uiOffset, uiOffset);
+    }
+    Sim().pfnWrite32(m_hMem + PAGE_AT + 0x2000, 0xFFFFFFFF);
+    MUINT32 uiWrong = 0;
+    for (MUINT32 uiOffset = 0; uiOffset < 0x2000; uiOffset += 4)
+    {
+        uiWrong += Sim().pfnRead32(m_hMem + PAGE_AT + uiOffset) != uiOffset ? 1 : 0;
+    }
+    EXPECT_EQ(uiWrong, 0u);
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + PAGE_AT + 0x2004), PATTERN) << "a page never written";
+    EXPECT_EQ(m_poBoard->Stats().uiMemWrites - oBefore.uiMemWrites, 0x801u);
+    EXPECT_EQ(m_poBoard->Stats().uiMemReads - oBefore.uiMemReads, 0x801u);
+    EXPECT_EQ(m_poBoard->Dram().AllocatedPages(), 3u);
 }
 
 TEST_F(CWindowTest, WindowsAnswerOnlyWhileDecoded)

@@ -198,6 +198,7 @@ const std::string& CQelSim::StatePath() const
 
 bool CQelSim::Flush(std::string& rsError)
 {
+    ClosePage();
     bool bOk = true;
     if (m_bStateDirty)
     {
@@ -285,6 +286,7 @@ void CQelSim::PrintStats(FILE* pFile) const
 
 int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
 {
+    ClosePage();
     CQelSimFunction* poFunction = Address(hDevice);
     if (poFunction == nullptr)
     {
@@ -322,6 +324,7 @@ int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUI
 
 int CQelSim::ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize)
 {
+    ClosePage();
     CQelSimFunction* poFunction = Address(hDevice);
     if (poFunction == nullptr)
     {
@@ -359,11 +362,13 @@ int CQelSim::ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuff
 
 MEMHANDLE CQelSim::Map(MUINT64 uiPhysical, MUINT32 uiLength)
 {
+    ClosePage();
     return m_oBus.Map(uiPhysical, uiLength);
 }
 
 int CQelSim::Unmap(MEMHANDLE hAddress)
 {
+    ClosePage();
     return m_oBus.Unmap(hAddress) ? 1 : 0;
 }
 
@@ -392,8 +397,23 @@ const SQelSimMapping& CQelSim::Resolve(MEMHANDLE hAddress, MUINT32 uiBytes, bool
     return *poMapping;
 }
 
-MUINT32 CQelSim::Read(MEMHANDLE hAddress, MUINT32 uiBytes)
+void CQelSim::OpenPage(const SQelSimMapping& roMapping, MEMHANDLE hAddress, MUINT32 uiOffset)
 {
+    const CQelSimDram& roDram = roMapping.poBoard->Dram();
+    const MUINT32 uiInPage    = uiOffset % CQelSimDram::msc_uiPageSize;
+    const MUINTPTR uiStart    = hAddress - uiInPage;
+    const MUINT32 uiPage      = CQelSimDram::msc_uiPageSize;
+    const bool bWholePage     = roDram.Size() >= uiPage && uiOffset - uiInPage <= roDram.Size() - uiPage &&
+                            uiStart >= roMapping.uiStart && roMapping.uiEnd - uiStart >= uiPage;
+    if (m_poTrace == nullptr && bWholePage)
+    {
+        m_oOpenPage = {uiStart, roDram.PageEntry(uiOffset), roMapping.poBoard, &roDram, &roMapping.poBoard->Stats()};
+    }
+}
+
+MUINT32 CQelSim::ReadDecoded(MEMHANDLE hAddress, MUINT32 uiBytes)
+{
+    ClosePage();
     MUINT32 uiOffset                = 0;
     const SQelSimMapping& roMapping = Resolve(hAddress, uiBytes, false, uiOffset);
     CQelSimBoard& roBoard           = *roMapping.poBoard;
@@ -409,6 +429,7 @@ MUINT32 CQelSim::Read(MEMHANDLE hAddress, MUINT32 uiBytes)
     {
         ++roStats.uiMemReads;
         uiValue = roBoard.MemRead(uiOffset, uiBytes);
+        OpenPage(roMapping, hAddress, uiOffset);
     }
     if (m_poTrace != nullptr)
     {
@@ -418,8 +439,9 @@ MUINT32 CQelSim::Read(MEMHANDLE hAddress, MUINT32 uiBytes)
     return uiValue;
 }
 
-void CQelSim::Write(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue)
+void CQelSim::WriteDecoded(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue)
 {
+    ClosePage();
     MUINT32 uiOffset                = 0;
     const SQelSimMapping& roMapping = Resolve(hAddress, uiBytes, true, uiOffset);
     CQelSimBoard& roBoard           = *roMapping.poBoard;
@@ -437,11 +459,13 @@ void CQelSim::Write(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue)
     {
         ++roBoard.Stats().uiMemWrites;
         roBoard.MemWrite(uiOffset, uiBytes, uiValue);
+        OpenPage(roMapping, hAddress, uiOffset);
     }
 }
 
 int CQelSim::Counter(MUINT64* puiMicroSeconds)
 {
+    ClosePage();
     MUINT64 uiNow = 0;
     if (puiMicroSeconds == nullptr || !m_oClock.Counter(uiNow))
     {
@@ -453,6 +477,7 @@ int CQelSim::Counter(MUINT64* puiMicroSeconds)
 
 void CQelSim::Delay(MUINT32 uiMicroSeconds)
 {
+    ClosePage();
     if (m_poTrace != nullptr)
     {
         m_poTrace->Delay(m_oClock.NowUs(), uiMicroSeconds);
@@ -466,6 +491,7 @@ void CQelSim::Delay(MUINT32 uiMicroSeconds)
 
 int CQelSim::Sleep(MUINT32 uiMicroSeconds)
 {
+    ClosePage();
     if (m_poTrace != nullptr)
     {
         m_poTrace->Sleep(m_oClock.NowUs(), uiMicroSeconds);

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -22,6 +23,37 @@
 #include "QelVxdSimTrace.h"
 
 struct SQelVxdBackend;
+
+// The memory page that the last access through a memory window reached, kept open so that the
+// next 32-bit access to the same page goes straight to it. The memory test makes a quarter of a
+// million accesses in a row, and decoding each one through the bus, the board and the page table
+// cost more than all the tool's own work. The page stays open only while nothing else happens:
+// every other operation of the simulator closes it. Each use also re-reads what decides the
+// outcome of an access (the board decodes its memory, the contents are trained, no data line is
+// stuck, the page is still allocated), so a board changed behind the simulator's back, as tests
+// do, is still answered exactly.
+struct SQelSimOpenPage
+{
+    MUINTPTR uiStart         = 0;   // mapped address of the page's first byte; 0: none open
+    MUINT8* const* ppucBytes = nullptr;   // the page's entry in the memory's page table
+    const CQelSimBoard* poBoard = nullptr;
+    const CQelSimDram* poDram   = nullptr;
+    SQelSimBoardStats* poStats  = nullptr;
+
+    // The page's bytes when a dword access at hAddress may use them, else null. No window is
+    // mapped below the first page of the address space, so a closed page (start 0) holds nothing.
+    MUINT8* Holding(MEMHANDLE hAddress) const
+    {
+        if (hAddress - uiStart >= CQelSimDram::msc_uiPageSize)
+        {
+            return nullptr;
+        }
+        MUINT8* pucBytes = *ppucBytes;
+        const bool bPlain = pucBytes != nullptr && poBoard->MemoryDecoded() && poDram->ContentsValid() &&
+                            poDram->StuckBits() == 0;
+        return bPlain ? pucBytes + (hAddress - uiStart) : nullptr;
+    }
+};
 
 class CQelSim : private CQelSimPersistenceSink
 {
@@ -40,8 +72,33 @@ public:
     int Unmap(MEMHANDLE hAddress);
     // Access of 1, 2 or 4 bytes at a mapped address. An address that no mapping holds is a fault
     // that kills the process on hardware; the simulator reports it and aborts.
-    MUINT32 Read(MEMHANDLE hAddress, MUINT32 uiBytes);
-    void Write(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue);
+    MUINT32 Read(MEMHANDLE hAddress, MUINT32 uiBytes)
+    {
+        if (uiBytes == 4)
+        {
+            if (const MUINT8* pucAt = m_oOpenPage.Holding(hAddress))
+            {
+                ++m_oOpenPage.poStats->uiMemReads;
+                MUINT32 uiValue;
+                memcpy(&uiValue, pucAt, sizeof(uiValue));
+                return uiValue;
+            }
+        }
+        return ReadDecoded(hAddress, uiBytes);
+    }
+    void Write(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue)
+    {
+        if (uiBytes == 4)
+        {
+            if (MUINT8* pucAt = m_oOpenPage.Holding(hAddress))
+            {
+                ++m_oOpenPage.poStats->uiMemWrites;
+                memcpy(pucAt, &uiValue, sizeof(uiValue));
+                return;
+            }
+        }
+        WriteDecoded(hAddress, uiBytes, uiValue);
+    }
     int Counter(MUINT64* puiMicroSeconds);
     void Delay(MUINT32 uiMicroSeconds);
     int Sleep(MUINT32 uiMicroSeconds);
@@ -69,6 +126,13 @@ private:
     bool SaveState(std::string& rsError);
     void OnPersistentRegisterChanged(MUINT32 uiOffset) override;
     const SQelSimMapping& Resolve(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite, MUINT32& ruiOffset);
+    // Read and Write through the bus decode, for every access the open page does not take.
+    MUINT32 ReadDecoded(MEMHANDLE hAddress, MUINT32 uiBytes);
+    void WriteDecoded(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue);
+    // Opens the page of a memory access just made at hAddress (window offset uiOffset), when the
+    // whole page lies in the mapping and in the memory and no trace wants every access.
+    void OpenPage(const SQelSimMapping& roMapping, MEMHANDLE hAddress, MUINT32 uiOffset);
+    void ClosePage() { m_oOpenPage = SQelSimOpenPage(); }
     [[noreturn]] void Fault(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite);
     // The function at hDevice; a board becomes the one that waits are counted against.
     CQelSimFunction* Address(PCIHANDLE hDevice);
@@ -82,6 +146,7 @@ private:
     bool m_bStateDirty;
     bool m_bStateWarned;
     CQelSimBoard* m_poAddressedBoard = nullptr;
+    SQelSimOpenPage m_oOpenPage;
 };
 
 // ---- The process-wide simulator. Each Load function reads QELVXD_SIM_TRACE for the trace file,
