@@ -1,0 +1,32 @@
+// Busy-waits for a number of microseconds and exits: the requested waits of a whole run with
+// nothing else around them. Its wall time, measured like the tool's, is what process start and
+// a busy wait cost on this machine, the floor under the tool's own overhead ratio.
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+namespace
+{
+long long MonotonicNs()
+{
+    timespec oNow;
+    clock_gettime(CLOCK_MONOTONIC, &oNow);
+    return (long long)oNow.tv_sec * 1000000000LL + oNow.tv_nsec;
+}
+}  // namespace
+
+int main(int iArgc, char** ppszArgv)
+{
+    char* pszEnd = nullptr;
+    const long long llMicroSeconds = iArgc == 2 ? strtoll(ppszArgv[1], &pszEnd, 10) : -1;
+    if (iArgc != 2 || *pszEnd != '\0' || llMicroSeconds < 0)
+    {
+        fprintf(stderr, "usage: %s MICROSECONDS\n", ppszArgv[0]);
+        return 2;
+    }
+    const long long llStart = MonotonicNs();
+    while (MonotonicNs() - llStart < llMicroSeconds * 1000)
+    {
+    }
+    return 0;
+}
