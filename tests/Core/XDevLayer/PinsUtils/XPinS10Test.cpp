@@ -38,38 +38,30 @@ std::vector<MUINT8> WithBadSecondBlock(MUINT16 uiSignature, MUINT16 uiLength)
 
 std::vector<SValidationCase> ValidationCases()
 {
-    std::vector<SValidationCase> aoCases;
     const std::vector<MUINT8> auiTypical = TypicalBytes();
     const MUINT32 uiTypical = (MUINT32)auiTypical.size();
-    aoCases.push_back({"Typical", auiTypical, uiTypical, 1});
-    std::vector<MUINT8> auiTrailing = auiTypical;
-    auiTrailing.resize(uiTypical + 12, 0xFF);
-    aoCases.push_back({"TrailingBytesAfterEnd", auiTrailing, 0, 1});
-
-    std::vector<MUINT8> auiListFlagHeader = auiTypical;
+    std::vector<MUINT8> auiTrailing = auiTypical, auiListFlagHeader = auiTypical, auiNoHeader = auiTypical;
     auiListFlagHeader[1] |= 0x80;   // 0xC12E
-    aoCases.push_back({"HeaderWithListFlag", auiListFlagHeader, uiTypical, 1});
-
-    std::vector<MUINT8> auiNoHeader = auiTypical;
     auiNoHeader[0] = 0x15;
-    aoCases.push_back({"FirstBlockNotHeader", auiNoHeader, uiTypical, 0});
-
+    auiTrailing.resize(uiTypical + 12, 0xFF);
     const std::vector<MUINT8> auiSmallest = SmallestChain();
-    aoCases.push_back({"Smallest56Bytes", auiSmallest, 56, 1});
-    aoCases.push_back({"Below56Bytes", auiSmallest, 55, 0});
-
-    aoCases.push_back({"ZeroLength", WithBadSecondBlock(PINS10_SIGNATURE_CPU, 0), 0, 0});
-    aoCases.push_back({"LengthNotMultipleOf4", WithBadSecondBlock(PINS10_SIGNATURE_CPU, 6), 0, 0});
-    aoCases.push_back({"ZeroSignature", WithBadSecondBlock(0, 8), 0, 0});
-    aoCases.push_back({"LengthPastBuffer", WithBadSecondBlock(PINS10_SIGNATURE_CPU, 0x1000), 0, 0});
-
-    // The chain is fine but the size given stops before the end block, or inside it.
-    aoCases.push_back({"EndBlockOutsideSize", auiTypical, uiTypical - 8, 0});
-    aoCases.push_back({"EndBlockCutInHalf", auiTypical, uiTypical - 2, 0});
-
-    std::vector<MUINT8> auiNoEnd = Pins10TestTypicalChain().Bytes();
-    aoCases.push_back({"NoEndBlock", auiNoEnd, (MUINT32)auiNoEnd.size(), 0});
-
+    const std::vector<MUINT8> auiNoEnd = Pins10TestTypicalChain().Bytes();
+    // A size of 0 stands for the whole chain.
+    std::vector<SValidationCase> aoCases = {
+        {"Typical", auiTypical, uiTypical, 1},
+        {"TrailingBytesAfterEnd", auiTrailing, 0, 1},
+        {"HeaderWithListFlag", auiListFlagHeader, uiTypical, 1},
+        {"FirstBlockNotHeader", auiNoHeader, uiTypical, 0},
+        {"Smallest56Bytes", auiSmallest, 56, 1},
+        {"Below56Bytes", auiSmallest, 55, 0},
+        {"ZeroLength", WithBadSecondBlock(PINS10_SIGNATURE_CPU, 0), 0, 0},
+        {"LengthNotMultipleOf4", WithBadSecondBlock(PINS10_SIGNATURE_CPU, 6), 0, 0},
+        {"ZeroSignature", WithBadSecondBlock(0, 8), 0, 0},
+        {"LengthPastBuffer", WithBadSecondBlock(PINS10_SIGNATURE_CPU, 0x1000), 0, 0},
+        // The chain is fine but the size given stops before the end block, or inside it.
+        {"EndBlockOutsideSize", auiTypical, uiTypical - 8, 0},
+        {"EndBlockCutInHalf", auiTypical, uiTypical - 2, 0},
+        {"NoEndBlock", auiNoEnd, 0, 0}};
     for (SValidationCase& roCase : aoCases)
     {
         if (roCase.uiSize == 0)
@@ -78,9 +70,7 @@ std::vector<SValidationCase> ValidationCases()
     return aoCases;
 }
 
-class Pins10ValidateTest : public testing::TestWithParam<SValidationCase>
-{
-};
+using Pins10ValidateTest = testing::TestWithParam<SValidationCase>;
 
 TEST_P(Pins10ValidateTest, AcceptsOnlyChainsEndingInsideTheBuffer)
 {
@@ -106,37 +96,27 @@ TEST(Pins10Validate, NullBlockIsRefused)
 
 // ---- Lookup
 
-class Pins10LookupTest : public testing::Test
+TEST(Pins10Lookup, IndexesListFlagsAndMissingKindsOnTheTypicalChain)
 {
-protected:
-    void SetUp() override
-    {
-        m_auiChain = TypicalBytes();
-        ASSERT_TRUE(Pins10Validate(m_auiChain.data(), (MUINT32)m_auiChain.size()));
-    }
-    std::vector<MUINT8> m_auiChain;
-};
-
-TEST_F(Pins10LookupTest, ListIndexMustBeBelowItemCount)
-{
+    std::vector<MUINT8> auiChain = TypicalBytes();
+    ASSERT_TRUE(Pins10Validate(auiChain.data(), (MUINT32)auiChain.size()));
+    // A list index must be below the item count.
     MUINT32 uiSize = 0;
-    EXPECT_NE(nullptr, Pins10GetPinsBlockData(m_auiChain.data(), PINS10_SIGNATURE_MISC_IO, 2, &uiSize));
+    EXPECT_NE(nullptr, Pins10GetPinsBlockData(auiChain.data(), PINS10_SIGNATURE_MISC_IO, 2, &uiSize));
     EXPECT_EQ(sizeof(tagPins10MiscIo), uiSize);
-    EXPECT_EQ(nullptr, Pins10GetPinsBlockData(m_auiChain.data(), PINS10_SIGNATURE_MISC_IO, 3, &uiSize));
-}
-
-TEST_F(Pins10LookupTest, SingleBlockIgnoresIndexAndListFlag)
-{
-    const MUINT8* puiFirst = Pins10GetPinsBlockData(m_auiChain.data(), PINS10_SIGNATURE_CPU, 0, nullptr);
-    EXPECT_EQ(puiFirst, Pins10GetPinsBlockData(m_auiChain.data(), PINS10_SIGNATURE_CPU, 7, nullptr));
-    EXPECT_EQ(puiFirst, Pins10GetPinsBlockData(m_auiChain.data(), PINS10_SIGNATURE_CPU | 0x8000, 0, nullptr));
-}
-
-TEST_F(Pins10LookupTest, MissingKindStopsAtEndBlock)
-{
-    EXPECT_EQ(nullptr, Pins10GetPinsBlockData(m_auiChain.data(), PINS10_SIGNATURE_CLOCK, 0, nullptr));
+    EXPECT_EQ(nullptr, Pins10GetPinsBlockData(auiChain.data(), PINS10_SIGNATURE_MISC_IO, 3, &uiSize));
+    // A single block ignores the index and the list flag of the signature asked for.
+    const MUINT8* puiFirst = Pins10GetPinsBlockData(auiChain.data(), PINS10_SIGNATURE_CPU, 0, nullptr);
+    EXPECT_EQ(puiFirst, Pins10GetPinsBlockData(auiChain.data(), PINS10_SIGNATURE_CPU, 7, nullptr));
+    EXPECT_EQ(puiFirst, Pins10GetPinsBlockData(auiChain.data(), PINS10_SIGNATURE_CPU | 0x8000, 0, nullptr));
+    // A kind that is not there: the walk stops at the end block.
+    EXPECT_EQ(nullptr, Pins10GetPinsBlockData(auiChain.data(), PINS10_SIGNATURE_CLOCK, 0, nullptr));
     tagPins10Limitation oLimitation;
-    EXPECT_EQ(0u, XPins10Helper::GetPinsLimitation(m_auiChain.data(), &oLimitation));
+    EXPECT_EQ(0u, XPins10Helper::GetPinsLimitation(auiChain.data(), &oLimitation));
+    // A header stored with the list flag is still the header.
+    auiChain[1] |= 0x80;
+    ASSERT_TRUE(Pins10Validate(auiChain.data(), (MUINT32)auiChain.size()));
+    EXPECT_EQ(auiChain.data() + 8, Pins10GetPinsBlockData(auiChain.data(), PINS10_SIGNATURE_HEADER, 0, nullptr));
 }
 
 TEST(Pins10Lookup, ElementPastItsBlockDataIsAbsent)
@@ -155,40 +135,27 @@ TEST(Pins10Lookup, ElementPastItsBlockDataIsAbsent)
     EXPECT_EQ(nullptr, Pins10GetPinsBlockData(auiChain.data(), PINS10_SIGNATURE_MISC_IO, 2, nullptr));
 }
 
-TEST(Pins10Lookup, HeaderWithListFlagIsFound)
+// ---- Older header layout: revision, date, serial, PCB word, part list, SKU, all within 44 bytes.
+// Validation rewrites it in place in the current layout, once.
+
+TEST(Pins10LegacyHeader, FieldsAreRewrittenInTheCurrentLayoutOnce)
 {
-    std::vector<MUINT8> auiChain = TypicalBytes();
-    auiChain[1] |= 0x80;
+    MUINT8 auiOld[PINS10_HEADER_MIN_SIZE] = {};
+    Pins10WriteU16(auiOld + 0, PINS10_HEADER_REVISION_V1);
+    Pins10WriteU16(auiOld + 2, 0x2A6F);
+    memcpy(auiOld + 4, "SERIAL-0123456789", 16);
+    Pins10WriteU16(auiOld + 20, 0x0153);   // PCB 21 + 6000, revision 3
+    memcpy(auiOld + 22, "PL1234", 6);
+    memcpy(auiOld + 28, "SKU-OLD8", 8);
+    std::vector<MUINT8> auiChain = CPins10TestChain().Block(PINS10_SIGNATURE_HEADER, auiOld, sizeof(auiOld)).End().Bytes();
     ASSERT_TRUE(Pins10Validate(auiChain.data(), (MUINT32)auiChain.size()));
-    EXPECT_EQ(auiChain.data() + 8, Pins10GetPinsBlockData(auiChain.data(), PINS10_SIGNATURE_HEADER, 0, nullptr));
-}
+    const std::vector<MUINT8> auiConverted = auiChain;
+    ASSERT_TRUE(Pins10Validate(auiChain.data(), (MUINT32)auiChain.size()));
+    EXPECT_EQ(auiConverted, auiChain) << "a second validation must change nothing";
 
-// ---- Older header layout
-
-class Pins10LegacyHeaderTest : public testing::Test
-{
-protected:
-    // Older layout: revision, date, serial, PCB word, part list, SKU, all within 44 bytes.
-    void SetUp() override
-    {
-        MUINT8 auiOld[PINS10_HEADER_MIN_SIZE] = {};
-        Pins10WriteU16(auiOld + 0, PINS10_HEADER_REVISION_V1);
-        Pins10WriteU16(auiOld + 2, 0x2A6F);
-        memcpy(auiOld + 4, "SERIAL-0123456789", 16);
-        Pins10WriteU16(auiOld + 20, 0x0153);   // PCB 21 + 6000, revision 3
-        memcpy(auiOld + 22, "PL1234", 6);
-        memcpy(auiOld + 28, "SKU-OLD8", 8);
-        m_auiChain = CPins10TestChain().Block(PINS10_SIGNATURE_HEADER, auiOld, sizeof(auiOld)).End().Bytes();
-        ASSERT_TRUE(Pins10Validate(m_auiChain.data(), (MUINT32)m_auiChain.size()));
-    }
-    std::vector<MUINT8> m_auiChain;
-};
-
-TEST_F(Pins10LegacyHeaderTest, FieldsAreRewrittenInTheCurrentLayout)
-{
     tagPins10Header oHeader;
     memset(&oHeader, 0xEE, sizeof(oHeader));
-    ASSERT_TRUE(XPins10Helper::GetPinsHeader(m_auiChain.data(), &oHeader));
+    ASSERT_TRUE(XPins10Helper::GetPinsHeader(auiChain.data(), &oHeader));
     EXPECT_EQ(PINS10_HEADER_REVISION, oHeader.uiStructRevision);
     EXPECT_EQ((2021u << 16) | (15u << 8) | 15u, oHeader.uiReleaseDate);   // month from the day's bits
     EXPECT_EQ(0, memcmp(oHeader.szSerialNumber, "SERIAL-012345678", 16));
@@ -199,13 +166,6 @@ TEST_F(Pins10LegacyHeaderTest, FieldsAreRewrittenInTheCurrentLayout)
     EXPECT_EQ(0, memcmp(oHeader.szProductSku, "SKU-OLD8", 8));
     // The block keeps 44 bytes: the rest of the caller's record is untouched.
     EXPECT_EQ(0xEE, (MUINT8)oHeader.szProductSku[8]);
-    EXPECT_EQ(PINS10_HEADER_MIN_SIZE, Pins10ReadU16(m_auiChain.data() + 2));
-}
-
-TEST_F(Pins10LegacyHeaderTest, SecondValidationChangesNothing)
-{
-    const std::vector<MUINT8> auiConverted = m_auiChain;
-    ASSERT_TRUE(Pins10Validate(m_auiChain.data(), (MUINT32)m_auiChain.size()));
-    EXPECT_EQ(auiConverted, m_auiChain);
+    EXPECT_EQ(PINS10_HEADER_MIN_SIZE, Pins10ReadU16(auiChain.data() + 2));
 }
 }  // namespace
