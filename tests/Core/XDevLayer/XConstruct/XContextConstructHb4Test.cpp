@@ -30,28 +30,17 @@ using ::testing::internal::GetCapturedStdout;
 
 // ---- Which PCI functions the builder takes.
 
-struct SIdCase
+TEST(IsSupported, TakesTheFamilyOnly)
 {
-    MUINT32 uiPciId;
-    bool    bSupported;
-};
-
-class IsSupportedTest : public ::testing::TestWithParam<SIdCase>
-{
-};
-
-TEST_P(IsSupportedTest, TakesTheFamilyOnly)
-{
-    XContextConstructHb4MemInit oBuilder;
-    EXPECT_EQ(oBuilder.IsSupported(GetParam().uiPciId, 0x0A011E5B) != 0, GetParam().bSupported)
-        << std::hex << GetParam().uiPciId;
+    const std::pair<MUINT32, bool> aoCases[] = {{0x05501E5B, true},  {0x055F1E5B, true},  {0x05571E5B, true},
+                                                {0x05601E5B, false}, {0x05401E5B, false}, {0x05508086, false},
+                                                {0x05501E5C, false}, {0xFFFFFFFF, false}};
+    for (const auto& [uiPciId, bSupported] : aoCases)
+    {
+        XContextConstructHb4MemInit oBuilder;
+        EXPECT_EQ(oBuilder.IsSupported(uiPciId, 0x0A011E5B) != 0, bSupported) << std::hex << uiPciId;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Ids, IsSupportedTest,
-                         ::testing::Values(SIdCase{0x05501E5B, true}, SIdCase{0x055F1E5B, true},
-                                           SIdCase{0x05571E5B, true}, SIdCase{0x05601E5B, false},
-                                           SIdCase{0x05401E5B, false}, SIdCase{0x05508086, false},
-                                           SIdCase{0x05501E5C, false}, SIdCase{0xFFFFFFFF, false}));
 
 // ---- Finding and reading the parameter block.
 
@@ -100,9 +89,7 @@ struct SEepromCase
     bool                bReported;   // an assertion report is made
 };
 
-class ReadEepromPinsTest : public ::testing::TestWithParam<SEepromCase>
-{
-};
+using ReadEepromPinsTest = ::testing::TestWithParam<SEepromCase>;
 
 TEST_P(ReadEepromPinsTest, ReturnsAValidatedChainOrNothing)
 {
@@ -203,9 +190,7 @@ struct SBoardDataCase
     int         iExternal;
 };
 
-class ExtractBoardDataTest : public ::testing::TestWithParam<SBoardDataCase>
-{
-};
+using ExtractBoardDataTest = ::testing::TestWithParam<SBoardDataCase>;
 
 TEST_P(ExtractBoardDataTest, ConcludesFromRecordAndProbe)
 {
@@ -224,9 +209,7 @@ TEST_P(ExtractBoardDataTest, ConcludesFromRecordAndProbe)
                                             .Record(PINS10_SIGNATURE_CPU, oCpu)
                                             .End()
                                             .Bytes();
-    int iOnBoard = -1;
-    int iOnPrimaryBus = -1;
-    int iExternal = -1;
+    int iOnBoard = -1, iOnPrimaryBus = -1, iExternal = -1;
     ASSERT_EQ(XContextConstructHb4::ExtractBoardData(auiPins.data(), oContext, iOnBoard, iOnPrimaryBus, iExternal), 1u);
     EXPECT_EQ(iOnBoard, roCase.iOnBoard);
     EXPECT_EQ(iOnPrimaryBus, roCase.iOnPrimaryBus);

@@ -73,31 +73,16 @@ bool SynthesizerReaches(const tagPins10Clock& roClock, MUINT32 uiTarget)
     return false;
 }
 
-enum EClockSource : MUINT32
-{
-    SOURCE_OSC = 0,
-    SOURCE_FSSYS0 = 1,
-    SOURCE_FSSYS1 = 2,
-    SOURCE_FSVID0 = 3,
-    SOURCE_FSSYS2 = 4,
-};
-
+// Source field of a clock-control word: 0 the oscillator, 1, 2 and 4 the system synthesizers FS0,
+// FS1 and FS2, 3 the first video synthesizer.
+constexpr MUINT32 SOURCE_OSC = 0, SOURCE_FSVID0 = 3;
 MUINT32 Source(MUINT32 uiClockControl) { return (uiClockControl >> 1) & 0x7; }
 
 // Target of the system synthesizer a source selects, or 0 when the source is none of them.
 MUINT32 SystemTarget(const tagPins10Clock& roClock, MUINT32 uiSource)
 {
-    switch (uiSource)
-    {
-    case SOURCE_FSSYS0:
-        return roClock.uiFS0FOut;
-    case SOURCE_FSSYS1:
-        return roClock.uiFS1FOut;
-    case SOURCE_FSSYS2:
-        return roClock.uiFS2FOut;
-    default:
-        return 0;
-    }
+    const MUINT32 auiTargets[8] = {0, roClock.uiFS0FOut, roClock.uiFS1FOut, 0, roClock.uiFS2FOut, 0, 0, 0};
+    return auiTargets[uiSource & 0x7];
 }
 
 class BuiltInBlockTest : public testing::TestWithParam<SBuiltInCase>
