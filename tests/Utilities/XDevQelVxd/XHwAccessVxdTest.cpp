@@ -217,15 +217,8 @@ TEST_F(SimBoardTest, RetrainLinkSetsRetrainOnTheBridge)
         if (sLine.find(" 00:1c.0 cfg ") != std::string::npos &&
             std::sscanf(sLine.c_str() + sLine.find("cfg"), "cfg %1s 0x50 32 %x", szOp, &uiValue) == 2)
         {
-            if (szOp[0] == 'W')
-            {
-                ++uiWrites;
-                uiWritten = uiValue;
-            }
-            else
-            {
-                uiRead = uiValue;
-            }
+            uiWrites += szOp[0] == 'W' ? 1 : 0;
+            (szOp[0] == 'W' ? uiWritten : uiRead) = uiValue;
         }
     }
     EXPECT_EQ(uiWrites, 1u);
@@ -291,22 +284,22 @@ MEMHANDLE MapUncachedOnly(MUINT32, MUINT32, MUINT32, MUINT32 uiFlags)
     s_auiMapFlags.push_back(uiFlags);
     return uiFlags == 0 ? reinterpret_cast<MEMHANDLE>(s_auiMemory) : 0;
 }
-int Unmap(MEMHANDLE) { return 1; }
-int ConfigRead(PCIHANDLE, MUINT32, void*, MUINT32) { return 0; }
-int ConfigWrite(PCIHANDLE, MUINT32, const void*, MUINT32) { return 0; }
-void ReleasePci() {}
-MUINT8 Read8(MEMHANDLE h) { return *reinterpret_cast<MUINT8*>(h); }
-MUINT16 Read16(MEMHANDLE h) { return *reinterpret_cast<MUINT16*>(h); }
-MUINT32 Read32(MEMHANDLE h) { return *reinterpret_cast<MUINT32*>(h); }
-void Write8(MEMHANDLE h, MUINT8 v) { *reinterpret_cast<MUINT8*>(h) = v; }
-void Write16(MEMHANDLE h, MUINT16 v) { *reinterpret_cast<MUINT16*>(h) = v; }
-void Write32(MEMHANDLE h, MUINT32 v) { *reinterpret_cast<MUINT32*>(h) = v; }
-int Counter(MUINT64* pui) { *pui = 0; return 1; }
-void Delay(MUINT32) {}
-int Sleep(MUINT32) { return 1; }
+template <typename TValue>
+TValue Read(MEMHANDLE hAddress)
+{
+    return *reinterpret_cast<TValue*>(hAddress);
+}
+template <typename TValue>
+void Write(MEMHANDLE hAddress, TValue uiValue)
+{
+    *reinterpret_cast<TValue*>(hAddress) = uiValue;
+}
 
-const SQelVxdBackend s_oUncachedOnly = {"uncached-only", ConfigRead, ConfigWrite, ReleasePci, MapUncachedOnly, Unmap,
-                                        Read8, Read16, Read32, Write8, Write16, Write32, Counter, Delay, Sleep};
+const SQelVxdBackend s_oUncachedOnly = {
+    "uncached-only", [](PCIHANDLE, MUINT32, void*, MUINT32) { return 0; },
+    [](PCIHANDLE, MUINT32, const void*, MUINT32) { return 0; }, [] {}, MapUncachedOnly, [](MEMHANDLE) { return 1; },
+    Read<MUINT8>, Read<MUINT16>, Read<MUINT32>, Write<MUINT8>, Write<MUINT16>, Write<MUINT32>,
+    [](MUINT64* puiNow) { *puiNow = 0; return 1; }, [](MUINT32) {}, [](MUINT32) { return 1; }};
 }  // namespace
 
 class MemoryWindowMapping : public ::testing::Test
