@@ -9,8 +9,6 @@
 
 namespace
 {
-bool Contains(const std::string& rsText, const std::string& rsPart) { return rsText.find(rsPart) != std::string::npos; }
-
 // ---- Clocks.
 
 class CClockTest : public CCoreInitTest
@@ -24,9 +22,9 @@ TEST_F(CClockTest, MemoryClocksRunAtTheRecordFrequencies)
 {
     Build();
     EXPECT_EQ(Core().ClockMemInit(), 1);
-    EXPECT_TRUE(Near(Clocks().OutputKhz(0), m_oClock.uiFS0FOut)) << Clocks().OutputKhz(0);
-    EXPECT_TRUE(Near(Clocks().OutputKhz(1), m_oClock.uiFS1FOut)) << Clocks().OutputKhz(1);
-    EXPECT_TRUE(Near(Clocks().OutputKhz(2), m_oClock.uiFS2FOut)) << Clocks().OutputKhz(2);
+    const MUINT32 auiTargets[] = {m_oClock.uiFS0FOut, m_oClock.uiFS1FOut, m_oClock.uiFS2FOut};
+    for (MUINT32 uiFs = 0; uiFs < 3; uiFs++)
+        EXPECT_TRUE(Near(Clocks().OutputKhz(uiFs), auiTargets[uiFs])) << uiFs << ": " << Clocks().OutputKhz(uiFs);
     for (MUINT32 uiVideo = 0; uiVideo < 4; uiVideo++)
     {
         EXPECT_EQ(Board().PeekReg(0x2670 + 8 * uiVideo) & 0xC0000000, 0xC0000000u) << "unused: off";
@@ -77,9 +75,8 @@ TEST_F(CClockTest, ZeroTargetSwitchesTheSynthesizerOff)
 
 TEST_F(CClockTest, BusSideSourceOtherThanASystemSynthesizerWritesNothing)
 {
-    SCoreSetup oSetup;
-    oSetup.fnPatch = [](tagPins10Clock& roClock, tagPins10Mem_v2&) { roClock.uiSYS_MFECLKCTL = 0x00020006; };   // VID0
-    Build(oSetup);
+    // The bus side runs from video synthesizer 0.
+    Build({.fnPatch = [](tagPins10Clock& roClock, tagPins10Mem_v2&) { roClock.uiSYS_MFECLKCTL = 0x00020006; }});
     std::string sOut = Output([&] { EXPECT_EQ(Core().ClockMemInit(), 0); });
     EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(1563) Assertion failed"));
     sOut = Output([&] { EXPECT_EQ(Core().ClockRegInitOnly(), 0); });
@@ -153,9 +150,7 @@ struct SMaskCase
 };
 void PrintTo(const SMaskCase& ro, std::ostream* po) { *po << "mask " << ro.uiMask; }
 
-class CInitMctlTest : public CCoreInitTest, public ::testing::WithParamInterface<SMaskCase>
-{
-};
+using CInitMctlTest = TCoreInitParamTest<SMaskCase>;
 
 TEST_P(CInitMctlTest, WritesTheSequenceForThePhyMask)
 {
@@ -184,9 +179,7 @@ TEST_F(CCoreInitTest, InitMctlRejectsMasksWithoutAnInterleaveMode)
 
 TEST_F(CCoreInitTest, TrainedTwoPhyBoardIsReady)
 {
-    SCoreSetup oSetup;
-    oSetup.puiPins = g_aucCoreInitRef2Phy;
-    Build(oSetup);
+    Build({.puiPins = g_aucCoreInitRef2Phy});
     ASSERT_EQ(Core().ClockMemInit(), 1);
     EXPECT_EQ(Core().InitMctl(3), 0);
     EXPECT_TRUE(Chip().MemoryUp());
@@ -261,9 +254,7 @@ TEST_F(CCoreInitTest, MemoryTestWritesEverythingThenReadsItBackInOrder)
 
 // The first controller initialisation of a board with memory_fail_inits 1 has a stuck data line;
 // with 0 none has.
-class CStuckBitTest : public CCoreInitTest, public ::testing::WithParamInterface<int>
-{
-};
+using CStuckBitTest = TCoreInitParamTest<int>;
 
 TEST_P(CStuckBitTest, MemoryTestFailsExactlyWhenADataLineIsStuck)
 {
@@ -279,10 +270,7 @@ INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CStuckBitTest, ::testing::Values(0, 1));
 
 TEST_F(CCoreInitTest, MemoryTestRefusesABusyController)
 {
-    SCoreSetup oSetup;
-    oSetup.sBoard = R"("faults": {"controller_not_ready": true})";
-    oSetup.bOnPrimaryBus = 1;
-    Build(oSetup);
+    Build({.sBoard = R"("faults": {"controller_not_ready": true})", .bOnPrimaryBus = 1});
     m_bLogMemory = true;
     const std::string sOut = Output([&] { EXPECT_EQ(Core().TestMemory(), 0); });
     EXPECT_TRUE(Contains(sOut, "Memory initialization fail: MBE stay busy\n"));
@@ -317,9 +305,7 @@ const SPortCase s_aoPortCases[] = {
       {'W', 0x5C08, 100}, {'W', 0x5D68, 0x080F0400}, {'W', 0x5DA0, 0x080F0400}, {'W', 0x5D60, 0x0F0F0800}}},
 };
 
-class CPortTest : public CCoreInitTest, public ::testing::WithParamInterface<SPortCase>
-{
-};
+using CPortTest = TCoreInitParamTest<SPortCase>;
 
 TEST_P(CPortTest, WritesTheSharesOfTheCombination)
 {
@@ -332,8 +318,7 @@ TEST_P(CPortTest, WritesTheSharesOfTheCombination)
     EXPECT_EQ(m_aoLog, GetParam().aoWrites) << "the last call has all four uses";
 }
 
-INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CPortTest, ::testing::ValuesIn(s_aoPortCases),
-                         [](const auto& roInfo) { return std::string(roInfo.param.pszName); });
+INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CPortTest, ::testing::ValuesIn(s_aoPortCases), CaseName);
 
 TEST_F(CCoreInitTest, EveryCombinationOfPortUsesHasShares)
 {

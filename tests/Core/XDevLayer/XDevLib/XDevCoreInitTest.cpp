@@ -11,15 +11,12 @@ namespace
 const MUINT32 REG_INIT_STATUS = 0x26FC;
 const MUINT32 REG_SYS_CTL = 0x2648;   // written once by each clock programming, so once per attempt
 
-bool Contains(const std::string& rsText, const std::string& rsPart) { return rsText.find(rsPart) != std::string::npos; }
-
 // ---- Marker.
 
-class CMarkerTest : public CCoreInitTest
-{
-};
+using CMarkerTest = CCoreInitTest;
 
-TEST_F(CMarkerTest, FreshBoardInitialisesAndSetsTheMarker)
+// A fresh board is initialised and marked; with the marker set, a second run writes nothing.
+TEST_F(CMarkerTest, FreshBoardInitialisesSetsTheMarkerAndIsNotInitialisedTwice)
 {
     Build();
     EXPECT_EQ(Core().IsHardwareInitialize(), 0);
@@ -28,12 +25,6 @@ TEST_F(CMarkerTest, FreshBoardInitialisesAndSetsTheMarker)
     EXPECT_EQ(Core().IsHardwareInitialize(), 1);
     EXPECT_TRUE(Chip().MemoryUp());
     EXPECT_EQ(Chip().ResetCount(), 0u) << "nothing asked for a reset";
-}
-
-TEST_F(CMarkerTest, SecondInitialisationWritesNothing)
-{
-    Build();
-    ASSERT_EQ(Core().InitializeHardware(), 0);
     m_aoLog.clear();
     EXPECT_EQ(Core().InitializeHardware(), 1);
     EXPECT_TRUE(Writes().empty());
@@ -63,9 +54,7 @@ TEST_F(CMarkerTest, ClearLeavesTheResetRequestAndTheNextRunResetsFirst)
 
 TEST_F(CMarkerTest, ForcedResetWithoutRequest)
 {
-    SCoreSetup oSetup;
-    oSetup.bForceReset = 1;
-    Build(oSetup);
+    Build({.bForceReset = 1});
     EXPECT_EQ(Core().InitializeHardware(), 0);
     EXPECT_EQ(Chip().ResetCount(), 1u);
 }
@@ -114,17 +103,12 @@ const SAttemptCase s_aoAttemptCases[] = {
     {"RegistersOnly", "", XDevCoreInit::OPTION_INIT_REGISTERS, 0, 1, 0, 0, ""},
 };
 
-class CAttemptTest : public CCoreInitTest, public ::testing::WithParamInterface<SAttemptCase>
-{
-};
+using CAttemptTest = TCoreInitParamTest<SAttemptCase>;
 
 TEST_P(CAttemptTest, CountsAttemptsAndResets)
 {
     const SAttemptCase& roCase = GetParam();
-    SCoreSetup oSetup;
-    oSetup.sBoard = roCase.pszBoard;
-    oSetup.eOption = roCase.eOption;
-    Build(oSetup);
+    Build({.sBoard = roCase.pszBoard, .eOption = roCase.eOption});
     const std::string sOut = Output([&] { EXPECT_EQ(Core().InitializeHardware(), roCase.iResult); });
     EXPECT_EQ(Count('W', REG_SYS_CTL), roCase.uiAttempts);
     EXPECT_EQ(Chip().ResetCount(), roCase.uiResets);
@@ -136,8 +120,7 @@ TEST_P(CAttemptTest, CountsAttemptsAndResets)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CAttemptTest, ::testing::ValuesIn(s_aoAttemptCases),
-                         [](const auto& roInfo) { return std::string(roInfo.param.pszName); });
+INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CAttemptTest, ::testing::ValuesIn(s_aoAttemptCases), CaseName);
 
 // ---- Chip reset.
 
@@ -145,9 +128,9 @@ class CResetTest : public CCoreInitTest
 {
 protected:
     // Registers the named pins with the context (which owns them).
-    void AddPins(std::initializer_list<const char*> aszNames)
+    void AddPins(const std::vector<const char*>& rapszNames)
     {
-        for (const char* pszName : aszNames)
+        for (const char* pszName : rapszNames)
             ASSERT_EQ(Context().RegisterEnumerableIoPin(new CSimPin(pszName, m_asPins)), 0);
     }
     std::vector<std::string> m_asPins;
@@ -235,8 +218,7 @@ class CMissingPinTest : public CResetTest, public ::testing::WithParamInterface<
 TEST_P(CMissingPinTest, RevisionZeroDoesNotReset)
 {
     BuildBoard("\"chip_revision\": 0");
-    for (const char* pszName : GetParam().apszPins)
-        ASSERT_EQ(Context().RegisterEnumerableIoPin(new CSimPin(pszName, m_asPins)), 0);
+    AddPins(GetParam().apszPins);
     const std::string sOut = Output([&] { EXPECT_EQ(Core().HardwareReset(), 0); });
     EXPECT_TRUE(Contains(sOut, GetParam().pszMessage)) << sOut;
     EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(" + std::to_string(GetParam().iLine) + ") Assertion failed"));
@@ -244,8 +226,7 @@ TEST_P(CMissingPinTest, RevisionZeroDoesNotReset)
     EXPECT_TRUE(m_asPins.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CMissingPinTest, ::testing::ValuesIn(s_aoPinCases),
-                         [](const auto& roInfo) { return std::string(roInfo.param.pszName); });
+INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CMissingPinTest, ::testing::ValuesIn(s_aoPinCases), CaseName);
 
 TEST_F(CResetTest, UnknownRevisionIsRefused)
 {
@@ -306,9 +287,8 @@ TEST_F(CCoreInitTest, SlowLinkIsRetrainedThroughTheBridge)
 
 TEST_F(CCoreInitTest, WrongMemoryRecordVersionLeavesTheDeviceUninitialised)
 {
-    SCoreSetup oSetup;
-    oSetup.fnPatch = [](tagPins10Clock&, tagPins10Mem_v2& roMem) { roMem.uiVersion = 0x101; };
-    std::string sOut = Output([&] { Build(oSetup); });
+    const std::string sOut =
+        Output([&] { Build({.fnPatch = [](tagPins10Clock&, tagPins10Mem_v2& roMem) { roMem.uiVersion = 0x101; }}); });
     EXPECT_FALSE(Core().IsInitialized());
     EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(237) Assertion failed"));
 }

@@ -1,6 +1,8 @@
 #include "XDevCoreInitTestSupport.h"
 
+#include <algorithm>
 #include <cctype>
+#include <iterator>
 
 #include "QelVxdApi.h"
 #include "QelVxdPrivate.h"
@@ -112,19 +114,6 @@ LStatus CRegisterLog::Add(const XTrace& roTrace, LStatus)
     return 1;
 }
 
-LStatus CSimPin::AcquireIOPin(MUINT32 uiTimeoutMs, MUINT32& ruiSessionId)
-{
-    Log("acquire", uiTimeoutMs);
-    ruiSessionId = msc_uiSession;
-    return m_iAcquire;
-}
-
-LStatus CSimPin::SetDirection(MUINT32 uiSessionId, EPinDirection eDirection)
-{
-    Log("direction", uiSessionId, eDirection);
-    return 0;
-}
-
 LStatus CSimPin::SetState(MUINT32 uiSessionId, EPinState eState)
 {
     Log("state", uiSessionId, eState);
@@ -133,18 +122,6 @@ LStatus CSimPin::SetState(MUINT32 uiSessionId, EPinState eState)
         CQelSimChip::Of(*QelVxdSim_Current()->FindBoard(hBoard))->PulseResetPin();
     }
     return 0;
-}
-
-LStatus CSimPin::ReleaseIOPin(MUINT32 uiSessionId)
-{
-    Log("release", uiSessionId);
-    return 0;
-}
-
-void CSimPin::Log(const char* pszWhat, MUINT32 uiFirst, int iSecond)
-{
-    m_rasLog.push_back(std::string(pszWhat) + " " + m_szName.GetString() + " " + std::to_string(uiFirst) +
-                       (iSecond >= 0 ? " " + std::to_string(iSecond) : ""));
 }
 
 void CCoreInitTest::SetUp()
@@ -190,20 +167,13 @@ void CCoreInitTest::Build(const SCoreSetup& roSetup)
 CAccessLog CCoreInitTest::Writes() const
 {
     CAccessLog aoWrites;
-    for (const SAccess& roAccess : m_aoLog)
-    {
-        if (roAccess.cKind == 'W')
-            aoWrites.push_back(roAccess);
-    }
+    std::copy_if(m_aoLog.begin(), m_aoLog.end(), std::back_inserter(aoWrites),
+                 [](const SAccess& roAccess) { return roAccess.cKind == 'W'; });
     return aoWrites;
 }
 
 size_t CCoreInitTest::Count(char cKind, MUINT32 uiOffset) const
 {
-    size_t uiCount = 0;
-    for (const SAccess& roAccess : m_aoLog)
-    {
-        uiCount += roAccess.cKind == cKind && roAccess.uiOffset == uiOffset ? 1 : 0;
-    }
-    return uiCount;
+    return std::count_if(m_aoLog.begin(), m_aoLog.end(),
+                         [&](const SAccess& ro) { return ro.cKind == cKind && ro.uiOffset == uiOffset; });
 }

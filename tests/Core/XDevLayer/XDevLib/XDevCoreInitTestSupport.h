@@ -37,6 +37,11 @@ std::ostream& operator<<(std::ostream& roOut, const SAccess& roAccess);
 
 typedef std::vector<SAccess> CAccessLog;
 
+inline bool Contains(const std::string& rsText, const std::string& rsPart)
+{
+    return rsText.find(rsPart) != std::string::npos;
+}
+
 // Trace manager that turns the traced register accesses into the log.
 class CRegisterLog : public XTracesMgrStub
 {
@@ -56,12 +61,29 @@ public:
         : XIoPin(pszName), m_rasLog(rasLog), m_iAcquire(iAcquire)
     {
     }
-    LStatus AcquireIOPin(MUINT32 uiTimeoutMs, MUINT32& ruiSessionId) override;
-    LStatus SetDirection(MUINT32 uiSessionId, EPinDirection eDirection) override;
+    LStatus AcquireIOPin(MUINT32 uiTimeoutMs, MUINT32& ruiSessionId) override
+    {
+        Log("acquire", uiTimeoutMs);
+        ruiSessionId = msc_uiSession;
+        return m_iAcquire;
+    }
+    LStatus SetDirection(MUINT32 uiSessionId, EPinDirection eDirection) override
+    {
+        Log("direction", uiSessionId, eDirection);
+        return 0;
+    }
     LStatus SetState(MUINT32 uiSessionId, EPinState eState) override;
-    LStatus ReleaseIOPin(MUINT32 uiSessionId) override;
+    LStatus ReleaseIOPin(MUINT32 uiSessionId) override
+    {
+        Log("release", uiSessionId);
+        return 0;
+    }
     // "<what> <pin> <first> [<second>]"
-    void Log(const char* pszWhat, MUINT32 uiFirst, int iSecond = -1);
+    void Log(const char* pszWhat, MUINT32 uiFirst, int iSecond = -1)
+    {
+        m_rasLog.push_back(std::string(pszWhat) + " " + m_szName.GetString() + " " + std::to_string(uiFirst) +
+                           (iSecond >= 0 ? " " + std::to_string(iSecond) : ""));
+    }
 
     static constexpr MUINT32 msc_uiSession = 7;
     std::vector<std::string>& m_rasLog;
@@ -70,14 +92,14 @@ public:
 
 struct SCoreSetup
 {
-    std::string sBoard;   // extra members of the rig's board, e.g. "\"chip_revision\": 0"
+    std::string sBoard{};   // extra members of the rig's board, e.g. "\"chip_revision\": 0"
     const unsigned char* puiPins = g_aucCoreInitRef4Phy;   // the block that gives the records
     int bOnPrimaryBus = 0;
     int bOnBoard = 1;
     XDevCoreInit::EInitOption eOption = XDevCoreInit::OPTION_INIT_ALL;
     int bForceReset = 0;
     // Changes the records before the device is made from them.
-    std::function<void(tagPins10Clock&, tagPins10Mem_v2&)> fnPatch;
+    std::function<void(tagPins10Clock&, tagPins10Mem_v2&)> fnPatch{};
 };
 
 class CCoreInitTest : public ::testing::Test
@@ -89,12 +111,7 @@ protected:
     // Loads the rig and builds context and device; fails the test when that does not work.
     void Build(const SCoreSetup& roSetup = SCoreSetup());
     // Build with these extra members of the rig's board.
-    void BuildBoard(const std::string& rsBoard)
-    {
-        SCoreSetup oSetup;
-        oSetup.sBoard = rsBoard;
-        Build(oSetup);
-    }
+    void BuildBoard(const std::string& rsBoard) { Build({.sBoard = rsBoard}); }
     CQelSimBoard& Board() const { return *m_poBoard; }
     CQelSimChip& Chip() const { return *CQelSimChip::Of(*m_poBoard); }
     XDevCoreInitHb4& Core() const { return *m_poCore; }
@@ -124,3 +141,11 @@ private:
     CQelSimBoard* m_poBoard = nullptr;
     MBOOL32 m_abMsgLevel[3] = {};
 };
+
+template <class TCase>
+class TCoreInitParamTest : public CCoreInitTest, public ::testing::WithParamInterface<TCase>
+{
+};
+
+// Names the instances of a table after its cases.
+inline constexpr auto CaseName = [](const auto& roInfo) { return std::string(roInfo.param.pszName); };
