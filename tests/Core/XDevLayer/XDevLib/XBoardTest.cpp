@@ -11,19 +11,17 @@
 
 namespace
 {
-std::string ProductName(const XBoard& roBoard)
-{
-    char szName[64];
-    EXPECT_EQ(0, roBoard.GetProductName(szName));
-    return szName;
-}
+typedef MINT32 (XBoard::*PfnGetText)(char*) const;
 
-std::string PcbNumber(const XBoard& roBoard)
+// One of the record's texts, read through its getter into a 64-byte buffer.
+std::string Text(const XBoard& roBoard, PfnGetText pfnGet)
 {
-    char szNumber[64];
-    EXPECT_EQ(0, roBoard.GetPcbNumber(szNumber));
-    return szNumber;
+    char szText[64];
+    EXPECT_EQ(0, (roBoard.*pfnGet)(szText));
+    return szText;
 }
+std::string ProductName(const XBoard& roBoard) { return Text(roBoard, &XBoard::GetProductName); }
+std::string PcbNumber(const XBoard& roBoard) { return Text(roBoard, &XBoard::GetPcbNumber); }
 
 MUINT32 FlagsWord(const XBoard& roBoard)
 {
@@ -39,13 +37,9 @@ MUINT32 FlagsWord(const XBoard& roBoard)
 TEST(XBoardTexts, FreshRecordIsUnknown)
 {
     XBoard oBoard;
-    char aszTexts[4][64];
-    EXPECT_EQ(0, oBoard.GetProductName(aszTexts[0]));
-    EXPECT_EQ(0, oBoard.GetSerialNumber(aszTexts[1]));
-    EXPECT_EQ(0, oBoard.GetPcbNumber(aszTexts[2]));
-    EXPECT_EQ(0, oBoard.GetFirmwareVersion(aszTexts[3]));
-    for (const char* pszText : aszTexts)
-        EXPECT_STREQ("Unknown", pszText);
+    for (PfnGetText pfnGet :
+         {&XBoard::GetProductName, &XBoard::GetSerialNumber, &XBoard::GetPcbNumber, &XBoard::GetFirmwareVersion})
+        EXPECT_EQ("Unknown", Text(oBoard, pfnGet));
     tagLBoard_Info oInfo;
     oBoard.GetBoardInfo(oInfo);
     EXPECT_EQ(352u, oInfo.uiSize);
@@ -67,14 +61,10 @@ TEST(XBoardTexts, SetterCopiesRawBytesWithoutTerminator)
 
     // A 16-byte name over "Unknown" leaves the rest of the field as it was: zero.
     EXPECT_EQ(0, oBoard.SetSerialNumber(16, reinterpret_cast<const unsigned char*>("0123456789ABCDEF")));
-    char szSerial[64];
-    oBoard.GetSerialNumber(szSerial);
-    EXPECT_STREQ("0123456789ABCDEF", szSerial);
+    EXPECT_EQ("0123456789ABCDEF", Text(oBoard, &XBoard::GetSerialNumber));
     // Shorter than the old text: no terminator, so the old tail shows.
     EXPECT_EQ(0, oBoard.SetFirmwareVersion(3, "1.2"));
-    char szVersion[64];
-    oBoard.GetFirmwareVersion(szVersion);
-    EXPECT_STREQ("1.2nown", szVersion);
+    EXPECT_EQ("1.2nown", Text(oBoard, &XBoard::GetFirmwareVersion));
 }
 
 TEST(XBoardTexts, ZeroLengthOrNullIsRefused)
@@ -135,6 +125,11 @@ class XBoardReadPinsTest : public testing::Test
 protected:
     static std::vector<MUINT8> ChainWith(MUINT32 uiPcbInfo, bool bLimitation, bool bOptions = true)
     {
+        const tagPins10Header oHeader = Pins10TestHeader(uiPcbInfo);
+        return Chain(&oHeader, sizeof(oHeader), bLimitation, bOptions);
+    }
+    static std::vector<MUINT8> Chain(const void* pvHeader, size_t uiHeaderSize, bool bLimitation, bool bOptions = true)
+    {
         tagPins10Cpu oCpu = {0x0005, 2, {4, 4, 0, 0}};
         tagPins10Mem_v2 oMemory = {};
         oMemory.uiVersion = PINS10_MEMORY_VERSION;
@@ -143,7 +138,7 @@ protected:
         tagPins10FactoryOptions oOptions = {0x1F};
         tagPins10Limitation oLimitation = {4, 8};
         CPins10TestChain oChain;
-        oChain.Record(PINS10_SIGNATURE_HEADER, Pins10TestHeader(uiPcbInfo))
+        oChain.Block(PINS10_SIGNATURE_HEADER, pvHeader, uiHeaderSize)
             .Record(PINS10_SIGNATURE_CPU, oCpu)
             .Record(PINS10_SIGNATURE_MEMORY, oMemory);
         if (bOptions)
@@ -160,9 +155,7 @@ TEST_F(XBoardReadPinsTest, GenericBlockFillsTheRecord)
 {
     ASSERT_TRUE(m_oBoard.ReadPinsData(DefaultPins::msc_uiPinsSize, DefaultPins::msc_oPins));
     EXPECT_EQ("Default", ProductName(m_oBoard));
-    char szSerial[64];
-    m_oBoard.GetSerialNumber(szSerial);
-    EXPECT_STREQ("Default", szSerial);
+    EXPECT_EQ("Default", Text(m_oBoard, &XBoard::GetSerialNumber));
     EXPECT_EQ("7479-01", PcbNumber(m_oBoard));   // PCB word 0x1D370100 read as year 7479, month 1
     EXPECT_EQ(0x0100u, m_oBoard.GetPcbRev());
     EXPECT_EQ(2048u, m_oBoard.GetCpuMemSize());
@@ -230,17 +223,7 @@ TEST_F(XBoardReadPinsTest, CallersBlockIsNotRewritten)
     MUINT8 auiOld[PINS10_HEADER_MIN_SIZE] = {};
     Pins10WriteU16(auiOld, PINS10_HEADER_REVISION_V1);
     memcpy(auiOld + 28, "OLD-SKU", 7);
-    tagPins10Cpu oCpu = {1, 2, {1, 0, 0, 0}};
-    tagPins10Mem_v2 oMemory = {};
-    oMemory.uiVersion = PINS10_MEMORY_VERSION;
-    tagPins10FactoryOptions oOptions = {0};
-    const std::vector<MUINT8> auiPins = CPins10TestChain()
-                                            .Block(PINS10_SIGNATURE_HEADER, auiOld, sizeof(auiOld))
-                                            .Record(PINS10_SIGNATURE_CPU, oCpu)
-                                            .Record(PINS10_SIGNATURE_MEMORY, oMemory)
-                                            .Record(PINS10_SIGNATURE_FACTORY_OPTIONS, oOptions)
-                                            .End()
-                                            .Bytes();
+    const std::vector<MUINT8> auiPins = Chain(auiOld, sizeof(auiOld), false);
     const std::vector<MUINT8> auiBefore = auiPins;
     ASSERT_TRUE(m_oBoard.ReadPinsData((unsigned)auiPins.size(), auiPins.data()));
     EXPECT_EQ("OLD-SKU", ProductName(m_oBoard));

@@ -2,6 +2,8 @@
 // limits where the answer can be checked against the synthesizer formula.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "XCascadedPll.h"
 
 namespace
@@ -25,6 +27,11 @@ struct SSearchCase
     SParamResult oExpected;
 };
 void PrintTo(const SSearchCase& ro, std::ostream* po) { *po << ro.pszWhat; }
+
+auto Fields(const SParamResult& ro)
+{
+    return std::make_tuple(ro.uiM0, ro.uiM1, ro.uiP0, ro.uiP1, ro.uiOutputFreq, ro.uiNbIter);
+}
 
 // Worked by hand, in search order (M1 down, P1 up, M0 down; P0 = round(VCO0 x M1 / (2 P1 target))):
 // - target 90: usable pairs (M1 2, P1 2) and (M1 1, P1 1) (intermediate 180); (2, 1) gives 90
@@ -55,13 +62,7 @@ TEST_P(CSearchTest, FindsTheWorkedResult)
     SParamResult oResult{};
     EXPECT_EQ(oPll.ComputeParam(roCase.uiTarget, roCase.uiRef, roCase.uiTolerance, roCase.bBestMatch, oResult),
               roCase.iResult);
-    const SParamResult& roExpected = roCase.oExpected;
-    EXPECT_EQ(oResult.uiM0, roExpected.uiM0);
-    EXPECT_EQ(oResult.uiM1, roExpected.uiM1);
-    EXPECT_EQ(oResult.uiP0, roExpected.uiP0);
-    EXPECT_EQ(oResult.uiP1, roExpected.uiP1);
-    EXPECT_EQ(oResult.uiOutputFreq, roExpected.uiOutputFreq);
-    EXPECT_EQ(oResult.uiNbIter, roExpected.uiNbIter);
+    EXPECT_EQ(Fields(oResult), Fields(roCase.oExpected)) << "M0, M1, P0, P1, output, iterations";
 }
 
 INSTANTIATE_TEST_SUITE_P(XCascadedPll, CSearchTest, ::testing::ValuesIn(s_aoSearchCases),

@@ -24,6 +24,15 @@ bool HasAssertion(const std::string& rsOutput)
            rsOutput.find("Assertion failed") != std::string::npos;
 }
 
+// Whether running fn made the context report a failed assertion.
+template <class TFn>
+bool Asserts(TFn&& rfn)
+{
+    CaptureStdout();
+    rfn();
+    return HasAssertion(GetCapturedStdout());
+}
+
 std::vector<std::string> Resets(const CEventLog& roLog)
 {
     std::vector<std::string> asResets;
@@ -105,9 +114,9 @@ TEST_P(ContextConstructionTest, MissingPartLeavesContextInvalidAndDestroyable)
         poTraces->m_bInitialized = (roCase.iTraces == 2);
     }
 
-    CaptureStdout();
-    XContext* poContext = new XContext(roCase.bOs ? &oOs : nullptr, roCase.bHw ? new CFakeHwAccess : nullptr, poTraces);
-    EXPECT_TRUE(HasAssertion(GetCapturedStdout()));
+    XContext* poContext = nullptr;
+    XHwAccess* poHw = roCase.bHw ? new CFakeHwAccess : nullptr;
+    EXPECT_TRUE(Asserts([&] { poContext = new XContext(roCase.bOs ? &oOs : nullptr, poHw, poTraces); }));
     EXPECT_FALSE(poContext->m_bInitialized);
     EXPECT_EQ(poContext->m_poServicesCore, nullptr);
     EXPECT_EQ(XContext::FindContextBySerialNumber("Unknown") == poContext, roCase.bListed);
@@ -128,9 +137,7 @@ INSTANTIATE_TEST_SUITE_P(Parts, ContextConstructionTest,
 TEST_F(ContextTest, DeviceRegisteredTwiceIsRefusedAndKeptOnce)
 {
     CLoggingDev* poDevice = AddDevice("A");
-    CaptureStdout();
-    EXPECT_EQ(m_poContext->RegisterDevice(poDevice), -1);
-    EXPECT_TRUE(HasAssertion(GetCapturedStdout()));
+    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->RegisterDevice(poDevice), -1); }));
     EXPECT_EQ(m_poContext->RegisterDevice(nullptr), -2);
     EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 1);
     EXPECT_EQ(m_poContext->m_dapoRegistredObject.GetSize(), 1);
@@ -176,12 +183,12 @@ TEST_F(ContextTest, DevicesAreFoundByTypeInRegistrationOrder)
     EXPECT_EQ(m_poContext->GetXDeviceCount(XDev::TYPE_CORE_INIT), 0u);
     EXPECT_EQ(m_poContext->GetXDevice(2), poEeprom1);
 
-    CaptureStdout();
+    CaptureStdout();   // the device container reports the index, not the context
     EXPECT_EQ(m_poContext->GetXDevice(3), nullptr);
     EXPECT_NE(GetCapturedStdout().find("Assertion failed"), std::string::npos);
 }
 
-TEST_F(ContextTest, SingleSlotsRefuseASecondOccupant)
+TEST_F(ContextTest, SingleSlotsAndTheServicesRefuseASecondOccupant)
 {
     CScriptedCoreInit* poCore = AddCore(0);
     EXPECT_EQ(m_poContext->GetInitDevice(), poCore);
@@ -190,24 +197,17 @@ TEST_F(ContextTest, SingleSlotsRefuseASecondOccupant)
 
     EXPECT_EQ(m_poContext->RegisterBoard(nullptr), -2);
     XBoard oBoard;
-    CaptureStdout();
-    EXPECT_EQ(m_poContext->RegisterBoard(&oBoard), -1);
-    EXPECT_TRUE(HasAssertion(GetCapturedStdout()));
-}
+    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->RegisterBoard(&oBoard), -1); }));
 
-TEST_F(ContextTest, DeviceServicesAreRegisteredOnce)
-{
-    CaptureStdout();
-    EXPECT_EQ(m_poContext->RegisterDeviceServices(nullptr, nullptr, nullptr), -2);
-    EXPECT_TRUE(HasAssertion(GetCapturedStdout()));
+    // Device services: all three at once, once.
+    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->RegisterDeviceServices(nullptr, nullptr, nullptr), -2); }));
 
     AddServices();
     XBufferMgrDummy oBuffers(&m_oOs, m_poHw);
     XInterruptMgrDummy oInterrupts(&m_oOs, m_poHw, &oBuffers);
     XCounterMgrDummy oCounters(&m_oOs, m_poHw, &oInterrupts);
-    CaptureStdout();
-    EXPECT_EQ(m_poContext->RegisterDeviceServices(&oBuffers, &oCounters, &oInterrupts), -1);
-    EXPECT_TRUE(HasAssertion(GetCapturedStdout()));
+    EXPECT_TRUE(
+        Asserts([&] { EXPECT_EQ(m_poContext->RegisterDeviceServices(&oBuffers, &oCounters, &oInterrupts), -1); }));
     EXPECT_NE(m_poContext->m_poBufferMgr, &oBuffers);
 }
 
@@ -323,10 +323,7 @@ TEST_F(ContextTest, FailedDeviceResetIsReportedAndChangesNothingElse)
     AddCore(1);
     AddDevice("A")->m_iResetResult = -3;
     AddDevice("B");
-    CaptureStdout();
-    const LStatus iResult = m_poContext->InitializeHardware();
-    EXPECT_TRUE(HasAssertion(GetCapturedStdout()));
-    EXPECT_EQ(iResult, 1);
+    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->InitializeHardware(), 1); }));
     EXPECT_EQ(Resets(m_asLog), (std::vector<std::string>{"A", "B"}));
 }
 

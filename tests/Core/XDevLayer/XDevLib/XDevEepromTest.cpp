@@ -109,15 +109,10 @@ protected:
         m_poBoard = QelVxdSim_Board(3, 0, 0);
         m_aucImage.resize(m_poBoard->Flash().size());
         for (size_t uiAt = 0; uiAt < m_aucImage.size(); ++uiAt)
-        {
             m_aucImage[uiAt] = (MUINT8)(uiAt * 13 + (uiAt >> 9));
-        }
         m_poBoard->WriteFlash(0, m_aucImage.data(), (MUINT32)m_aucImage.size());
 
-        m_poEeprom.reset();
-        m_poTraced.reset();
-        m_poFailing.reset();
-        m_poHw.reset();
+        Release();
         m_oTraces.m_oDecoder = CSpiBusDecoder();
         m_poOs = std::make_unique<OsServices>();
         m_poHw = std::make_unique<XHwAccessVxd>(hBoard, hBridge);
@@ -125,12 +120,26 @@ protected:
         m_poTraced = std::make_unique<XTracesReg>(m_oTraces, *m_poFailing);
         m_poEeprom = std::make_unique<CTestEeprom>(*m_poOs, *m_poHw, *m_poTraced);
     }
-    void TearDown() override
+    // Start, detect the part, and forget the detection traffic; false when the part is not found.
+    bool StartDetected(const std::string& rsChip, const std::string& rsFaults = "")
+    {
+        Start(rsChip, rsFaults);
+        if (HasFatalFailure() || !m_poEeprom->DetectEeprom())
+            return false;
+        m_oTraces.m_oDecoder = CSpiBusDecoder();
+        return true;
+    }
+    // The driver and its access chain, innermost last.
+    void Release()
     {
         m_poEeprom.reset();
         m_poTraced.reset();
         m_poFailing.reset();
         m_poHw.reset();
+    }
+    void TearDown() override
+    {
+        Release();
         m_poOs.reset();
         QelVxdSetBackendForTest(nullptr);
         QelVxdSim_Unload();
@@ -144,11 +153,15 @@ protected:
     }
     // The board is left as the chip's engine needs it: bus given back, flash deselected, its
     // write protection on (status register and hardware line).
-    void ExpectBoardLeftProtected()
+    void ExpectBusReleased(MUINT32 uiWpBits)
     {
         EXPECT_EQ(m_poBoard->PeekReg(HST_EEPROMBYP) & uE2pbyp, 0u) << "bus given back";
         EXPECT_NE(m_poBoard->PeekReg(HST_EEPROMBYP) & uE2pbypcsn0, 0u) << "flash deselected";
-        EXPECT_EQ(m_poBoard->PeekReg(HST_EEPROMWP) & (uE2wp | uE2wpchg), uE2wp | uE2wpchg) << "hardware line held";
+        EXPECT_EQ(m_poBoard->PeekReg(HST_EEPROMWP) & uiWpBits, uiWpBits) << "hardware line held";
+    }
+    void ExpectBoardLeftProtected()
+    {
+        ExpectBusReleased(uE2wp | uE2wpchg);
         EXPECT_EQ(QelVxdSim_EepromBus(*m_poBoard)->Flash().Status() & 0x9C, m_poEeprom->m_ui8ChipWriteProtect);
     }
 
@@ -219,9 +232,7 @@ TEST_F(CEepromTest, DetectionIdentifiesEveryPartOfTheTable)
 
 TEST_F(CEepromTest, AWholeRegionIsReadInOneTransaction)
 {
-    Start("W25Q64FV");
-    ASSERT_TRUE(m_poEeprom->DetectEeprom());
-    m_oTraces.m_oDecoder = CSpiBusDecoder();
+    ASSERT_TRUE(StartDetected("W25Q64FV"));
     std::vector<MUINT8> aucRead(5 * 1024);
     ASSERT_EQ(m_poEeprom->Read(0x1FE7C - 5 * 1024 + 2, aucRead.data(), (MUINT32)aucRead.size()), 0);
     EXPECT_EQ(aucRead, FlashBytes(0x1FE7C - 5 * 1024 + 2, 5 * 1024));
@@ -235,14 +246,10 @@ TEST_F(CEepromTest, AWholeRegionIsReadInOneTransaction)
 
 TEST_F(CEepromTest, AWriteProgramsPageSizedChunksEachFollowedByAStatusWait)
 {
-    Start("IS25WD020");
-    ASSERT_TRUE(m_poEeprom->DetectEeprom());
-    m_oTraces.m_oDecoder = CSpiBusDecoder();
+    ASSERT_TRUE(StartDetected("IS25WD020"));
     std::vector<MUINT8> aucData(300);
-    for (size_t uiAt = 0; uiAt < aucData.size(); ++uiAt)
-    {
+    for (size_t uiAt = 0; uiAt < aucData.size(); ++uiAt)   // only clears bits: programmable without an erase
         aucData[uiAt] = (MUINT8)(m_aucImage[0x100 + uiAt] & ~(1u << (uiAt % 8)));
-    }
     ASSERT_EQ(m_poEeprom->Write(0x100, aucData.data(), 300, FALSE), 0);
 
     EXPECT_EQ(FlashBytes(0x100, 300), aucData);
@@ -266,8 +273,7 @@ TEST_F(CEepromTest, AWriteProgramsPageSizedChunksEachFollowedByAStatusWait)
 
 TEST_F(CEepromTest, TheSectorRewriteKeepsTheRestOfEverySectorItTouches)
 {
-    Start("IS25WD020");
-    ASSERT_TRUE(m_poEeprom->DetectEeprom());
+    ASSERT_TRUE(StartDetected("IS25WD020"));
     const std::vector<MUINT8> aucData(40, 0x5A);
     ASSERT_EQ(m_poEeprom->Write(0x1FF0, aucData.data(), 40, TRUE), 0);
 
@@ -297,15 +303,10 @@ TEST_F(CEepromTest, AHungPartFailsTheWriteAndEveryPathRestoresTheProtection)
     for (const SCase& roCase : aoCases)
     {
         SCOPED_TRACE(roCase.pszWhat);
-        Start("IS25WD020", R"("flash_stuck_busy":true)");
-        ASSERT_TRUE(m_poEeprom->DetectEeprom());
+        ASSERT_TRUE(StartDetected("IS25WD020", R"("flash_stuck_busy":true)"));
         m_poEeprom->ShortenBusyPolls(2000);
-        m_oTraces.m_oDecoder = CSpiBusDecoder();
         EXPECT_EQ(roCase.pfnRun(*m_poEeprom), -1);
-
-        EXPECT_EQ(m_poBoard->PeekReg(HST_EEPROMBYP) & uE2pbyp, 0u) << "bus given back";
-        EXPECT_NE(m_poBoard->PeekReg(HST_EEPROMBYP) & uE2pbypcsn0, 0u) << "flash deselected";
-        EXPECT_NE(m_poBoard->PeekReg(HST_EEPROMWP) & uE2wp, 0u) << "hardware line held";
+        ExpectBusReleased(uE2wp);
         const std::string sSummary = m_oTraces.m_oDecoder.Summary();
         EXPECT_EQ(sSummary.substr(sSummary.size() - 9), "06 01 05*") << sSummary << ": the protect sequence ends it";
         EXPECT_EQ(sSummary.find(" 04 "), std::string::npos) << "no normal end";
@@ -335,8 +336,7 @@ TEST_F(CEepromTest, AGrantThatNeverComesFailsInSimulatedTimeAndWithdrawsTheReque
 
 TEST_F(CEepromTest, AFailedRegisterAccessFailsTheTransactionWithItsCode)
 {
-    Start("IS25WD020");
-    ASSERT_TRUE(m_poEeprom->DetectEeprom());
+    ASSERT_TRUE(StartDetected("IS25WD020"));
     MUINT8 aucBuffer[16];
     const MUINT64 uiReadStart = m_poFailing->m_uiAccesses;
     m_poFailing->m_fnFailHere = [&] { return m_poFailing->m_uiAccesses == uiReadStart + 15; };
@@ -376,8 +376,7 @@ TEST_F(CEepromTest, AFailedRegisterAccessFailsTheTransactionWithItsCode)
 
 TEST_F(CEepromTest, EraseClearsTheBlocksOfItsInstructionOnly)
 {
-    Start("IS25WD020");
-    ASSERT_TRUE(m_poEeprom->DetectEeprom());
+    ASSERT_TRUE(StartDetected("IS25WD020"));
     EXPECT_EQ(m_poEeprom->Erase(XDevEeprom::INST_BLOCK_ERASE, 0x10000, 0x10000), 0);
     EXPECT_EQ(FlashBytes(0x10000, 0x10000), std::vector<MUINT8>(0x10000, 0xFF));
     EXPECT_EQ(FlashBytes(0xFFFF, 1)[0], m_aucImage[0xFFFF]);
