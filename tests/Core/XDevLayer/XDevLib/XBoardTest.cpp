@@ -88,9 +88,7 @@ struct SFlagCase
     MUINT32 uiBit;
 };
 
-class XBoardFlagTest : public testing::TestWithParam<SFlagCase>
-{
-};
+using XBoardFlagTest = testing::TestWithParam<SFlagCase>;
 
 TEST_P(XBoardFlagTest, StoresBitZeroOfItsArgumentInItsOwnBit)
 {

@@ -51,9 +51,7 @@ const SSearchCase s_aoSearchCases[] = {
      {0, 0, 0, 0, 0, 0}},
 };
 
-class CSearchTest : public ::testing::TestWithParam<SSearchCase>
-{
-};
+using CSearchTest = ::testing::TestWithParam<SSearchCase>;
 
 TEST_P(CSearchTest, FindsTheWorkedResult)
 {

@@ -99,9 +99,7 @@ struct SConstructionCase
     bool bListed;    // the context joins the list of live contexts
 };
 
-class ContextConstructionTest : public ::testing::TestWithParam<SConstructionCase>
-{
-};
+using ContextConstructionTest = ::testing::TestWithParam<SConstructionCase>;
 
 TEST_P(ContextConstructionTest, MissingPartLeavesContextInvalidAndDestroyable)
 {
