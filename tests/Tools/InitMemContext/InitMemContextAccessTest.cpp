@@ -125,10 +125,7 @@ struct SEnvironmentCase
 };
 
 // gtest names each case by this in its output, not by a byte dump.
-void PrintTo(const SEnvironmentCase& ro, std::ostream* poStream)
-{
-    *poStream << ro.pszName;
-}
+void PrintTo(const SEnvironmentCase& ro, std::ostream* poStream) { *poStream << ro.pszName; }
 
 const char* const g_pszStateRig = R"("state": "rig.state.json",)";
 
@@ -145,9 +142,7 @@ const SEnvironmentCase g_aoEnvironmentCases[] = {
      STATUS_NO_ACCESS, "symbolic link"},
 };
 
-class EnvironmentErrorTest : public ::testing::TestWithParam<SEnvironmentCase>
-{
-};
+using EnvironmentErrorTest = ::testing::TestWithParam<SEnvironmentCase>;
 
 TEST_P(EnvironmentErrorTest, StopsWithOneLineBeforeTouchingTheBoard)
 {

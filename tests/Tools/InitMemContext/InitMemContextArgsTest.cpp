@@ -15,9 +15,7 @@ struct SHexCase
     MUINT32     uiExpected;
 };
 
-class AtohTest : public ::testing::TestWithParam<SHexCase>
-{
-};
+using AtohTest = ::testing::TestWithParam<SHexCase>;
 
 TEST_P(AtohTest, ConvertsLikeTheHandleFilterExpects)
 {
@@ -61,9 +59,7 @@ struct SWalkCase
     int                      iUsageBlocks;
 };
 
-class ArgumentWalkTest : public ::testing::TestWithParam<SWalkCase>
-{
-};
+using ArgumentWalkTest = ::testing::TestWithParam<SWalkCase>;
 
 TEST_P(ArgumentWalkTest, SetsOptionsAsTheWalkDefines)
 {

@@ -30,10 +30,7 @@ struct SScenario
 };
 
 // gtest names each case by this in its output, not by a byte dump.
-void PrintTo(const SScenario& ro, std::ostream* poStream)
-{
-    *poStream << ro.sName;
-}
+void PrintTo(const SScenario& ro, std::ostream* poStream) { *poStream << ro.sName; }
 
 std::vector<SScenario> LoadScenarios()
 {
@@ -50,9 +47,7 @@ std::vector<SScenario> LoadScenarios()
     return aoScenarios;
 }
 
-class ScenarioTest : public ::testing::TestWithParam<SScenario>
-{
-};
+using ScenarioTest = ::testing::TestWithParam<SScenario>;
 
 TEST_P(ScenarioTest, PrintsTheExpectedOutputAndStatus)
 {
@@ -81,9 +76,7 @@ INSTANTIATE_TEST_SUITE_P(Scenarios, ScenarioTest, ::testing::ValuesIn(LoadScenar
 // reads the parameter block and never writes, erases or unprotects the flash, with or without
 // the clear option.
 
-class FlashTrafficTest : public ::testing::TestWithParam<const char*>
-{
-};
+using FlashTrafficTest = ::testing::TestWithParam<const char*>;
 
 TEST_P(FlashTrafficTest, InitialisationOnlyReadsTheFlash)
 {

@@ -29,10 +29,7 @@ struct SFaultCase
 };
 
 // gtest names each case by this in its output, not by a byte dump.
-void PrintTo(const SFaultCase& ro, std::ostream* poStream)
-{
-    *poStream << ro.pszName;
-}
+void PrintTo(const SFaultCase& ro, std::ostream* poStream) { *poStream << ro.pszName; }
 
 const SFaultCase g_aoCases[] = {
     {"Healthy", "", "", g_pszDone, 0, ""},
@@ -70,9 +67,7 @@ const SFaultCase g_aoCases[] = {
     {"EngineFatalAndStuck", R"("engine_fatal": true, "engines_stuck": true)", "", g_pszFailed, 255, "STRAPS"},
 };
 
-class FaultMatrixTest : public ::testing::TestWithParam<SFaultCase>
-{
-};
+using FaultMatrixTest = ::testing::TestWithParam<SFaultCase>;
 
 TEST_P(FaultMatrixTest, EndsWithItsResultAndLeavesTheFlashAlone)
 {

@@ -100,9 +100,7 @@ struct SBuiltIn
     std::vector<std::string> aszArgs;
 };
 
-class Pins10BuiltInRoundTripTest : public testing::TestWithParam<SBuiltIn>
-{
-};
+using Pins10BuiltInRoundTripTest = testing::TestWithParam<SBuiltIn>;
 
 TEST_P(Pins10BuiltInRoundTripTest, DumpThenBuildGivesTheSameBytes)
 {
