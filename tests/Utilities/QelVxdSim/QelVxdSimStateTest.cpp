@@ -51,7 +51,7 @@ TEST_F(CStateTest, FileIsReplacedAtomicallyAndOnlyOnChange)
     Load(s_pszRig);
     WriteStatus(0x20000000);
     QelVxdSim_Unload();
-    EXPECT_FALSE(Exists(Path("rig.state.json"))) << "an unchanged value writes nothing, not even at exit";
+    EXPECT_FALSE(std::filesystem::exists(Path("rig.state.json"))) << "an unchanged value writes nothing, not even at exit";
     Load(s_pszRig);
     WriteStatus(0x80000000);
     // A second name for the old file keeps the old content: the state was written to a new file

@@ -6,7 +6,6 @@
 #include <fstream>
 #include <sstream>
 #include <spawn.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -47,12 +46,6 @@ std::string CSimTest::ReadText(const std::string& rsPath) const
     return oText.str();
 }
 
-bool CSimTest::Exists(const std::string& rsPath) const
-{
-    struct stat oInfo;
-    return stat(rsPath.c_str(), &oInfo) == 0;
-}
-
 const SQelVxdBackend& CSimTest::Load(const std::string& rsJson)
 {
     std::string sError;
@@ -91,22 +84,21 @@ SProcessResult RunProcess(const std::vector<std::string>& rasArgs, const std::ve
     char szErr[]   = "/tmp/qelvxd-sim-err.XXXXXX";
     const int iOut = mkstemp(szOut);
     const int iErr = mkstemp(szErr);
-    std::vector<char*> apszArgs;
+    // The extra entries come first, so that they win over the inherited ones.
+    std::vector<char*> apszArgs, apszEnv;
     for (const std::string& rs : rasArgs)
     {
         apszArgs.push_back(const_cast<char*>(rs.c_str()));
     }
-    apszArgs.push_back(nullptr);
-    std::vector<std::string> asEnv(rasEnv);
-    for (char** ppsz = environ; *ppsz != nullptr; ++ppsz)
-    {
-        asEnv.push_back(*ppsz);
-    }
-    std::vector<char*> apszEnv;
-    for (const std::string& rs : asEnv)
+    for (const std::string& rs : rasEnv)
     {
         apszEnv.push_back(const_cast<char*>(rs.c_str()));
     }
+    for (char** ppsz = environ; *ppsz != nullptr; ++ppsz)
+    {
+        apszEnv.push_back(*ppsz);
+    }
+    apszArgs.push_back(nullptr);
     apszEnv.push_back(nullptr);
 
     posix_spawn_file_actions_t oActions;

@@ -21,7 +21,6 @@ protected:
     void WriteFile(const std::string& rsName, const std::string& rsText) const;
     void WriteBytes(const std::string& rsName, const std::vector<MUINT8>& raucBytes) const;
     std::string ReadText(const std::string& rsPath) const;
-    bool Exists(const std::string& rsPath) const;
 
     // Loads rig text with the scratch directory as base; fails the test on a rig error.
     const SQelVxdBackend& Load(const std::string& rsJson);
