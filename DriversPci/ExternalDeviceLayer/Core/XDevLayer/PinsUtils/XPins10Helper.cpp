@@ -95,6 +95,10 @@ constexpr MUINT32 msc_uiBlockHeaderSize = sizeof(tagPinsBlock);
 constexpr MUINT32 msc_uiListHeaderSize = sizeof(tagPinsBlockList);
 constexpr MUINT32 msc_uiEndBlockSize = sizeof(tagPinsBlock) + sizeof(PinsCheck);
 constexpr MUINT32 msc_uiMaxLength = 0xFFFF;
+// The line that RemovePinsMultiBlockElement's argument check reports. A fanless board with a blank
+// EEPROM shows it at every start and the README tells operators it is harmless, so it stays fixed
+// whatever moves in this file.
+constexpr int LINE_REMOVE_BAD_ARGUMENTS = 507;
 
 MUINT32 BlockSize(const MUINT8* puiBlock) { return msc_uiBlockHeaderSize + Pins10BlockLength(puiBlock); }
 MUINT32 ListItemSize(const MUINT8* puiBlock) { return Pins10ReadU16(puiBlock + offsetof(tagPinsBlockList, uiItemSize)); }
@@ -520,7 +524,7 @@ MBOOL32 XPins10Helper::RemovePinsMultiBlockElement(MUINT16 uiSignature, MUINT16 
 {
     if (uiSignature == 0 || uiType == 0 || ruiSize == 0 || puiPins == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(507);   // a fanless board with a blank EEPROM shows it; the README names it
+        QEL_ASSERT_REPORT_AT(LINE_REMOVE_BAD_ARGUMENTS);
         return 0;
     }
     SChain oChain;
