@@ -3,6 +3,7 @@
 #include <functional>
 #include <set>
 
+#include "QelVxdSimPciRegs.h"
 #include "QelVxdSimTestSupport.h"
 
 namespace
@@ -14,6 +15,15 @@ const char* const s_pszRig = R"({"boards":[
 
 class CWindowTest : public CSimTest
 {
+public:
+    // Memory Space Enable in the board's command register: both windows answer only while it is set.
+    void SetMemoryDecode(bool bOn)
+    {
+        const MUINT32 uiCommand = Cfg32(BOARD_03, QelSimPci::REG_COMMAND);
+        const MUINT32 uiEnable  = QelSimPci::COMMAND_MEMORY_ENABLE;
+        SetCfg32(BOARD_03, QelSimPci::REG_COMMAND, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
+    }
+
 protected:
     void SetUp() override
     {
@@ -144,11 +154,6 @@ class COpenPageTest : public CWindowTest, public testing::WithParamInterface<SOp
 {
 public:
     CQelSimDram& Dram() { return m_poBoard->Dram(); }
-    void SetMemoryDecode(bool bOn)
-    {
-        const MUINT32 uiCommand = Cfg32(BOARD_03, 0x04);
-        SetCfg32(BOARD_03, 0x04, bOn ? uiCommand | 0x2u : uiCommand & ~0x2u);
-    }
 };
 
 const MUINT32 PATTERN = 0xA5A5A5A5u;
@@ -212,12 +217,11 @@ TEST_F(CWindowTest, OpenPageCountsEveryAccessAndEndsAtThePageBoundary)
 
 TEST_F(CWindowTest, WindowsAnswerOnlyWhileDecoded)
 {
-    const MUINT32 uiCommand = Cfg32(BOARD_03, 0x04);
-    SetCfg32(BOARD_03, 0x04, uiCommand & ~0x2u);
+    SetMemoryDecode(false);
     EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x328), 0xFFFFFFFFu);
     EXPECT_EQ(Sim().pfnRead16(m_hMem), 0xFFFFu);
     Sim().pfnWrite32(m_hRegs + 0x5D00, 1);
-    SetCfg32(BOARD_03, 0x04, uiCommand);
+    SetMemoryDecode(true);
     EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x5D00), 0u) << "write while not decoded was dropped";
 
     const MUINT32 uiBar2 = Cfg32(BOARD_03, 0x18);
