@@ -496,6 +496,7 @@ bool CheckLocations(const SQelSimRigDesc& roRig, std::string& rsError)
     }
     return true;
 }
+
 std::string DefaultStatePath()
 {
     const char* pszRuntime = getenv("XDG_RUNTIME_DIR");
