@@ -2,8 +2,7 @@
 // image loaded or a program changed are stored; the rest of the chip reads erased (0xFF), as a
 // blank part does. An 8 MiB part whose image holds 128 KiB costs 128 KiB, not 8 MiB of memory
 // filled and faulted in at every start of the simulator.
-#ifndef QELVXDSIMFLASHCONTENT_H
-#define QELVXDSIMFLASHCONTENT_H
+#pragma once
 
 #include <algorithm>
 #include <cstring>
@@ -109,5 +108,3 @@ private:
     MUINT32 m_uiSize = 0;
     std::vector<MUINT8> m_aucStored;
 };
-
-#endif
