@@ -60,7 +60,8 @@ std::string QelVxdSim_FlashChipNames()
     std::string sNames;
     for (const SQelSimFlashChip& roChip : s_aoChips)
     {
-        sNames += (sNames.empty() ? "" : ", ") + std::string(roChip.pszName);
+        sNames += sNames.empty() ? "" : ", ";
+        sNames += roChip.pszName;
     }
     return sNames;
 }

@@ -309,7 +309,8 @@ bool ParseFaultValue(CRigObject& roFaults, const SQelSimFaultSpec& roRow, MUINT3
             for (MUINT32 uiName = 0; uiName < roRow.uiNameCount; ++uiName)
             {
                 uiBit = roItem.is_string() && roItem.get<std::string>() == roRow.ppszNames[uiName] ? uiName : uiBit;
-                sKnown += (uiName == 0 ? "" : ", ") + std::string(roRow.ppszNames[uiName]);
+                sKnown += uiName == 0 ? "" : ", ";
+                sKnown += roRow.ppszNames[uiName];
             }
             if (uiBit == roRow.uiNameCount)
             {
