@@ -215,6 +215,29 @@ TEST_F(CWindowTest, OpenPageCountsEveryAccessAndEndsAtThePageBoundary)
     EXPECT_EQ(m_poBoard->Dram().AllocatedPages(), 3u);
 }
 
+// A dword that starts in the open page's last three bytes runs into the next page: it must be
+// split there like a decoded access, never copied past the end of the open page's storage.
+TEST_F(CWindowTest, OpenPageLeavesADwordAcrossItsEndToTheDecode)
+{
+    const MUINT32 uiPageEnd = PAGE_AT + 0x1000;
+    Sim().pfnWrite32(m_hMem + uiPageEnd, 0x44332211);
+    for (MUINT32 uiBack = 1; uiBack <= 3; ++uiBack)
+    {
+        SCOPED_TRACE(uiBack);
+        Sim().pfnWrite32(m_hMem + uiPageEnd - 8, 0xAAAAAAAA);   // opens the page below the boundary
+        Sim().pfnWrite32(m_hMem + uiPageEnd - 4, 0xBBBBBBBB);
+        const MUINT32 uiShift  = 8 * uiBack;
+        const MUINT32 uiExpect = (0xBBBBBBBBu >> (32 - uiShift)) | (0x44332211u << uiShift);
+        EXPECT_EQ(Sim().pfnRead32(m_hMem + uiPageEnd - uiBack), uiExpect);
+
+        Sim().pfnWrite32(m_hMem + uiPageEnd - 8, 0xAAAAAAAA);
+        Sim().pfnWrite32(m_hMem + uiPageEnd - uiBack, 0xDDCCBBAA);
+        EXPECT_EQ(Sim().pfnRead32(m_hMem + uiPageEnd), (0xDDCCBBAAu >> uiShift) | (0x44332211u & ~0u << (32 - uiShift)))
+            << "the bytes past the boundary land in the next page";
+        Sim().pfnWrite32(m_hMem + uiPageEnd, 0x44332211);
+    }
+}
+
 TEST_F(CWindowTest, WindowsAnswerOnlyWhileDecoded)
 {
     SetMemoryDecode(false);

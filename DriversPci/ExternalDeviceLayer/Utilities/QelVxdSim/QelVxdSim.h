@@ -40,11 +40,13 @@ struct SQelSimOpenPage
     const CQelSimDram* poDram   = nullptr;
     SQelSimBoardStats* poStats  = nullptr;
 
-    // The page's bytes when a dword access at hAddress may use them, else null. No window is
-    // mapped below the first page of the address space, so a closed page (start 0) holds nothing.
+    // The page's bytes when a dword access at hAddress may use them, else null. All four bytes
+    // must lie in the page: an unaligned dword in its last three bytes runs into the next page and
+    // takes the decoded path. No window is mapped below the first page of the address space, so a
+    // closed page (start 0) holds nothing.
     MUINT8* Holding(MEMHANDLE hAddress) const
     {
-        if (hAddress - uiStart >= CQelSimDram::msc_uiPageSize)
+        if (hAddress - uiStart > CQelSimDram::msc_uiPageSize - sizeof(MUINT32))
         {
             return nullptr;
         }
