@@ -43,6 +43,11 @@ const SRigErrorCase s_aoRigErrors[] = {
     {"ImageLongerThanChip",
      R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"AT25F1024","image":"big.bin"}}]})",
      R"(holds 131073 bytes, more than the AT25F1024 stores (131072))"},
+    // A path naming a device that never ends is refused once its read passes the bound.
+    {"ImageThatNeverEnds",
+     R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"AT25F1024","image":"/dev/zero"}}]})",
+     R"(boards[0].eeprom.image: "/dev/zero" holds more than the AT25F1024 stores (131072))"},
+    {"StateThatNeverEnds", R"({"state":"/dev/zero"})", R"("/dev/zero" holds more than a state file may hold (16777216))"},
     {"ImageAndBlank",
      R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"M25P10","image":"big.bin","blank":true}}]})",
      R"(boards[0].eeprom: "image" and "blank": true exclude each other)"},
@@ -84,6 +89,13 @@ TEST_F(CRigLoadTest, MissingRigFileIsAnError)
     std::string sError;
     EXPECT_EQ(QelVxdSim_LoadRigFile(Path("absent.json"), sError), nullptr);
     EXPECT_EQ(sError.rfind("qelvxd-sim: " + Path("absent.json") + ": cannot open", 0), 0u) << sError;
+}
+
+TEST_F(CRigLoadTest, RigFileThatNeverEndsIsRefused)
+{
+    std::string sError;
+    EXPECT_EQ(QelVxdSim_LoadRigFile("/dev/zero", sError), nullptr);
+    EXPECT_EQ(sError, R"(qelvxd-sim: /dev/zero: "/dev/zero" holds more than a rig file may hold (16777216))");
 }
 
 TEST_F(CRigLoadTest, FailedLoadKeepsThePreviousRig)

@@ -7,7 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-bool QelVxdSim_ReadFile(const std::string& rsPath, std::vector<MUINT8>& raucData, std::string& rsError)
+bool QelVxdSim_ReadFile(const std::string& rsPath, size_t uiMaxBytes, const std::string& rsLimit,
+                        std::vector<MUINT8>& raucData, std::string& rsError)
 {
     raucData.clear();
     FILE* pFile = fopen(rsPath.c_str(), "rb");
@@ -16,17 +17,32 @@ bool QelVxdSim_ReadFile(const std::string& rsPath, std::vector<MUINT8>& raucData
         rsError = "cannot open \"" + rsPath + "\": " + strerror(errno);
         return false;
     }
-    // One allocation for a regular file (a flash image is read at every start); the loop below
-    // still reads to the end, whatever the size said.
+    const auto TooLong = [&](const std::string& rsHolds) {
+        fclose(pFile);
+        raucData.clear();
+        rsError = "\"" + rsPath + "\" holds " + rsHolds + "more than " + rsLimit + " (" + std::to_string(uiMaxBytes) + ")";
+        return false;
+    };
+    // A regular file says its size: refuse it unread when it is too long, else allocate once (a
+    // flash image is read at every start). The loop below still stops at the bound, whatever the
+    // size said.
     struct stat oStat;
     if (fstat(fileno(pFile), &oStat) == 0 && S_ISREG(oStat.st_mode))
     {
+        if ((MUINT64)oStat.st_size > uiMaxBytes)
+        {
+            return TooLong(std::to_string(oStat.st_size) + " bytes, ");
+        }
         raucData.reserve((size_t)oStat.st_size);
     }
     MUINT8 aucChunk[65536];
     size_t uiRead = 0;
     while ((uiRead = fread(aucChunk, 1, sizeof(aucChunk), pFile)) > 0)
     {
+        if (uiRead > uiMaxBytes - raucData.size())
+        {
+            return TooLong("");
+        }
         raucData.insert(raucData.end(), aucChunk, aucChunk + uiRead);
     }
     const bool bFailed = ferror(pFile) != 0;

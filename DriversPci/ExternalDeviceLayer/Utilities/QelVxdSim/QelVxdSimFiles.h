@@ -7,8 +7,16 @@
 
 #include "QelBaseTypes.h"
 
-// Reads the whole file; false with the reason in rsError.
-bool QelVxdSim_ReadFile(const std::string& rsPath, std::vector<MUINT8>& raucData, std::string& rsError);
+// The most a rig or state file may hold. Both are a few kilobytes even for a large rig; the bound
+// only keeps a path naming a device or a pipe that never ends (/dev/zero) from being read until
+// the machine's memory runs out.
+inline constexpr size_t QELVXD_SIM_MAX_TEXT_FILE = 16u << 20;
+
+// Reads the whole file, of at most uiMaxBytes; false with the reason in rsError. A longer file is
+// refused before it is read when its size is known, and as soon as the read passes the bound
+// otherwise: "<path>" holds N bytes, more than <rsLimit> (<uiMaxBytes>).
+bool QelVxdSim_ReadFile(const std::string& rsPath, size_t uiMaxBytes, const std::string& rsLimit,
+                        std::vector<MUINT8>& raucData, std::string& rsError);
 
 // Writes the data to "<path>.tmp.<pid>" in the same directory and renames it over the path.
 // False with the reason in rsError; the temporary file is removed on failure.

@@ -257,15 +257,10 @@ bool ParseEeprom(CRigObject& roBoardObject, const std::string& rsBaseDirectory, 
             roBoard.sFlashImagePath = QelVxdSim_ResolvePath(rsBaseDirectory, sImage);
             std::vector<MUINT8> aucImage;
             std::string sWhy;
-            if (!QelVxdSim_ReadFile(roBoard.sFlashImagePath, aucImage, sWhy))
+            if (!QelVxdSim_ReadFile(roBoard.sFlashImagePath, roBoard.oFlash.size(), "the " + sChip + " stores", aucImage,
+                                    sWhy))
             {
                 return oEeprom.FailAt("image", sWhy);
-            }
-            if (aucImage.size() > roBoard.oFlash.size())
-            {
-                return oEeprom.FailAt("image", Quoted(roBoard.sFlashImagePath) + " holds " +
-                                                   std::to_string(aucImage.size()) + " bytes, more than the " + sChip +
-                                                   " stores (" + std::to_string(roBoard.oFlash.size()) + ")");
             }
             roBoard.oFlash.LoadImage(std::move(aucImage));
         }
@@ -543,7 +538,7 @@ bool CQelSimRigLoader::FromFile(const std::string& rsPath, SQelSimRigDesc& roRig
 {
     roRig.sName = rsPath;
     std::vector<MUINT8> aucText;
-    if (!QelVxdSim_ReadFile(rsPath, aucText, rsError))
+    if (!QelVxdSim_ReadFile(rsPath, QELVXD_SIM_MAX_TEXT_FILE, "a rig file may hold", aucText, rsError))
     {
         return false;
     }
@@ -596,7 +591,7 @@ std::string CQelSimRigLoader::StatePathOf(const std::string& rsRig)
     std::vector<MUINT8> aucText;
     std::string sError;
     json oDocument;
-    if (!QelVxdSim_ReadFile(rsRig, aucText, sError) ||
+    if (!QelVxdSim_ReadFile(rsRig, QELVXD_SIM_MAX_TEXT_FILE, "a rig file may hold", aucText, sError) ||
         !ParseJson(std::string(aucText.begin(), aucText.end()), oDocument, sError) || !oDocument.is_object())
     {
         return "";

@@ -57,7 +57,7 @@ bool CQelSimStateStore::Load(TQelSimBoardState& roState, std::string& rsError) c
         return true;
     }
     std::vector<MUINT8> aucText;
-    if (!QelVxdSim_ReadFile(m_sPath, aucText, rsError))
+    if (!QelVxdSim_ReadFile(m_sPath, QELVXD_SIM_MAX_TEXT_FILE, "a state file may hold", aucText, rsError))
     {
         return false;
     }
