@@ -247,11 +247,13 @@ TEST_F(CWindowTest, WindowsAnswerOnlyWhileDecoded)
     SetMemoryDecode(true);
     EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x5D00), 0u) << "write while not decoded was dropped";
 
-    const MUINT32 uiBar2 = Cfg32(BOARD_03, 0x18);
-    SetCfg32(BOARD_03, 0x18, 0xFFFFFFFF);
+    // The register window's BAR follows the 64-bit memory BAR, which takes BARs 0 and 1.
+    const MUINT32 uiRegBar = QelSimPci::REG_BAR0 + 8;
+    const MUINT32 uiBar2   = Cfg32(BOARD_03, uiRegBar);
+    SetCfg32(BOARD_03, uiRegBar, 0xFFFFFFFF);
     EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x328), 0xFFFFFFFFu) << "register BAR moved away";
     EXPECT_EQ(Sim().pfnRead32(m_hMem), 0xA5A5A5A5u) << "memory BAR unchanged";
-    SetCfg32(BOARD_03, 0x18, uiBar2);
+    SetCfg32(BOARD_03, uiRegBar, uiBar2);
     EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x328), 0x10u);
 }
 
