@@ -14,12 +14,13 @@ bool InRange(MUINT32 uiValue, const SLimitValues& roLimit)
     return uiValue >= roLimit.uiMin && uiValue <= roLimit.uiMax;
 }
 
-// uiFreq strictly inside (target - band, target + band). Compared in 64 bits: a band wider than
-// the target would make the lower bound negative, and target + band can pass 2^32.
+// uiFreq strictly inside (target - band, target + band), in the same 32-bit unsigned arithmetic
+// as the rest of the search. A band wider than the target (a tolerance above 100 %) wraps the
+// lower bound to near 2^32, so nothing lies in it and the search reports a miss instead of
+// accepting any frequency at all; a target + band past 2^32 wraps the upper bound alike.
 bool InBand(MUINT32 uiFreq, MUINT32 uiTarget, MUINT32 uiBand)
 {
-    const MINT64 iFreq = uiFreq;
-    return iFreq > static_cast<MINT64>(uiTarget) - uiBand && iFreq < static_cast<MINT64>(uiTarget) + uiBand;
+    return uiFreq > uiTarget - uiBand && uiFreq < uiTarget + uiBand;
 }
 }  // namespace
 
