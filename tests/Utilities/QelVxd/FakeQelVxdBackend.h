@@ -6,6 +6,7 @@
 #include <array>
 #include <cstring>
 #include <map>
+#include <set>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -56,6 +57,9 @@ public:
 
     std::map<PCIHANDLE, std::array<MUINT8, 4096>> m_oFunctions;
     std::map<std::pair<PCIHANDLE, MUINT32>, MUINT32> m_oBarSizes;   // (function, offset) -> decoded size
+    // Reads of a present function that fail, by (function, offset): the backend scribbles over
+    // the buffer and reports the failure.
+    std::set<std::pair<PCIHANDLE, MUINT32>> m_oFailingReads;
     std::vector<SFakeAccess> m_daLog;
 };
 
@@ -80,6 +84,11 @@ inline MUINT8* Space(char cKind, PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 ui
 inline int ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
 {
     const MUINT8* puiSpace = Space('r', hDevice, uiOffset, uiSize);
+    if (puiSpace != nullptr && g_poFake->m_oFailingReads.count({hDevice, uiOffset}) != 0)
+    {
+        memset(pvBuffer, 0x5A, uiSize);
+        return -1;
+    }
     if (puiSpace != nullptr)
     {
         memcpy(pvBuffer, puiSpace, uiSize);

@@ -177,4 +177,37 @@ TEST(QelVxdConfigSpace, LittleEndianValuesAndNoAccessOutsideTheSpace)
         EXPECT_TRUE(oFake.m_daLog.empty()) << iOffset;
     }
 }
+
+// An absent function reads as all ones, the bus's answer; a present function whose read fails
+// reads as zeros, whatever the backend left behind, so that a caller writing a modified copy
+// back sets only its own bits.
+TEST(QelVxdConfigSpace, AFailedReadOfAPresentFunctionGivesZerosAndAnAbsentOneAllOnes)
+{
+    CFakeQelVxdBackend oFake;
+    const PCIHANDLE hPresent = H(3, 0, 0);
+    oFake.AddFunction(hPresent);
+    oFake.SetDword(hPresent, 0x50, 0x00110040);
+    oFake.SetDword(hPresent, 0x04, 0x00100006);
+    oFake.m_oFailingReads.insert({hPresent, 0x50});
+
+    const struct
+    {
+        PCIHANDLE hDevice;
+        int iOffset;
+        MUINT32 uiExpected;
+    } aoCases[] = {
+        {hPresent, 0x04, 0x00100006},   // read normally
+        {hPresent, 0x50, 0x00000000},   // present, read failed
+        {H(3, 1, 0), 0x04, 0xFFFFFFFF}, // absent
+    };
+    for (const auto& roCase : aoCases)
+    {
+        MUINT32 uiDword = 0x12345678;
+        EXPECT_EQ(1, csReadDword(roCase.hDevice, roCase.iOffset, &uiDword));
+        EXPECT_EQ(roCase.uiExpected, uiDword) << std::hex << roCase.hDevice << " @" << roCase.iOffset;
+    }
+    MUINT8 aucBytes[3] = {1, 2, 3};
+    EXPECT_EQ(1, csRead(hPresent, 0x50, aucBytes, sizeof(aucBytes)));
+    EXPECT_EQ(std::vector<MUINT8>(3, 0), std::vector<MUINT8>(aucBytes, aucBytes + 3));
+}
 }

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -224,6 +225,37 @@ TEST_F(SimBoardTest, RetrainLinkSetsRetrainOnTheBridge)
     EXPECT_EQ(uiWrites, 1u);
     EXPECT_EQ(uiRead & 0x20u, 0u);
     EXPECT_EQ(uiWritten, uiRead | 0x20u);
+}
+
+// The simulator's table with one read failing: Link Control/Status of the root port, which the
+// backend reports as present but unreadable, scribbling over the buffer.
+SQelVxdBackend s_oLinkControlUnreadable;
+int ReadFailingAtLinkControl(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
+{
+    if (hDevice == hBridge && uiOffset == 0x50)
+    {
+        memset(pvBuffer, 0x5A, uiSize);
+        return -1;
+    }
+    return QelVxdSim_Backend()->pfnConfigRead(hDevice, uiOffset, pvBuffer, uiSize);
+}
+
+// A Link Control that cannot be read must not be written back as all ones: that would set Link
+// Disable and take the board off the bus. Only Retrain Link is set.
+TEST_F(SimBoardTest, RetrainLinkAfterAFailedLinkControlReadSetsOnlyRetrain)
+{
+    Load({});
+    s_oLinkControlUnreadable = *QelVxdSim_Backend();
+    s_oLinkControlUnreadable.pfnConfigRead = ReadFailingAtLinkControl;
+    QelVxdSetBackendForTest(&s_oLinkControlUnreadable);
+    {
+        XHwAccessVxd oHw(hBoard, hBridge);
+        EXPECT_EQ(oHw.RetrainLink(), 0);
+    }
+    EXPECT_EQ(QelVxdSim_Current()->FindFunction(hBridge)->Link()->RetrainCount(), 1u);
+    MUINT32 uiLink = 0;
+    ASSERT_EQ(QelVxdSim_Backend()->pfnConfigRead(hBridge, 0x50, &uiLink, 4), 1);
+    EXPECT_EQ(uiLink & 0x10u, 0u) << "Link Disable set: " << std::hex << uiLink;
 }
 
 // Capability lists written into the configuration space of the plain device at 00:02.0, which

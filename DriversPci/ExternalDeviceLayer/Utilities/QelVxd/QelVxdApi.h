@@ -34,7 +34,8 @@ inline constexpr MUINT32 QelVxdPciFunction(PCIHANDLE h) { return (MUINT32)(h & 0
 
 // ---- Configuration space. Every function returns 1. A function that does not exist reads as
 // all ones (0xFF bytes) and drops writes, as the hardware does; so does an access that does not
-// lie wholly inside the 4096 bytes of configuration space.
+// lie wholly inside the 4096 bytes of configuration space. A function that exists but whose read
+// fails reads as zeros, the value callers start from, so a read-modify-write sets only its bits.
 int csReadWrite(PCIHANDLE hDevice, int iOffset, void* pvBuffer, int iSize, int iAccess);
 int csRead(PCIHANDLE hDevice, int iOffset, void* pvBuffer, int iSize);
 int csWrite(PCIHANDLE hDevice, int iOffset, void* pvBuffer, int iSize);

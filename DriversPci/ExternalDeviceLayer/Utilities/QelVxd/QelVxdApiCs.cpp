@@ -1,6 +1,9 @@
 // PCI configuration-space access. Every function returns 1: a function that is not there, or an
-// access that cannot be made, reads as all ones and drops writes, which is what the bus itself
-// answers for an absent function. Callers recognise absence by a vendor id of 0xFFFF.
+// access that leaves configuration space, reads as all ones and drops writes, which is what the
+// bus itself answers for an absent function. Callers recognise absence by a vendor id of 0xFFFF.
+// A function that is there but whose read fails reads as zeros: all ones would look like an
+// absent function, and a caller that writes a modified copy back (a command register, a bridge's
+// Link Control) must then set only its own bits, never every bit of the register.
 #include <cstring>
 
 #include "QelVxdApi.h"
@@ -53,11 +56,13 @@ int csRead(PCIHANDLE hDevice, int iOffset, void* pvBuffer, int iSize)
     {
         return 1;
     }
-    if (!IsInConfigSpace(iOffset, iSize) ||
-        !g_poQelVxdBackend->pfnConfigRead(hDevice & QELVXD_PCI_HANDLE_MASK, (MUINT32)iOffset, pvBuffer,
-                                          (MUINT32)iSize))
+    const int iResult = IsInConfigSpace(iOffset, iSize)
+                            ? g_poQelVxdBackend->pfnConfigRead(hDevice & QELVXD_PCI_HANDLE_MASK, (MUINT32)iOffset,
+                                                               pvBuffer, (MUINT32)iSize)
+                            : 0;
+    if (iResult <= 0)
     {
-        memset(pvBuffer, 0xFF, (size_t)iSize);
+        memset(pvBuffer, (iResult == 0) ? 0xFF : 0x00, (size_t)iSize);
     }
     return 1;
 }

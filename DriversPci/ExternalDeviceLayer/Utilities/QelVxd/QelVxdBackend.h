@@ -18,7 +18,9 @@ struct SQelVxdBackend
     const char* pszName;
 
     // Configuration space of one function. Returns 1 when the function exists and the access
-    // was made, 0 when it does not exist (the caller then reports all ones for a read).
+    // was made, 0 when it does not exist (the caller then reports all ones for a read), and -1
+    // when it exists but the access failed (the caller then reports zeros for a read, whatever
+    // the backend left in the buffer).
     int (*pfnConfigRead)(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize);
     int (*pfnConfigWrite)(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize);
     // Forgets any cached view of the bus (ReleaseQELLibrary).

@@ -4,7 +4,7 @@
 // calling the access object's error handler, and expects that handler not to return: its
 // default prints a message and exits the process. A tool that is half way through bringing up
 // a board must not vanish that way, so every libpci call runs under a guard: our handler jumps
-// back to the guard, and the call counts as a failed access (reads as all ones). Only libpci's
+// back to the guard, and the call counts as a failed access (reads as zeros). Only libpci's
 // own C frames are unwound by the jump.
 #include <csetjmp>
 #include <cstdarg>
@@ -165,7 +165,7 @@ int ConfigAccess(PCIHANDLE hDevice, MUINT32 uiOffset, MUINT8* puiBuffer, MUINT32
     {
         return 0;
     }
-    return (PciLibBlock(poDevice, (int)uiOffset, puiBuffer, (int)uiSize, bWrite) != 0) ? 1 : 0;
+    return (PciLibBlock(poDevice, (int)uiOffset, puiBuffer, (int)uiSize, bWrite) != 0) ? 1 : -1;
 }
 }
 

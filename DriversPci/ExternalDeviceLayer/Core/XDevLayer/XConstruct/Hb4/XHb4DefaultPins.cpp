@@ -98,7 +98,7 @@ MUINT32 XHb4DefaultPins::GetSupportedSubsysIds(MUINT32* pauiIds)
 MBOOL32 XHb4DefaultPins::IsFanlessSubsysId(MUINT32 uiSubsysId)
 {
     // The whole list is scanned. An unused entry never matches: a subsystem word that reads as
-    // all ones (a failed configuration read) must not cost a board its fan.
+    // all ones (an absent function) must not cost a board its fan.
     MBOOL32 bFanless = 0;
     for (MUINT32 uiEntry : msc_aeFanlessSubsysIds)
     {
