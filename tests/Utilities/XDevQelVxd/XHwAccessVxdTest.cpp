@@ -259,7 +259,9 @@ TEST_F(SimBoardTest, RetrainLinkAfterAFailedLinkControlReadSetsOnlyRetrain)
 }
 
 // Capability lists written into the configuration space of the plain device at 00:02.0, which
-// stands in for the bridge: {offset, dword} pairs. A function that does not exist is no bridge.
+// stands in for the bridge: {offset, dword} pairs. It is first given a bridge header with the
+// board's bus 3 behind it, which a case may overwrite. A function that does not exist is no
+// bridge.
 struct SCapListCase
 {
     const char* pszName;
@@ -267,6 +269,10 @@ struct SCapListCase
     int iResult;
     PCIHANDLE hBridge = hPlainDevice;
 };
+
+const MUINT32 HEADER = 0x0C, HEADER_BRIDGE = 0x00010000;
+const MUINT32 BUSES = 0x18, BUSES_3_TO_3 = 0x00030300;
+const MUINT32 LINK_AT_0X40 = 0x50;
 
 class RetrainLinkTest : public SimBoardTest, public ::testing::WithParamInterface<SCapListCase>
 {
@@ -276,16 +282,29 @@ TEST_P(RetrainLinkTest, WalksTheBridgeCapabilityList)
 {
     Load({});
     CQelSimFunction* poDevice = QelVxdSim_Current()->FindFunction(hPlainDevice);
+    poDevice->PokeConfig(HEADER, HEADER_BRIDGE);
+    poDevice->PokeConfig(BUSES, BUSES_3_TO_3);
     for (const auto& roDword : GetParam().aoConfig)
     {
         poDevice->PokeConfig(roDword.first, roDword.second);
     }
+    const MUINT32 uiLinkBefore = poDevice->PeekConfig(LINK_AT_0X40);
     XHwAccessVxd oHw(hBoard, GetParam().hBridge);
 
     EXPECT_EQ(oHw.RetrainLink(), GetParam().iResult);
+    if (GetParam().iResult < 0)
+    {
+        EXPECT_EQ(poDevice->PeekConfig(LINK_AT_0X40), uiLinkBefore) << "a failed retrain writes nothing";
+    }
 }
 
 const MUINT32 CAP_LIST = 1u << 20;   // status bit 4 in the command/status dword
+// A PCI Express capability at 0x40 alone in the list (Link Control/Status at 0x50), and one more
+// dword.
+std::vector<std::pair<MUINT32, MUINT32>> PcieAt0x40And(std::pair<MUINT32, MUINT32> oDword)
+{
+    return {{4, CAP_LIST}, {0x34, 0x40}, {0x40, 0x10}, oDword};
+}
 INSTANTIATE_TEST_SUITE_P(
     CapabilityLists, RetrainLinkTest,
     ::testing::Values(
@@ -295,7 +314,12 @@ INSTANTIATE_TEST_SUITE_P(
         SCapListCase{"NotPciExpress", {{4, CAP_LIST}, {0x34, 0x58}, {0x58, 0x0005}}, -1},
         SCapListCase{"NextBelowHeaderEnd", {{4, CAP_LIST}, {0x34, 0x58}, {0x58, 0x3001}}, -1},
         SCapListCase{"FirstPastTheEnd", {{4, CAP_LIST}, {0x34, 0xFD}}, -1},
-        SCapListCase{"LoopingList", {{4, CAP_LIST}, {0x34, 0x40}, {0x40, 0x5801}, {0x58, 0x4001}}, -1}),
+        SCapListCase{"LoopingList", {{4, CAP_LIST}, {0x34, 0x40}, {0x40, 0x5801}, {0x58, 0x4001}}, -1},
+        SCapListCase{"BusesAroundTheBoard", PcieAt0x40And({BUSES, 0x00040200}), 0},
+        SCapListCase{"NotABridge", PcieAt0x40And({HEADER, 0x00800000}), -1},
+        SCapListCase{"MultiFunctionBridge", PcieAt0x40And({HEADER, 0x00810000}), 0},
+        SCapListCase{"BridgeBelowTheBoardBus", PcieAt0x40And({BUSES, 0x00020200}), -1},
+        SCapListCase{"BridgeAboveTheBoardBus", PcieAt0x40And({BUSES, 0x00050400}), -1}),
     [](const auto& roInfo) { return std::string(roInfo.param.pszName); });
 
 // ---- Memory window mapping attributes: the simulator ignores them, so a fake backend that

@@ -15,18 +15,8 @@
 namespace
 {
 // Configuration registers the manager reads or changes, beyond those of XPciCfgRegs.h.
-constexpr int REG_HEADER_DWORD   = 0x0C;   // cache line, latency timer, header type (byte 2), BIST
-constexpr int REG_BRIDGE_BUSES   = 0x18;   // bridges: primary (byte 0), secondary (1), subordinate (2) bus
 constexpr int REG_SUBSYSTEM      = 0x2C;   // subsystem vendor id (low half), subsystem id (high half)
 constexpr int REG_CHIP_CONTROL   = 0xE0;   // board controller: the two low bits must be clear before use
-
-// Only bit 0 of the header type is tested: 0x01 and 0x81 (multi-function) are bridges, 0x00,
-// 0x80 and 0x02 (CardBus) are not.
-constexpr MUINT32 HEADER_TYPE_SHIFT      = 16;
-constexpr MUINT32 HEADER_TYPE_BRIDGE_BIT = 1u << HEADER_TYPE_SHIFT;
-constexpr MUINT32 SECONDARY_BUS_SHIFT    = 8;
-constexpr MUINT32 SUBORDINATE_BUS_SHIFT  = 16;
-constexpr MUINT32 BUS_NUMBER_MASK        = 0xFF;
 
 constexpr MUINT32 COMMAND_MEMORY_SPACE   = 1u << 1;
 constexpr MUINT32 CHIP_CONTROL_CLEAR     = 0x3;
@@ -90,10 +80,11 @@ int XContextMgr::PCIScanCallback(PCIHANDLE hPciHandle, void* pvManager)
     if (poManager == nullptr)
         return 0;
 
-    const MUINT32 uiHeader = ReadConfigDword(hPciHandle, REG_HEADER_DWORD);
+    using namespace XPciCfg;
+    const MUINT32 uiHeader = ReadConfigDword(hPciHandle, RegHEADER);
     if ((uiHeader & HEADER_TYPE_BRIDGE_BIT) != 0)
     {
-        const MUINT32 uiBuses = ReadConfigDword(hPciHandle, REG_BRIDGE_BUSES);
+        const MUINT32 uiBuses = ReadConfigDword(hPciHandle, RegBRIDGE_BUSES);
         poManager->m_daoPciBridge.Add(SPciBridgeInfo{hPciHandle, (uiBuses >> SECONDARY_BUS_SHIFT) & BUS_NUMBER_MASK,
                                                      (uiBuses >> SUBORDINATE_BUS_SHIFT) & BUS_NUMBER_MASK});
     }

@@ -89,6 +89,19 @@ MUINT32 ReadCfgDword(PCIHANDLE hPci, MUINT32 uiOffset)
     return uiValue;
 }
 
+// True when the function is a bridge and uiBus lies in the range of buses behind it.
+bool IsBridgeOver(PCIHANDLE hBridge, MUINT32 uiBus)
+{
+    using namespace XPciCfg;
+    if ((ReadCfgDword(hBridge, RegHEADER) & HEADER_TYPE_BRIDGE_BIT) == 0)
+    {
+        return false;
+    }
+    const MUINT32 uiBuses = ReadCfgDword(hBridge, RegBRIDGE_BUSES);
+    return ((uiBuses >> SECONDARY_BUS_SHIFT) & BUS_NUMBER_MASK) <= uiBus &&
+           uiBus <= ((uiBuses >> SUBORDINATE_BUS_SHIFT) & BUS_NUMBER_MASK);
+}
+
 // Base address of the memory window that a BAR (with its upper half) decodes. An I/O BAR
 // decodes none: its base is reported as 0, like an unassigned BAR, so that nothing is ever mapped
 // at the port number it holds. This also covers an absent function, whose BARs read all ones.
@@ -326,8 +339,13 @@ int XHwAccessVxd::RetrainLink()
 {
     using namespace XPciCfg;
 
+    // The retrain goes only to a bridge whose buses hold the board's bus. The parent handle is 0
+    // when no bridge above the board was found (a board on the root bus), and 00:00.0 is then
+    // some other function, often the host bridge: setting bits in its registers would disturb
+    // a device that has nothing to do with the board.
     const PCIHANDLE hBridge = m_uiParentBridgePciHandle;
-    if ((ReadCfgDword(hBridge, RegCOMMAND_STATUS) & STATUS_CAP_LIST) == 0)
+    if (!IsBridgeOver(hBridge, QelVxdPciBus(m_oCfg.m_hPciHandle)) ||
+        (ReadCfgDword(hBridge, RegCOMMAND_STATUS) & STATUS_CAP_LIST) == 0)
     {
         return iStatusFailed;
     }

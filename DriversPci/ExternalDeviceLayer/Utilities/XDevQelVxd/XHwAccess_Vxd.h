@@ -107,7 +107,8 @@ public:
     ~XHwAccessVxd() override {}
 
     // Sets Retrain Link in the PCI Express Link Control of the bridge above the board.
-    // 0, or -1 when the bridge has no capability list or no PCI Express capability.
+    // 0, or -1 without a write when the parent handle is no bridge over the board's bus, or the
+    // bridge has no capability list or no PCI Express capability.
     int RetrainLink() override;
     MBOOL32 IsRegisterWindowMapped() const override { return m_oReg.IsMapped(); }
 

@@ -10,10 +10,13 @@ namespace XPciCfg
 // ---- Standard header.
 inline constexpr MUINT32 RegID             = 0x00;   // vendor id (low half), device id (high half)
 inline constexpr MUINT32 RegCOMMAND_STATUS = 0x04;   // command (low half), status (high half)
+inline constexpr MUINT32 RegHEADER         = 0x0C;   // cache line, latency timer, header type (byte 2), BIST
 inline constexpr MUINT32 RegBAR0           = 0x10;
 inline constexpr MUINT32 RegBAR1           = 0x14;
 inline constexpr MUINT32 RegBAR2           = 0x18;
 inline constexpr MUINT32 RegBAR3           = 0x1C;
+// Bridges (type 1 header): primary (byte 0), secondary (byte 1) and subordinate (byte 2) bus.
+inline constexpr MUINT32 RegBRIDGE_BUSES   = 0x18;
 inline constexpr MUINT32 RegCAP_PTR        = 0x34;   // first capability pointer (low byte)
 
 // The last offset of the 256-byte configuration space at which a dword or a byte still fits.
@@ -25,6 +28,17 @@ inline constexpr MUINT32 AbsentFunctionId = 0xFFFFFFFF;
 
 // Status register bit 4, seen in the command/status dword: the function has a capability list.
 inline constexpr MUINT32 STATUS_CAP_LIST = 1u << 20;
+
+// Header type, seen in the dword at RegHEADER. Only bit 0 of the type is tested: 0x01 and 0x81
+// (multi-function) are bridges, 0x00, 0x80 and 0x02 (CardBus) are not.
+inline constexpr MUINT32 HEADER_TYPE_SHIFT      = 16;
+inline constexpr MUINT32 HEADER_TYPE_BRIDGE_BIT = 1u << HEADER_TYPE_SHIFT;
+
+// Bus numbers of a bridge, seen in the dword at RegBRIDGE_BUSES: the buses behind it are
+// secondary to subordinate, both included.
+inline constexpr MUINT32 SECONDARY_BUS_SHIFT   = 8;
+inline constexpr MUINT32 SUBORDINATE_BUS_SHIFT = 16;
+inline constexpr MUINT32 BUS_NUMBER_MASK       = 0xFF;
 
 // ---- Base address register fields.
 inline constexpr MUINT32 BAR_IO_SPACE         = 1u << 0;   // I/O BAR, not a memory window
