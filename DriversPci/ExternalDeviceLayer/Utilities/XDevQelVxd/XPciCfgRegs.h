@@ -1,5 +1,6 @@
-// PCI configuration-space layout used by the hardware access objects: the standard header
-// (identical for endpoints and bridges at these offsets), the base address registers, the
+// PCI configuration-space layout used by the context manager and the hardware access objects:
+// the standard header (identical for endpoints and bridges at these offsets, except the bus
+// numbers that a bridge keeps where an endpoint has BAR 2), the base address registers, the
 // capability list and the PCI Express link control register.
 #pragma once
 
