@@ -10,6 +10,9 @@
 #include "XPinS10.h"
 #include "XPins10Helper.h"
 
+// The generic block's size as generated from Data/Generic.json.
+extern const unsigned int XHb4DefaultPins_Generic_size;
+
 namespace
 {
 struct SBuiltInCase
@@ -239,6 +242,7 @@ TEST(Hb4DefaultPinsSelection, FanlessModelLosesItsFanPin)
 
 TEST(Hb4GenericBlock, LaidOutAsTheUsualBlock)
 {
+    ASSERT_EQ(sizeof(tagDefaultPins10), XHb4DefaultPins_Generic_size) << "the generated block is not a tagDefaultPins10";
     std::vector<MUINT8> auiPins(DefaultPins::msc_oPins, DefaultPins::msc_oPins + DefaultPins::msc_uiPinsSize);
     ASSERT_EQ(sizeof(tagDefaultPins10), auiPins.size());
     const struct

@@ -47,8 +47,11 @@ const SDefaultPinsModel* FindModel(MUINT32 uiSubsysId)
 }
 }  // namespace
 
+// Both are fixed when the program is loaded: the size is the record's, not the generated
+// XHb4DefaultPins_Generic_size, whose value another source file supplies only at start-up, so a
+// constructor that ran first would have read 0 (the tests check that the two agree).
 const MUINT8* const DefaultPins::msc_oPins = XHb4DefaultPins_Generic;
-const MUINT32 DefaultPins::msc_uiPinsSize = XHb4DefaultPins_Generic_size;
+const MUINT32 DefaultPins::msc_uiPinsSize = sizeof(tagDefaultPins10);
 
 // Models with a block of their own first; unused entries stay undefined.
 const MUINT32 XHb4DefaultPins::msc_aeSupportedSubSysId[msc_uiSupportedCount] = {
