@@ -227,12 +227,19 @@ TEST_F(SimBoardTest, RetrainLinkSetsRetrainOnTheBridge)
     EXPECT_EQ(uiWritten, uiRead | 0x20u);
 }
 
+// Configuration dwords of a bridge; bridges and the test device put their PCI Express capability
+// at 0x40, so Link Control/Status is at 0x50.
+const MUINT32 HEADER = 0x0C, HEADER_BRIDGE = 0x00010000;
+const MUINT32 BUSES = 0x18, BUSES_3_TO_3 = 0x00030300;
+const MUINT32 LINK_AT_0X40 = 0x50;
+const MUINT32 LINK_DISABLE = 1u << 4;
+
 // The simulator's table with one read failing: Link Control/Status of the root port, which the
 // backend reports as present but unreadable, scribbling over the buffer.
 SQelVxdBackend s_oLinkControlUnreadable;
 int ReadFailingAtLinkControl(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
 {
-    if (hDevice == hBridge && uiOffset == 0x50)
+    if (hDevice == hBridge && uiOffset == LINK_AT_0X40)
     {
         memset(pvBuffer, 0x5A, uiSize);
         return -1;
@@ -254,8 +261,8 @@ TEST_F(SimBoardTest, RetrainLinkAfterAFailedLinkControlReadSetsOnlyRetrain)
     }
     EXPECT_EQ(QelVxdSim_Current()->FindFunction(hBridge)->Link()->RetrainCount(), 1u);
     MUINT32 uiLink = 0;
-    ASSERT_EQ(QelVxdSim_Backend()->pfnConfigRead(hBridge, 0x50, &uiLink, 4), 1);
-    EXPECT_EQ(uiLink & 0x10u, 0u) << "Link Disable set: " << std::hex << uiLink;
+    ASSERT_EQ(QelVxdSim_Backend()->pfnConfigRead(hBridge, LINK_AT_0X40, &uiLink, 4), 1);
+    EXPECT_EQ(uiLink & LINK_DISABLE, 0u) << "Link Disable set: " << std::hex << uiLink;
 }
 
 // Capability lists written into the configuration space of the plain device at 00:02.0, which
@@ -269,10 +276,6 @@ struct SCapListCase
     int iResult;
     PCIHANDLE hBridge = hPlainDevice;
 };
-
-const MUINT32 HEADER = 0x0C, HEADER_BRIDGE = 0x00010000;
-const MUINT32 BUSES = 0x18, BUSES_3_TO_3 = 0x00030300;
-const MUINT32 LINK_AT_0X40 = 0x50;
 
 class RetrainLinkTest : public SimBoardTest, public ::testing::WithParamInterface<SCapListCase>
 {
