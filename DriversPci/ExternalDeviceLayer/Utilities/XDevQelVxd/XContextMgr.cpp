@@ -85,8 +85,7 @@ int XContextMgr::PCIScanCallback(PCIHANDLE hPciHandle, void* pvManager)
     if ((uiHeader & HEADER_TYPE_BRIDGE_BIT) != 0)
     {
         const MUINT32 uiBuses = ReadConfigDword(hPciHandle, RegBRIDGE_BUSES);
-        poManager->m_daoPciBridge.Add(SPciBridgeInfo{hPciHandle, (uiBuses >> SECONDARY_BUS_SHIFT) & BUS_NUMBER_MASK,
-                                                     (uiBuses >> SUBORDINATE_BUS_SHIFT) & BUS_NUMBER_MASK});
+        poManager->m_daoPciBridge.Add(SPciBridgeInfo{hPciHandle, SecondaryBus(uiBuses), SubordinateBus(uiBuses)});
     }
     else
     {

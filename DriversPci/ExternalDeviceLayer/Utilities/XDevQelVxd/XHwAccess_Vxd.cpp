@@ -98,8 +98,7 @@ bool IsBridgeOver(PCIHANDLE hBridge, MUINT32 uiBus)
         return false;
     }
     const MUINT32 uiBuses = ReadCfgDword(hBridge, RegBRIDGE_BUSES);
-    return ((uiBuses >> SECONDARY_BUS_SHIFT) & BUS_NUMBER_MASK) <= uiBus &&
-           uiBus <= ((uiBuses >> SUBORDINATE_BUS_SHIFT) & BUS_NUMBER_MASK);
+    return SecondaryBus(uiBuses) <= uiBus && uiBus <= SubordinateBus(uiBuses);
 }
 
 // Base address of the memory window that a BAR (with its upper half) decodes. An I/O BAR

@@ -40,6 +40,8 @@ inline constexpr MUINT32 HEADER_TYPE_BRIDGE_BIT = 1u << HEADER_TYPE_SHIFT;
 inline constexpr MUINT32 SECONDARY_BUS_SHIFT   = 8;
 inline constexpr MUINT32 SUBORDINATE_BUS_SHIFT = 16;
 inline constexpr MUINT32 BUS_NUMBER_MASK       = 0xFF;
+inline constexpr MUINT32 SecondaryBus(MUINT32 uiBuses) { return (uiBuses >> SECONDARY_BUS_SHIFT) & BUS_NUMBER_MASK; }
+inline constexpr MUINT32 SubordinateBus(MUINT32 uiBuses) { return (uiBuses >> SUBORDINATE_BUS_SHIFT) & BUS_NUMBER_MASK; }
 
 // ---- Base address register fields.
 inline constexpr MUINT32 BAR_IO_SPACE         = 1u << 0;   // I/O BAR, not a memory window
