@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <set>
 #include <vector>
 
 #include "XHb4DefaultPins.h"
@@ -109,6 +110,57 @@ TEST_P(BuiltInBlockTest, SizeIsExactlyTheChain)
     oPlain.iPcbRev = -1;
     oPlain.uiVariant = 0;
     EXPECT_EQ(CopyOf(oPlain).size(), m_auiPins.size());
+}
+
+// The generic block is the short usual block; a model's block describes a whole board (its
+// I2C devices, connectors, signal maps and calibrations), which takes 1408 to 5492 bytes.
+TEST_P(BuiltInBlockTest, SizeFitsItsKind)
+{
+    if (GetParam().uiSubsysId == E_SUB_SYS_ID_DEFAULT)
+    {
+        EXPECT_EQ(sizeof(tagDefaultPins10), m_auiPins.size());
+        return;
+    }
+    EXPECT_GE(m_auiPins.size(), 1408u);
+    EXPECT_LE(m_auiPins.size(), 5492u);
+}
+
+// Devices, connectors and ports name each other by id: a name with nothing behind it leaves a
+// driver of the wider library without its device.
+TEST_P(BuiltInBlockTest, ListsReferOnlyToWhatTheBlockHolds)
+{
+    const MUINT8* puiPins = m_auiPins.data();
+    std::set<MUINT32> oBuses, oDevices, oConnectors, oBridgePorts;
+    tagPins10I2cBus oBus;
+    for (MUINT32 i = 0; XPins10Helper::GetPinsI2cBus(puiPins, i, &oBus); ++i)
+        oBuses.insert(oBus.uiBusId);
+    tagPins10DeviceI2c oDevice;
+    for (MUINT32 i = 0; XPins10Helper::GetPinsI2cDevice(puiPins, i, &oDevice); ++i)
+    {
+        EXPECT_TRUE(oBuses.count(oDevice.uiBusId)) << "I2C device " << oDevice.uiDeviceId << " on bus " << oDevice.uiBusId;
+        oDevices.insert(oDevice.uiDeviceId);
+    }
+    tagPins10Connector oConnector;
+    for (MUINT32 i = 0; XPins10Helper::GetPinsConnector(puiPins, i, &oConnector); ++i)
+        EXPECT_TRUE(oConnectors.insert(oConnector.uiConnectorId).second) << "connector " << oConnector.uiConnectorId;
+    tagPins10Maps oMap;
+    for (MUINT32 i = 0; XPins10Helper::GetPinsMap(puiPins, i, &oMap); ++i)
+    {
+        EXPECT_TRUE(oConnectors.count(oMap.uiConnectorId)) << "map " << i << ": connector " << oMap.uiConnectorId;
+        EXPECT_TRUE(oDevices.count(oMap.uiFpgaDeviceId)) << "map " << i << ": FPGA " << oMap.uiFpgaDeviceId;
+        EXPECT_TRUE(oDevices.count(oMap.uiClockDeviceId)) << "map " << i << ": clock " << oMap.uiClockDeviceId;
+        EXPECT_TRUE(oBridgePorts.insert(oMap.uiFpgaDeviceId << 8 | oMap.uiBridgePortIndex).second)
+            << "map " << i << ": bridge port " << (MUINT32)oMap.uiBridgePortIndex << " twice";
+    }
+    // One calibration per bridge port that a map uses, and none for a port that none uses.
+    tagPins10Calibrate_v1 oCalibration;
+    MUINT32 uiCalibrations = 0;
+    for (; XPins10Helper::GetPinsCalibration(puiPins, uiCalibrations, &oCalibration); ++uiCalibrations)
+    {
+        EXPECT_TRUE(oBridgePorts.count((MUINT32)oCalibration.uiFpgaDeviceId << 8 | oCalibration.uiPortIndex))
+            << "calibration of FPGA " << oCalibration.uiFpgaDeviceId << " port " << (MUINT32)oCalibration.uiPortIndex;
+    }
+    EXPECT_EQ(oBridgePorts.size(), uiCalibrations);
 }
 
 TEST_P(BuiltInBlockTest, RecordsTheBuilderNeedsArePresent)
