@@ -252,6 +252,12 @@ TEST(Hb4DefaultPinsSelection, RefinementsApplyOnlyToTheirModel)
     EXPECT_EQ(puiDual, XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_REF_DUAL_PHY, &oRev1, 0));
     EXPECT_EQ(puiDual, XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_REF_DUAL_PHY, nullptr, 1));
 
+    // An OEM version carries its design's board: the first revision shipped under every word of
+    // the dual design, the input/output variant only under the quad design's reference word.
+    EXPECT_EQ(puiDualRev0, XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_DUAL_PHY_OEM11, &oRev0, 0));
+    EXPECT_EQ(puiDual, XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_DUAL_PHY_OEM1, &oRev1, 0));
+    EXPECT_EQ(puiQuad, XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_QUAD_PHY_OEM1, nullptr, 1));
+
     tagPins10Mem_v2 oCurrent = {}, oFirst = {};
     ASSERT_TRUE(XPins10Helper::GetPinsMemoryConfig(puiDual, &oCurrent));
     ASSERT_TRUE(XPins10Helper::GetPinsMemoryConfig(puiDualRev0, &oFirst));
@@ -265,16 +271,29 @@ TEST(Hb4DefaultPinsSelection, SupportedAndFanlessLists)
     auiIds[32] = 0xA5A5A5A5;
     EXPECT_EQ(32u, XHb4DefaultPins::GetSupportedSubsysIds(auiIds));
     EXPECT_EQ(0xA5A5A5A5u, auiIds[32]);
+    // Every listed word is a board of the family with a valid block of its own, listed once.
+    std::set<MUINT32> oSupported;
     for (MUINT32 i = 0; i < 32; ++i)
     {
-        // Every listed word has a block of its own; the rest are unused entries.
-        const bool bOwnBlock = XHb4DefaultPins::GetPinsContent(auiIds[i], nullptr, 0) != DefaultPins::msc_oPins;
-        EXPECT_EQ(i < 3, bOwnBlock) << i;
-        EXPECT_EQ(i < 3, auiIds[i] != E_SUB_SYS_ID_UNDEFINED) << i;
+        const MUINT32 uiSubsysId = auiIds[i];
+        EXPECT_TRUE(oSupported.insert(uiSubsysId).second) << std::hex << uiSubsysId << " twice";
+        EXPECT_EQ(0x1E5Bu, uiSubsysId & 0xFFFF) << std::hex << uiSubsysId;
+        const MUINT8* puiPins = XHb4DefaultPins::GetPinsContent(uiSubsysId, nullptr, 0);
+        const MUINT32 uiSize = XHb4DefaultPins::GetDefaultPinsSize(uiSubsysId, nullptr, 0);
+        EXPECT_NE(DefaultPins::msc_oPins, puiPins) << std::hex << uiSubsysId;
+        std::vector<MUINT8> auiPins(puiPins, puiPins + uiSize);
+        EXPECT_TRUE(Pins10Validate(auiPins.data(), uiSize)) << std::hex << uiSubsysId;
     }
-    EXPECT_TRUE(XHb4DefaultPins::IsFanlessSubsysId(E_SUB_SYS_ID_REF_FANLESS));
+    // Every fanless word is a supported board, and is found by the scan.
+    std::set<MUINT32> oFanless;
+    for (MUINT32 uiSubsysId : XHb4DefaultPins::msc_aeFanlessSubsysIds)
+    {
+        EXPECT_TRUE(oFanless.insert(uiSubsysId).second) << std::hex << uiSubsysId << " twice";
+        EXPECT_TRUE(oSupported.count(uiSubsysId)) << std::hex << uiSubsysId;
+        EXPECT_TRUE(XHb4DefaultPins::IsFanlessSubsysId(uiSubsysId)) << std::hex << uiSubsysId;
+    }
     for (MUINT32 uiSubsysId : {0u, (MUINT32)E_SUB_SYS_ID_UNDEFINED, (MUINT32)E_SUB_SYS_ID_REF_QUAD_PHY,
-                               (MUINT32)E_SUB_SYS_ID_DEFAULT})
+                               (MUINT32)E_SUB_SYS_ID_DUAL_PHY_OEM7, (MUINT32)E_SUB_SYS_ID_DEFAULT})
         EXPECT_FALSE(XHb4DefaultPins::IsFanlessSubsysId(uiSubsysId)) << std::hex << uiSubsysId;
 }
 

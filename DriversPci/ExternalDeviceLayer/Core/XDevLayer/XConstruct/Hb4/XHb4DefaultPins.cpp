@@ -19,29 +19,42 @@ XHB4_DEFAULT_BLOCK(RefFanless)
 
 namespace
 {
-// One model: its block, and the refinements that GetPinsContent may pick instead (same size).
-struct SDefaultPinsModel
+// The blocks of one board design, and the refinements that GetPinsContent may pick instead of its
+// block (all of the design's size).
+struct SDefaultPinsDesign
 {
-    MUINT32              uiSubsysId;
     const unsigned char* puiPins;
     const unsigned int*  puiSize;
     const unsigned char* puiInputOutputVariant;   // variant selector 1, or null
     const unsigned char* puiFirstRevision;        // PCB revision (uRev) 0, or null
 };
 
-// Several words may share one block (a model sold under several subsystem ids).
-const SDefaultPinsModel msc_aoModels[] = {
-    {E_SUB_SYS_ID_REF_QUAD_PHY, XHb4DefaultPins_Ref4Phy, &XHb4DefaultPins_Ref4Phy_size, XHb4DefaultPins_Ref4PhyIo, nullptr},
-    {E_SUB_SYS_ID_REF_DUAL_PHY, XHb4DefaultPins_Ref2Phy, &XHb4DefaultPins_Ref2Phy_size, nullptr, XHb4DefaultPins_Ref2PhyRev0},
-    {E_SUB_SYS_ID_REF_FANLESS, XHb4DefaultPins_RefFanless, &XHb4DefaultPins_RefFanless_size, nullptr, nullptr},
+// Only the quad design's reference board was also built as an input/output variant; the first PCB
+// revision of the dual design shipped under all of its words.
+const SDefaultPinsDesign msc_oQuadPhyReference = {XHb4DefaultPins_Ref4Phy, &XHb4DefaultPins_Ref4Phy_size,
+                                                  XHb4DefaultPins_Ref4PhyIo, nullptr};
+const SDefaultPinsDesign msc_oQuadPhy = {XHb4DefaultPins_Ref4Phy, &XHb4DefaultPins_Ref4Phy_size, nullptr, nullptr};
+const SDefaultPinsDesign msc_oDualPhy = {XHb4DefaultPins_Ref2Phy, &XHb4DefaultPins_Ref2Phy_size, nullptr,
+                                         XHb4DefaultPins_Ref2PhyRev0};
+const SDefaultPinsDesign msc_oFanless = {XHb4DefaultPins_RefFanless, &XHb4DefaultPins_RefFanless_size, nullptr,
+                                         nullptr};
+
+// The design of each word of the supported list, at the word's index.
+const SDefaultPinsDesign* const msc_apoDesigns[XHb4DefaultPins::msc_uiSupportedCount] = {
+    &msc_oQuadPhyReference, &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy,
+    &msc_oQuadPhy,          &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy,
+    &msc_oDualPhy,          &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy,
+    &msc_oDualPhy,          &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy,
+    &msc_oFanless,          &msc_oFanless, &msc_oFanless, &msc_oFanless, &msc_oFanless, &msc_oFanless,
+    &msc_oFanless,          &msc_oFanless,
 };
 
-const SDefaultPinsModel* FindModel(MUINT32 uiSubsysId)
+const SDefaultPinsDesign* FindModel(MUINT32 uiSubsysId)
 {
-    for (const SDefaultPinsModel& roModel : msc_aoModels)
+    for (MUINT32 uiIndex = 0; uiIndex < XHb4DefaultPins::msc_uiSupportedCount; ++uiIndex)
     {
-        if (roModel.uiSubsysId == uiSubsysId)
-            return &roModel;
+        if (XHb4DefaultPins::msc_aeSupportedSubSysId[uiIndex] == uiSubsysId)
+            return msc_apoDesigns[uiIndex];
     }
     return nullptr;
 }
@@ -53,35 +66,35 @@ const SDefaultPinsModel* FindModel(MUINT32 uiSubsysId)
 const MUINT8* const DefaultPins::msc_oPins = XHb4DefaultPins_Generic;
 const MUINT32 DefaultPins::msc_uiPinsSize = sizeof(tagDefaultPins10);
 
-// Models with a block of their own first; unused entries stay undefined.
+// Every word has a block of its own; the OEM versions of a design share the design's block.
 const MUINT32 XHb4DefaultPins::msc_aeSupportedSubSysId[msc_uiSupportedCount] = {
-    E_SUB_SYS_ID_REF_QUAD_PHY, E_SUB_SYS_ID_REF_DUAL_PHY, E_SUB_SYS_ID_REF_FANLESS, E_SUB_SYS_ID_UNDEFINED,
-    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,   E_SUB_SYS_ID_UNDEFINED,
-    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,   E_SUB_SYS_ID_UNDEFINED,
-    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,   E_SUB_SYS_ID_UNDEFINED,
-    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,   E_SUB_SYS_ID_UNDEFINED,
-    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,   E_SUB_SYS_ID_UNDEFINED,
-    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,   E_SUB_SYS_ID_UNDEFINED,
-    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,    E_SUB_SYS_ID_UNDEFINED,   E_SUB_SYS_ID_UNDEFINED,
+    E_SUB_SYS_ID_REF_QUAD_PHY,   E_SUB_SYS_ID_QUAD_PHY_OEM1,  E_SUB_SYS_ID_QUAD_PHY_OEM2,  E_SUB_SYS_ID_QUAD_PHY_OEM3,
+    E_SUB_SYS_ID_QUAD_PHY_OEM4,  E_SUB_SYS_ID_QUAD_PHY_OEM5,  E_SUB_SYS_ID_QUAD_PHY_OEM6,  E_SUB_SYS_ID_QUAD_PHY_OEM7,
+    E_SUB_SYS_ID_QUAD_PHY_OEM8,  E_SUB_SYS_ID_QUAD_PHY_OEM9,  E_SUB_SYS_ID_QUAD_PHY_OEM10, E_SUB_SYS_ID_QUAD_PHY_OEM11,
+    E_SUB_SYS_ID_REF_DUAL_PHY,   E_SUB_SYS_ID_DUAL_PHY_OEM1,  E_SUB_SYS_ID_DUAL_PHY_OEM2,  E_SUB_SYS_ID_DUAL_PHY_OEM3,
+    E_SUB_SYS_ID_DUAL_PHY_OEM4,  E_SUB_SYS_ID_DUAL_PHY_OEM5,  E_SUB_SYS_ID_DUAL_PHY_OEM6,  E_SUB_SYS_ID_DUAL_PHY_OEM7,
+    E_SUB_SYS_ID_DUAL_PHY_OEM8,  E_SUB_SYS_ID_DUAL_PHY_OEM9,  E_SUB_SYS_ID_DUAL_PHY_OEM10, E_SUB_SYS_ID_DUAL_PHY_OEM11,
+    E_SUB_SYS_ID_REF_FANLESS,    E_SUB_SYS_ID_FANLESS_OEM1,   E_SUB_SYS_ID_FANLESS_OEM2,   E_SUB_SYS_ID_FANLESS_OEM3,
+    E_SUB_SYS_ID_FANLESS_OEM4,   E_SUB_SYS_ID_FANLESS_OEM5,   E_SUB_SYS_ID_FANLESS_OEM6,   E_SUB_SYS_ID_FANLESS_OEM7,
 };
 
 const MUINT32 XHb4DefaultPins::msc_aeFanlessSubsysIds[msc_uiFanlessCount] = {
-    E_SUB_SYS_ID_REF_FANLESS, E_SUB_SYS_ID_UNDEFINED, E_SUB_SYS_ID_UNDEFINED, E_SUB_SYS_ID_UNDEFINED,
-    E_SUB_SYS_ID_UNDEFINED,   E_SUB_SYS_ID_UNDEFINED, E_SUB_SYS_ID_UNDEFINED, E_SUB_SYS_ID_UNDEFINED,
+    E_SUB_SYS_ID_REF_FANLESS,  E_SUB_SYS_ID_FANLESS_OEM1, E_SUB_SYS_ID_FANLESS_OEM2, E_SUB_SYS_ID_FANLESS_OEM3,
+    E_SUB_SYS_ID_FANLESS_OEM4, E_SUB_SYS_ID_FANLESS_OEM5, E_SUB_SYS_ID_FANLESS_OEM6, E_SUB_SYS_ID_FANLESS_OEM7,
 };
 
 MUINT32 XHb4DefaultPins::GetDefaultPinsSize(MUINT32 uiSubsysId, const tagPinsHeaderPcbInfo* /*poPcbInfo*/,
                                             MUINT32 /*uiVariant*/)
 {
     // Variants and revisions of a model share its size.
-    const SDefaultPinsModel* poModel = FindModel(uiSubsysId);
+    const SDefaultPinsDesign* poModel = FindModel(uiSubsysId);
     return poModel ? *poModel->puiSize : DefaultPins::msc_uiPinsSize;
 }
 
 const MUINT8* XHb4DefaultPins::GetPinsContent(MUINT32 uiSubsysId, const tagPinsHeaderPcbInfo* poPcbInfo,
                                               MUINT32 uiVariant)
 {
-    const SDefaultPinsModel* poModel = FindModel(uiSubsysId);
+    const SDefaultPinsDesign* poModel = FindModel(uiSubsysId);
     if (poModel == nullptr)
         return DefaultPins::msc_oPins;
     if (poModel->puiInputOutputVariant != nullptr && uiVariant == msc_uiVariantInputOutput)
@@ -100,12 +113,11 @@ MUINT32 XHb4DefaultPins::GetSupportedSubsysIds(MUINT32* pauiIds)
 
 MBOOL32 XHb4DefaultPins::IsFanlessSubsysId(MUINT32 uiSubsysId)
 {
-    // The whole list is scanned. An unused entry never matches: a subsystem word that reads as
-    // all ones (an absent function) must not cost a board its fan.
+    // The whole list is scanned, whatever matched.
     MBOOL32 bFanless = 0;
     for (MUINT32 uiEntry : msc_aeFanlessSubsysIds)
     {
-        if (uiEntry != E_SUB_SYS_ID_UNDEFINED && uiEntry == uiSubsysId)
+        if (uiEntry == uiSubsysId)
             bFanless = 1;
     }
     return bFanless;

@@ -10,13 +10,49 @@
 #include "XPins10Types.h"
 
 // Subsystem words: subsystem id in bits 16-31, the family's vendor id 0x1E5B in bits 0-15.
+// Each board design is sold under several words: the reference word of the design (subsystem id
+// 0x0A0n) and the words of its OEM versions (0x0Amn, m = 1..), which carry the same board and so
+// the same built-in block.
 enum ESupportedSubSysId : MUINT32
 {
-    E_SUB_SYS_ID_REF_QUAD_PHY = 0x0A011E5B,   // four DDR PHYs; plain and input/output variants
-    E_SUB_SYS_ID_REF_DUAL_PHY = 0x0A021E5B,   // two DDR PHYs; current and first PCB revision
-    E_SUB_SYS_ID_REF_FANLESS  = 0x0A031E5B,   // four DDR PHYs, no fan
-    E_SUB_SYS_ID_DEFAULT      = 0x12341E5B,   // selects the generic block
-    E_SUB_SYS_ID_UNDEFINED    = 0xFFFFFFFF,   // an unused entry of the lists below
+    // Four DDR PHYs. The reference word alone has an input/output variant.
+    E_SUB_SYS_ID_REF_QUAD_PHY   = 0x0A011E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM1  = 0x0A111E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM2  = 0x0A211E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM3  = 0x0A311E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM4  = 0x0A411E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM5  = 0x0A511E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM6  = 0x0A611E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM7  = 0x0A711E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM8  = 0x0A811E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM9  = 0x0A911E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM10 = 0x0AA11E5B,
+    E_SUB_SYS_ID_QUAD_PHY_OEM11 = 0x0AB11E5B,
+    // Two DDR PHYs. Every word of the design has a first-PCB-revision block.
+    E_SUB_SYS_ID_REF_DUAL_PHY   = 0x0A021E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM1  = 0x0A121E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM2  = 0x0A221E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM3  = 0x0A321E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM4  = 0x0A421E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM5  = 0x0A521E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM6  = 0x0A621E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM7  = 0x0A721E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM8  = 0x0A821E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM9  = 0x0A921E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM10 = 0x0AA21E5B,
+    E_SUB_SYS_ID_DUAL_PHY_OEM11 = 0x0AB21E5B,
+    // Four DDR PHYs, no fan: the fanless words.
+    E_SUB_SYS_ID_REF_FANLESS    = 0x0A031E5B,
+    E_SUB_SYS_ID_FANLESS_OEM1   = 0x0A131E5B,
+    E_SUB_SYS_ID_FANLESS_OEM2   = 0x0A231E5B,
+    E_SUB_SYS_ID_FANLESS_OEM3   = 0x0A331E5B,
+    E_SUB_SYS_ID_FANLESS_OEM4   = 0x0A431E5B,
+    E_SUB_SYS_ID_FANLESS_OEM5   = 0x0A531E5B,
+    E_SUB_SYS_ID_FANLESS_OEM6   = 0x0A631E5B,
+    E_SUB_SYS_ID_FANLESS_OEM7   = 0x0A731E5B,
+
+    E_SUB_SYS_ID_DEFAULT        = 0x12341E5B,   // selects the generic block
+    E_SUB_SYS_ID_UNDEFINED      = 0xFFFFFFFF,   // no board: what an absent function reads
 };
 
 #pragma pack(push, 1)
