@@ -49,7 +49,7 @@ const SDefaultPinsDesign* const msc_apoDesigns[XHb4DefaultPins::msc_uiSupportedC
     &msc_oFanless,          &msc_oFanless,
 };
 
-const SDefaultPinsDesign* FindModel(MUINT32 uiSubsysId)
+const SDefaultPinsDesign* FindDesign(MUINT32 uiSubsysId)
 {
     for (MUINT32 uiIndex = 0; uiIndex < XHb4DefaultPins::msc_uiSupportedCount; ++uiIndex)
     {
@@ -86,22 +86,22 @@ const MUINT32 XHb4DefaultPins::msc_aeFanlessSubsysIds[msc_uiFanlessCount] = {
 MUINT32 XHb4DefaultPins::GetDefaultPinsSize(MUINT32 uiSubsysId, const tagPinsHeaderPcbInfo* /*poPcbInfo*/,
                                             MUINT32 /*uiVariant*/)
 {
-    // Variants and revisions of a model share its size.
-    const SDefaultPinsDesign* poModel = FindModel(uiSubsysId);
-    return poModel ? *poModel->puiSize : DefaultPins::msc_uiPinsSize;
+    // Variants and revisions of a design share its size.
+    const SDefaultPinsDesign* poDesign = FindDesign(uiSubsysId);
+    return poDesign ? *poDesign->puiSize : DefaultPins::msc_uiPinsSize;
 }
 
 const MUINT8* XHb4DefaultPins::GetPinsContent(MUINT32 uiSubsysId, const tagPinsHeaderPcbInfo* poPcbInfo,
                                               MUINT32 uiVariant)
 {
-    const SDefaultPinsDesign* poModel = FindModel(uiSubsysId);
-    if (poModel == nullptr)
+    const SDefaultPinsDesign* poDesign = FindDesign(uiSubsysId);
+    if (poDesign == nullptr)
         return DefaultPins::msc_oPins;
-    if (poModel->puiInputOutputVariant != nullptr && uiVariant == msc_uiVariantInputOutput)
-        return poModel->puiInputOutputVariant;
-    if (poModel->puiFirstRevision != nullptr && poPcbInfo != nullptr && poPcbInfo->uRev == 0)
-        return poModel->puiFirstRevision;
-    return poModel->puiPins;
+    if (poDesign->puiInputOutputVariant != nullptr && uiVariant == msc_uiVariantInputOutput)
+        return poDesign->puiInputOutputVariant;
+    if (poDesign->puiFirstRevision != nullptr && poPcbInfo != nullptr && poPcbInfo->uRev == 0)
+        return poDesign->puiFirstRevision;
+    return poDesign->puiPins;
 }
 
 MUINT32 XHb4DefaultPins::GetSupportedSubsysIds(MUINT32* pauiIds)
