@@ -39,14 +39,17 @@ const SDefaultPinsDesign msc_oDualPhy = {XHb4DefaultPins_Ref2Phy, &XHb4DefaultPi
 const SDefaultPinsDesign msc_oFanless = {XHb4DefaultPins_RefFanless, &XHb4DefaultPins_RefFanless_size, nullptr,
                                          nullptr};
 
-// The design of each word of the supported list, at the word's index.
+// The design of each word of the supported list, at the word's index (row for row as laid out
+// there).
 const SDefaultPinsDesign* const msc_apoDesigns[XHb4DefaultPins::msc_uiSupportedCount] = {
-    &msc_oQuadPhyReference, &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy,
-    &msc_oQuadPhy,          &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy, &msc_oQuadPhy,
-    &msc_oDualPhy,          &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy,
-    &msc_oDualPhy,          &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy, &msc_oDualPhy,
-    &msc_oFanless,          &msc_oFanless, &msc_oFanless, &msc_oFanless, &msc_oFanless, &msc_oFanless,
-    &msc_oFanless,          &msc_oFanless,
+    &msc_oQuadPhyReference,  &msc_oQuadPhy,           &msc_oQuadPhy,           &msc_oQuadPhy,
+    &msc_oQuadPhy,           &msc_oQuadPhy,           &msc_oQuadPhy,           &msc_oQuadPhy,
+    &msc_oQuadPhy,           &msc_oQuadPhy,           &msc_oQuadPhy,           &msc_oQuadPhy,
+    &msc_oDualPhy,           &msc_oDualPhy,           &msc_oDualPhy,           &msc_oDualPhy,
+    &msc_oDualPhy,           &msc_oDualPhy,           &msc_oDualPhy,           &msc_oDualPhy,
+    &msc_oDualPhy,           &msc_oDualPhy,           &msc_oDualPhy,           &msc_oDualPhy,
+    &msc_oFanless,           &msc_oFanless,           &msc_oFanless,           &msc_oFanless,
+    &msc_oFanless,           &msc_oFanless,           &msc_oFanless,           &msc_oFanless,
 };
 
 const SDefaultPinsDesign* FindDesign(MUINT32 uiSubsysId)
