@@ -283,6 +283,9 @@ TEST(Hb4DefaultPinsSelection, SupportedAndFanlessLists)
         EXPECT_NE(DefaultPins::msc_oPins, puiPins) << std::hex << uiSubsysId;
         std::vector<MUINT8> auiPins(puiPins, puiPins + uiSize);
         EXPECT_TRUE(Pins10Validate(auiPins.data(), uiSize)) << std::hex << uiSubsysId;
+        // An OEM word (subsystem id 0x0Amn) carries the board of its design's reference word (0x0A0n).
+        const MUINT32 uiReference = uiSubsysId & 0xFF0FFFFFu;
+        EXPECT_EQ(XHb4DefaultPins::GetPinsContent(uiReference, nullptr, 0), puiPins) << std::hex << uiSubsysId;
     }
     // Every fanless word is a supported board, and is found by the scan.
     std::set<MUINT32> oFanless;
@@ -291,6 +294,9 @@ TEST(Hb4DefaultPinsSelection, SupportedAndFanlessLists)
         EXPECT_TRUE(oFanless.insert(uiSubsysId).second) << std::hex << uiSubsysId << " twice";
         EXPECT_TRUE(oSupported.count(uiSubsysId)) << std::hex << uiSubsysId;
         EXPECT_TRUE(XHb4DefaultPins::IsFanlessSubsysId(uiSubsysId)) << std::hex << uiSubsysId;
+        EXPECT_EQ(XHb4DefaultPins::GetPinsContent(E_SUB_SYS_ID_REF_FANLESS, nullptr, 0),
+                  XHb4DefaultPins::GetPinsContent(uiSubsysId, nullptr, 0))
+            << std::hex << uiSubsysId;
     }
     for (MUINT32 uiSubsysId : {0u, (MUINT32)E_SUB_SYS_ID_UNDEFINED, (MUINT32)E_SUB_SYS_ID_REF_QUAD_PHY,
                                (MUINT32)E_SUB_SYS_ID_DUAL_PHY_OEM7, (MUINT32)E_SUB_SYS_ID_DEFAULT})
