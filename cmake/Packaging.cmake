@@ -56,6 +56,9 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 # unit written at install time names /usr/sbin/InitMemContext.
 set(CPACK_SET_DESTDIR ON)
 set(CPACK_INSTALL_PREFIX ${CPACK_PACKAGING_INSTALL_PREFIX})
+# The tool loads libpci only when it reads the real bus, so the shared-library scan does not
+# see it: the dependency is named here, the scan adds the rest.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libpci${QEL_LIBPCI_ABI}")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA

@@ -184,4 +184,50 @@ TEST(EnvironmentError, BusWithoutAccessMethodIsReportedNotEmpty)
     EXPECT_EQ(std::string(szError).find('\n'), std::string::npos);
 }
 
+// libpci is loaded when the bus is first read. A library that is missing, or is not libpci, makes
+// the bus unreadable with one line that names the library and the package to install; reads of
+// configuration space then fail like reads of a function that is not there.
+struct SPciLibraryCase
+{
+    const char* pszName;
+    const char* pszLibrary;
+    const char* pszReason;   // in the message besides the package hint
+};
+
+const SPciLibraryCase g_aoPciLibraryCases[] = {
+    {"Missing", "libpci-missing.so.3", "libpci-missing.so.3"},
+    {"NotLibpci", "libc.so.6", "libc.so.6 has no pci_alloc"},
+};
+
+class PciLibraryTest : public ::testing::TestWithParam<SPciLibraryCase>
+{
+protected:
+    void TearDown() override
+    {
+        QelVxdLinuxSetPciLibraryForTest(nullptr);
+        QelVxdSetBackendForTest(nullptr);
+    }
+};
+
+TEST_P(PciLibraryTest, UnloadableLibraryIsReportedAndReadsFail)
+{
+    QelVxdSetBackendForTest(&g_oQelVxdLinuxBackend);
+    QelVxdLinuxSetPciLibraryForTest(GetParam().pszLibrary);
+    for (int iAttempt = 0; iAttempt < 2; ++iAttempt)
+    {
+        char szError[512] = "";
+        EXPECT_EQ(QelVxdCheckBusAccess(szError, sizeof(szError)), 0);
+        const std::string sError(szError);
+        EXPECT_NE(sError.find("cannot load libpci"), std::string::npos) << sError;
+        EXPECT_NE(sError.find(GetParam().pszReason), std::string::npos) << sError;
+        EXPECT_NE(sError.find("(install the libpci"), std::string::npos) << sError;
+        EXPECT_EQ(sError.find('\n'), std::string::npos);
+    }
+    MUINT32 uiId = 0x12345678;
+    EXPECT_EQ(QelVxdLinuxConfigRead(QelVxdMakePciHandle(0, 0, 0), 0, &uiId, sizeof(uiId)), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Libraries, PciLibraryTest, ::testing::ValuesIn(g_aoPciLibraryCases),
+                         [](const ::testing::TestParamInfo<SPciLibraryCase>& roInfo) { return std::string(roInfo.param.pszName); });
+
 } // namespace

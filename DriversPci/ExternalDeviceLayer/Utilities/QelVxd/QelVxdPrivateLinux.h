@@ -17,6 +17,9 @@ int QelVxdLinuxCheckPci(char* pszError, MUINT32 uiErrorSize);
 // /proc/bus/pci (the sysfs path replaces /sys/bus/pci), both or neither; null restores the
 // defaults. Forgets the current view of the bus.
 void QelVxdLinuxSetPciPathsForTest(const char* pszSysfsPath, const char* pszProcPath);
+// Tests only: the shared library loaded in place of libpci (null: libpci again). Forgets the
+// current view of the bus and the library loaded so far.
+void QelVxdLinuxSetPciLibraryForTest(const char* pszName);
 
 // ---- Physical windows (QelVxdPrivateLinuxMap.cpp).
 inline constexpr MUINT32 QELVXD_PAGE_SIZE        = 4096;

@@ -6,6 +6,13 @@
 // a board must not vanish that way, so every libpci call runs under a guard: our handler jumps
 // back to the guard, and the call counts as a failed access (reads as zeros). Only libpci's
 // own C frames are unwound by the jump.
+//
+// libpci (and the libraries it pulls in) is loaded when the bus is first read, not when the
+// process starts: a run on the simulator, a usage error or the help text never reads the real
+// bus, and loading three shared libraries is a measurable part of such a short run. When the
+// library cannot be loaded the bus cannot be read, and the check says which library to install.
+#include <dlfcn.h>
+
 #include <csetjmp>
 #include <cstdarg>
 #include <cstdio>
@@ -21,6 +28,76 @@ extern "C" {
 
 namespace
 {
+// The libpci calls this layer makes, resolved once from the loaded library. The prototypes come
+// from libpci's header, so a call through the table is checked like a direct call.
+struct SPciLib
+{
+    decltype(&pci_alloc) pfnAlloc;
+    decltype(&pci_init) pfnInit;
+    decltype(&pci_cleanup) pfnCleanup;
+    decltype(&pci_scan_bus) pfnScanBus;
+    decltype(&pci_set_param) pfnSetParam;
+    decltype(&pci_read_block) pfnReadBlock;
+    decltype(&pci_write_block) pfnWriteBlock;
+};
+
+SPciLib s_oPciLib;
+void* s_pvPciLibHandle = nullptr;   // set once the table is complete
+// The library's name: libpci's shared-object name, or the one a test set.
+std::string s_sPciLibName = QEL_LIBPCI_SONAME;
+// Why the library could not be loaded (empty: it was, or it was not tried yet).
+char s_szPciLibError[256] = "";
+
+// Resolves one symbol into its slot; false with the reason in s_szPciLibError.
+template <class TFunction> bool ResolvePciSymbol(void* pvLibrary, const char* pszName, TFunction& rpfnSlot)
+{
+    void* pvSymbol = dlsym(pvLibrary, pszName);
+    if (pvSymbol == nullptr)
+    {
+        snprintf(s_szPciLibError, sizeof(s_szPciLibError), "%s has no %s", s_sPciLibName.c_str(), pszName);
+        return false;
+    }
+    rpfnSlot = reinterpret_cast<TFunction>(pvSymbol);
+    return true;
+}
+
+// The library's table, loaded on first use; null when it cannot be loaded (tried once: a library
+// that is missing now is missing for the rest of the run). The library stays loaded for the
+// life of the process: libpci keeps no state outside the access object.
+const SPciLib* PciLib(void)
+{
+    if (s_pvPciLibHandle != nullptr)
+    {
+        return &s_oPciLib;
+    }
+    if (s_szPciLibError[0] != '\0')
+    {
+        return nullptr;
+    }
+    void* pvLibrary = dlopen(s_sPciLibName.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (pvLibrary == nullptr)
+    {
+        const char* pszReason = dlerror();
+        snprintf(s_szPciLibError, sizeof(s_szPciLibError), "%s", pszReason != nullptr ? pszReason : s_sPciLibName.c_str());
+        return nullptr;
+    }
+    SPciLib oLib = {};
+    if (!ResolvePciSymbol(pvLibrary, "pci_alloc", oLib.pfnAlloc) ||
+        !ResolvePciSymbol(pvLibrary, "pci_init", oLib.pfnInit) ||
+        !ResolvePciSymbol(pvLibrary, "pci_cleanup", oLib.pfnCleanup) ||
+        !ResolvePciSymbol(pvLibrary, "pci_scan_bus", oLib.pfnScanBus) ||
+        !ResolvePciSymbol(pvLibrary, "pci_set_param", oLib.pfnSetParam) ||
+        !ResolvePciSymbol(pvLibrary, "pci_read_block", oLib.pfnReadBlock) ||
+        !ResolvePciSymbol(pvLibrary, "pci_write_block", oLib.pfnWriteBlock))
+    {
+        dlclose(pvLibrary);
+        return nullptr;
+    }
+    s_oPciLib = oLib;
+    s_pvPciLibHandle = pvLibrary;
+    return &s_oPciLib;
+}
+
 // The process-wide access object: created and scanned on the first access, forgotten by
 // QelVxdLinuxReleasePci. When setting it up fails, the failure is remembered until release so
 // that a bus scan does not retry libpci thousands of times; the bus then looks empty.
@@ -84,8 +161,9 @@ __attribute__((noinline)) int PciLibBlock(struct pci_dev* poDevice, int iOffset,
         return 0;
     }
     s_bPciErrorJumpArmed = true;
-    const int iResult = bWrite ? pci_write_block(poDevice, iOffset, puiBuffer, iSize)
-                               : pci_read_block(poDevice, iOffset, puiBuffer, iSize);
+    // The access object exists, so the library is loaded.
+    const int iResult = bWrite ? s_oPciLib.pfnWriteBlock(poDevice, iOffset, puiBuffer, iSize)
+                               : s_oPciLib.pfnReadBlock(poDevice, iOffset, puiBuffer, iSize);
     s_bPciErrorJumpArmed = false;
     return iResult;
 }
@@ -95,7 +173,7 @@ void ForgetPciAccess(void)
     if (s_poPciAccess != nullptr)
     {
         // If even the cleanup fails, the object is abandoned rather than used again.
-        PciLibGuarded(pci_cleanup, s_poPciAccess);
+        PciLibGuarded(s_oPciLib.pfnCleanup, s_poPciAccess);
         s_poPciAccess = nullptr;
     }
 }
@@ -111,7 +189,13 @@ bool OpenPciAccess(void)
         return false;
     }
 
-    struct pci_access* poAccess = pci_alloc();
+    const SPciLib* poLib = PciLib();
+    if (poLib == nullptr)
+    {
+        s_bPciAccessFailed = true;
+        return false;
+    }
+    struct pci_access* poAccess = poLib->pfnAlloc();
     if (poAccess == nullptr)
     {
         // Nothing is kept: the next access tries again.
@@ -124,11 +208,11 @@ bool OpenPciAccess(void)
     s_poPciAccess = poAccess;
     if (!s_sSysfsPath.empty())
     {
-        pci_set_param(poAccess, const_cast<char*>("sysfs.path"), s_sSysfsPath.data());
-        pci_set_param(poAccess, const_cast<char*>("proc.path"), s_sProcPath.data());
+        poLib->pfnSetParam(poAccess, const_cast<char*>("sysfs.path"), s_sSysfsPath.data());
+        poLib->pfnSetParam(poAccess, const_cast<char*>("proc.path"), s_sProcPath.data());
     }
 
-    if (!PciLibGuarded(pci_init, poAccess) || !PciLibGuarded(pci_scan_bus, poAccess))
+    if (!PciLibGuarded(poLib->pfnInit, poAccess) || !PciLibGuarded(poLib->pfnScanBus, poAccess))
     {
         ForgetPciAccess();
         s_bPciAccessFailed = true;
@@ -192,10 +276,29 @@ int QelVxdLinuxCheckPci(char* pszError, MUINT32 uiErrorSize)
     {
         return 1;
     }
+    if (s_szPciLibError[0] != '\0')
+    {
+        snprintf(pszError, uiErrorSize, "cannot read the PCI bus: cannot load libpci: %s (install the " QEL_LIBPCI_PACKAGE " package)",
+                 s_szPciLibError);
+        return 0;
+    }
     snprintf(pszError, uiErrorSize,
              "cannot read the PCI bus: libpci: %s (run as root, on a system with /sys/bus/pci or /proc/bus/pci)",
              s_szPciError[0] != '\0' ? s_szPciError : "cannot set up its access");
     return 0;
+}
+
+void QelVxdLinuxSetPciLibraryForTest(const char* pszName)
+{
+    QelVxdLinuxReleasePci();
+    if (s_pvPciLibHandle != nullptr)
+    {
+        dlclose(s_pvPciLibHandle);
+        s_pvPciLibHandle = nullptr;
+    }
+    s_oPciLib = SPciLib();
+    s_szPciLibError[0] = '\0';
+    s_sPciLibName = pszName != nullptr ? pszName : QEL_LIBPCI_SONAME;
 }
 
 void QelVxdLinuxSetPciPathsForTest(const char* pszSysfsPath, const char* pszProcPath)
