@@ -114,6 +114,33 @@ TEST_F(CWindowTest, DramIsSparseAndReadsAPatternWhereNeverWritten)
     EXPECT_EQ(m_poBoard->Dram().AllocatedPages(), 1u);
 }
 
+// Spare pages prepared during waits must be indistinguishable from pages allocated on the first
+// write: the rest of the page reads the unwritten pattern, and a reset loses what was written.
+TEST_F(CWindowTest, SparePagesServeFirstWritesLikeFreshPages)
+{
+    CQelSimDram& roDram = m_poBoard->Dram();
+    size_t uiPrepared   = 0;
+    while (roDram.PrepareSparePage())
+    {
+        ++uiPrepared;
+    }
+    ASSERT_EQ(uiPrepared, CQelSimDram::msc_uiSparePages);
+    EXPECT_FALSE(roDram.PrepareSparePage());
+
+    Sim().pfnWrite32(m_hMem + 0x1000, 0x00000400);
+    Sim().pfnWrite8(m_hMem + 0x7FFFF, 0x5A);
+    EXPECT_EQ(roDram.SparePages(), CQelSimDram::msc_uiSparePages - 2);
+    EXPECT_EQ(roDram.AllocatedPages(), 2u);
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x1000), 0x00000400u);
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x1FFC), 0xA5A5A5A5u);
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x7FFFC), 0x5AA5A5A5u);
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x7F000), 0xA5A5A5A5u);
+
+    roDram.Forget();
+    EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x1000), 0xA5A5A5A5u);
+    EXPECT_TRUE(roDram.PrepareSparePage()) << "two spares were used";
+}
+
 TEST_F(CWindowTest, UntrainedMemoryLosesWritesAndReadsGarbage)
 {
     Sim().pfnWrite32(m_hMem + 0x100, 0x12345678);

@@ -475,6 +475,21 @@ int CQelSim::Counter(MUINT64* puiMicroSeconds)
     return 1;
 }
 
+namespace
+{
+// While the host waits on a board, that board's memory prepares the pages its first writes will
+// take (QelVxdSimDram.h).
+class CPrepareSparePages final : public CQelSimIdleWork
+{
+public:
+    explicit CPrepareSparePages(CQelSimDram& roDram) : m_roDram(roDram) {}
+    bool DoSome() override { return m_roDram.PrepareSparePage(); }
+
+private:
+    CQelSimDram& m_roDram;
+};
+}  // namespace
+
 void CQelSim::Delay(MUINT32 uiMicroSeconds)
 {
     ClosePage();
@@ -482,11 +497,15 @@ void CQelSim::Delay(MUINT32 uiMicroSeconds)
     {
         m_poTrace->Delay(m_oClock.NowUs(), uiMicroSeconds);
     }
-    if (CQelSimBoard* poBoard = WaitBoard())
+    CQelSimBoard* poBoard = WaitBoard();
+    if (poBoard == nullptr)
     {
-        poBoard->Stats().uiDelayUs += uiMicroSeconds;
+        m_oClock.Delay(uiMicroSeconds);
+        return;
     }
-    m_oClock.Delay(uiMicroSeconds);
+    poBoard->Stats().uiDelayUs += uiMicroSeconds;
+    CPrepareSparePages oSparePages(poBoard->Dram());
+    m_oClock.Delay(uiMicroSeconds, &oSparePages);
 }
 
 int CQelSim::Sleep(MUINT32 uiMicroSeconds)

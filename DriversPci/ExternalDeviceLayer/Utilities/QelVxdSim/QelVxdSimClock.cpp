@@ -56,7 +56,7 @@ bool CQelSimClock::Counter(MUINT64& ruiMicroSeconds) const
     return ReadMonotonicUs(ruiMicroSeconds);
 }
 
-void CQelSimClock::Delay(MUINT32 uiMicroSeconds)
+void CQelSimClock::Delay(MUINT32 uiMicroSeconds, CQelSimIdleWork* poIdleWork)
 {
     if (m_eMode == EQelSimTime::Virtual)
     {
@@ -72,6 +72,13 @@ void CQelSimClock::Delay(MUINT32 uiMicroSeconds)
     }
     const MUINT64 uiWaitNs = (MUINT64)uiMicroSeconds * 1000u;
     MUINT64 uiNow = uiStart;
+    auto bRoomForWork = [&]() {
+        const MUINT64 uiElapsed = uiNow - uiStart;
+        return uiElapsed < uiWaitNs && uiWaitNs - uiElapsed > msc_uiIdleMarginNs;
+    };
+    while (poIdleWork != nullptr && bRoomForWork() && poIdleWork->DoSome() && ReadMonotonicNs(uiNow))
+    {
+    }
     while (uiNow - uiStart < uiWaitNs && ReadMonotonicNs(uiNow))
     {
     }

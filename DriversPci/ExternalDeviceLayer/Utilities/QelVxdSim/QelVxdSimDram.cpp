@@ -35,12 +35,42 @@ MUINT8* CQelSimDram::WritablePage(MUINT32 uiOffset)
     MUINT8*& rpucPage     = m_ppucPageTable[uiIndex];
     if (rpucPage == nullptr)
     {
-        std::unique_ptr<MUINT8[]> pucBytes(new MUINT8[msc_uiPageSize]);
-        memset(pucBytes.get(), msc_ucUnwrittenPattern, msc_uiPageSize);
+        std::unique_ptr<MUINT8[]> pucBytes;
+        if (!m_aoSpares.empty())
+        {
+            pucBytes = std::move(m_aoSpares.back());
+            m_aoSpares.pop_back();
+        }
+        else
+        {
+            pucBytes.reset(new MUINT8[msc_uiPageSize]);
+            memset(pucBytes.get(), msc_ucUnwrittenPattern, msc_uiPageSize);
+        }
         rpucPage = pucBytes.get();
         m_aoPages.push_back({uiIndex, std::move(pucBytes)});
     }
     return rpucPage;
+}
+
+bool CQelSimDram::PrepareSparePage()
+{
+    if (m_aoSpares.size() >= msc_uiSparePages)
+    {
+        return false;
+    }
+    if (m_aoSpares.capacity() < msc_uiSparePages)
+    {
+        m_aoSpares.reserve(msc_uiSparePages);
+    }
+    std::unique_ptr<MUINT8[]> pucBytes(new (std::nothrow) MUINT8[msc_uiPageSize]);
+    if (pucBytes == nullptr)
+    {
+        return false;
+    }
+    // Filling the page is what makes the host back it: the first write finds it resident.
+    memset(pucBytes.get(), msc_ucUnwrittenPattern, msc_uiPageSize);
+    m_aoSpares.push_back(std::move(pucBytes));
+    return true;
 }
 
 void CQelSimDram::PokeByte(MUINT32 uiOffset, MUINT8 ucValue)

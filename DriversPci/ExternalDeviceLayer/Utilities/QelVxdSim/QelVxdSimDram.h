@@ -3,6 +3,10 @@
 // zeroed lazily by the kernel, so a 256 MiB memory costs nothing until it is written: the table
 // is half a megabyte that the simulator would otherwise clear (and fault in) at every start.
 //
+// A page's first write costs an allocation and a page fault or two of the host, microseconds
+// each. In real time the simulator prepares spare pages while the host busy-waits
+// (PrepareSparePage, from the waits of the board's initialisation), and first writes take them.
+//
 // The memory only holds data while its controller is trained. SetContentsValid(false) models an
 // untrained controller: reads return address-dependent garbage and writes are lost. A board's
 // chip model (QelVxdSimChip.h) switches it; a memory without one keeps its contents valid.
@@ -44,6 +48,15 @@ public:
     void PokeByte(MUINT32 uiOffset, MUINT8 ucValue);
 
     size_t AllocatedPages() const;
+
+    // Spare pages: allocated, filled with the unwritten pattern and so already backed by the host,
+    // taken by first writes before any page is allocated. msc_uiSparePages covers the first half
+    // megabyte of memory, what a memory test of the bottom of the memory writes.
+    static constexpr size_t msc_uiSparePages = 128;
+    // Prepares one more spare page; false when msc_uiSparePages are ready already (or the
+    // allocation failed: first writes then allocate as usual).
+    bool PrepareSparePage();
+    size_t SparePages() const { return m_aoSpares.size(); }
     // The page table's entry for the page holding uiOffset (< size): null until the page is
     // written, and again after Forget. It stays at this address for the memory's lifetime.
     MUINT8* const* PageEntry(MUINT32 uiOffset) const { return &m_ppucPageTable[uiOffset / msc_uiPageSize]; }
@@ -70,4 +83,5 @@ private:
         std::unique_ptr<MUINT8[]> pucBytes;
     };
     std::vector<SPage> m_aoPages;
+    std::vector<std::unique_ptr<MUINT8[]>> m_aoSpares;
 };
