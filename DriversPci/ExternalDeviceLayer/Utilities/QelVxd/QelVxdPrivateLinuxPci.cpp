@@ -78,7 +78,8 @@ const SPciLib* PciLib(void)
     if (pvLibrary == nullptr)
     {
         const char* pszReason = dlerror();
-        snprintf(s_szPciLibError, sizeof(s_szPciLibError), "%s", pszReason != nullptr ? pszReason : s_sPciLibName.c_str());
+        snprintf(s_szPciLibError, sizeof(s_szPciLibError), "%s",
+                 pszReason != nullptr ? pszReason : s_sPciLibName.c_str());
         return nullptr;
     }
     SPciLib oLib = {};
@@ -278,7 +279,8 @@ int QelVxdLinuxCheckPci(char* pszError, MUINT32 uiErrorSize)
     }
     if (s_szPciLibError[0] != '\0')
     {
-        snprintf(pszError, uiErrorSize, "cannot read the PCI bus: cannot load libpci: %s (install the " QEL_LIBPCI_PACKAGE " package)",
+        snprintf(pszError, uiErrorSize,
+                 "cannot read the PCI bus: cannot load libpci: %s (install the " QEL_LIBPCI_PACKAGE " package)",
                  s_szPciLibError);
         return 0;
     }
