@@ -4,17 +4,8 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 
-namespace
-{
-long long MonotonicNs()
-{
-    timespec oNow;
-    clock_gettime(CLOCK_MONOTONIC, &oNow);
-    return (long long)oNow.tv_sec * 1000000000LL + oNow.tv_nsec;
-}
-}  // namespace
+#include "QelBenchClock.h"
 
 int main(int iArgc, char** ppszArgv)
 {
@@ -26,8 +17,8 @@ int main(int iArgc, char** ppszArgv)
         fprintf(stderr, "usage: %s MICROSECONDS\n", ppszArgv[0]);
         return 2;
     }
-    const long long llStart = MonotonicNs();
-    while (MonotonicNs() - llStart < llMicroSeconds * 1000)
+    const long long llStart = QelBenchMonotonicNs();
+    while (QelBenchMonotonicNs() - llStart < llMicroSeconds * 1000)
     {
     }
     return 0;

@@ -11,19 +11,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
+
+#include "QelBenchClock.h"
 
 extern char** environ;
-
-namespace
-{
-long long MonotonicNs()
-{
-    timespec oNow;
-    clock_gettime(CLOCK_MONOTONIC, &oNow);
-    return (long long)oNow.tv_sec * 1000000000LL + oNow.tv_nsec;
-}
-}  // namespace
 
 int main(int iArgc, char** ppszArgv)
 {
@@ -40,7 +31,7 @@ int main(int iArgc, char** ppszArgv)
         fprintf(stderr, "%s: cannot set up the run\n", ppszArgv[0]);
         return 1;
     }
-    const long long llStart = MonotonicNs();
+    const long long llStart = QelBenchMonotonicNs();
     pid_t iChild            = 0;
     const int iError        = posix_spawnp(&iChild, ppszArgv[1], &oActions, nullptr, ppszArgv + 1, environ);
     if (iError != 0)
@@ -57,7 +48,7 @@ int main(int iArgc, char** ppszArgv)
             return 1;
         }
     }
-    const long long llEnd = MonotonicNs();
+    const long long llEnd = QelBenchMonotonicNs();
     posix_spawn_file_actions_destroy(&oActions);
     printf("%lld\n", (llEnd - llStart) / 1000);
     return 0;
