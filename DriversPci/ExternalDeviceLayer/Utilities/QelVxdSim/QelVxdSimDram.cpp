@@ -29,6 +29,17 @@ MUINT8 CQelSimDram::PeekByte(MUINT32 uiOffset) const
     return pucPage != nullptr ? pucPage[uiOffset % msc_uiPageSize] : msc_ucUnwrittenPattern;
 }
 
+std::unique_ptr<MUINT8[]> CQelSimDram::NewUnwrittenPage()
+{
+    std::unique_ptr<MUINT8[]> pucBytes(new (std::nothrow) MUINT8[msc_uiPageSize]);
+    if (pucBytes != nullptr)
+    {
+        // Filling the page is also what makes the host back it: a spare is resident when taken.
+        memset(pucBytes.get(), msc_ucUnwrittenPattern, msc_uiPageSize);
+    }
+    return pucBytes;
+}
+
 MUINT8* CQelSimDram::WritablePage(MUINT32 uiOffset)
 {
     const MUINT32 uiIndex = uiOffset / msc_uiPageSize;
@@ -43,8 +54,11 @@ MUINT8* CQelSimDram::WritablePage(MUINT32 uiOffset)
         }
         else
         {
-            pucBytes.reset(new MUINT8[msc_uiPageSize]);
-            memset(pucBytes.get(), msc_ucUnwrittenPattern, msc_uiPageSize);
+            pucBytes = NewUnwrittenPage();
+            if (pucBytes == nullptr)
+            {
+                throw std::bad_alloc();
+            }
         }
         rpucPage = pucBytes.get();
         m_aoPages.push_back({uiIndex, std::move(pucBytes)});
@@ -58,17 +72,11 @@ bool CQelSimDram::PrepareSparePage()
     {
         return false;
     }
-    if (m_aoSpares.capacity() < msc_uiSparePages)
-    {
-        m_aoSpares.reserve(msc_uiSparePages);
-    }
-    std::unique_ptr<MUINT8[]> pucBytes(new (std::nothrow) MUINT8[msc_uiPageSize]);
+    std::unique_ptr<MUINT8[]> pucBytes = NewUnwrittenPage();
     if (pucBytes == nullptr)
     {
         return false;
     }
-    // Filling the page is what makes the host back it: the first write finds it resident.
-    memset(pucBytes.get(), msc_ucUnwrittenPattern, msc_uiPageSize);
     m_aoSpares.push_back(std::move(pucBytes));
     return true;
 }

@@ -63,7 +63,9 @@ public:
 
 private:
     MUINT8 GarbageByte(MUINT32 uiOffset) const;
-    // The page holding uiOffset (< size), allocated on first use.
+    // A page that reads the unwritten pattern; null when it cannot be allocated.
+    static std::unique_ptr<MUINT8[]> NewUnwrittenPage();
+    // The page holding uiOffset (< size), allocated on first use (a spare when there is one).
     MUINT8* WritablePage(MUINT32 uiOffset);
 
     struct SFree
