@@ -10,13 +10,8 @@ static_assert(std::endian::native == std::endian::little);
 CQelSimDram::CQelSimDram(MUINT32 uiSize)
     : m_uiSize(uiSize),
       m_bContentsValid(true),
-      m_ppucPageTable(static_cast<MUINT8**>(calloc((uiSize + msc_uiPageSize - 1) / msc_uiPageSize + 1, sizeof(MUINT8*))))
+      m_ppucPageTable((uiSize + msc_uiPageSize - 1) / msc_uiPageSize)
 {
-    // (One spare entry, so that a memory of size 0 still gets a table and never a null.)
-    if (m_ppucPageTable == nullptr)
-    {
-        throw std::bad_alloc();
-    }
 }
 
 MUINT8 CQelSimDram::PeekByte(MUINT32 uiOffset) const

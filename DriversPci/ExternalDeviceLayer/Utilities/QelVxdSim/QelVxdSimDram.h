@@ -12,11 +12,11 @@
 // chip model (QelVxdSimChip.h) switches it; a memory without one keeps its contents valid.
 #pragma once
 
-#include <cstdlib>
 #include <memory>
 #include <vector>
 
 #include "QelBaseTypes.h"
+#include "QelVxdSimZeroed.h"
 
 class CQelSimDram
 {
@@ -68,17 +68,12 @@ private:
     // The page holding uiOffset (< size), allocated on first use (a spare when there is one).
     MUINT8* WritablePage(MUINT32 uiOffset);
 
-    struct SFree
-    {
-        void operator()(MUINT8** ppuc) const { free(ppuc); }
-    };
-
     MUINT32 m_uiSize;
     bool m_bContentsValid;
     MUINT32 m_uiStuckBits = 0;
-    // One entry per page, null until the page is written (calloc: untouched entries cost no
-    // memory). The pages are owned by m_aoPages, which also lists them for Forget.
-    std::unique_ptr<MUINT8*[], SFree> m_ppucPageTable;
+    // One entry per page, null until the page is written (untouched entries cost no memory). The
+    // pages are owned by m_aoPages, which also lists them for Forget.
+    CQelSimZeroed<MUINT8*> m_ppucPageTable;
     struct SPage
     {
         MUINT32 uiIndex;

@@ -34,7 +34,7 @@ MUINT32 CQelSimRegReadOnlyBits::OnWrite(CQelSimBoard&, MUINT32, MUINT32 uiStored
 }
 
 CQelSimRegisterFile::CQelSimRegisterFile(MUINT32 uiSize)
-    : m_auiCells(uiSize / 4, 0), m_aucBehaviour(uiSize / 4, 0), m_aucFlags(uiSize / 4, 0), m_poSink(nullptr)
+    : m_auiCells(uiSize / 4), m_aucBehaviour(uiSize / 4), m_aucFlags(uiSize / 4), m_poSink(nullptr)
 {
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "QelBaseTypes.h"
+#include "QelVxdSimZeroed.h"
 
 class CQelSimBoard;
 
@@ -86,9 +87,9 @@ private:
     MUINT32 ReadLanes(CQelSimBoard& roBoard, MUINT32 uiDword, MUINT32 uiByteMask);
     void WriteLanes(CQelSimBoard& roBoard, MUINT32 uiDword, MUINT32 uiByteMask, MUINT32 uiLaneValue);
 
-    std::vector<MUINT32> m_auiCells;
-    std::vector<MUINT8> m_aucBehaviour;  // per dword: 0 none, else index + 1 in m_apoBehaviours
-    std::vector<MUINT8> m_aucFlags;      // per dword
+    CQelSimZeroed<MUINT32> m_auiCells;
+    CQelSimZeroed<MUINT8> m_aucBehaviour;  // per dword: 0 none, else index + 1 in m_apoBehaviours
+    CQelSimZeroed<MUINT8> m_aucFlags;      // per dword
     std::vector<CQelSimRegBehaviour*> m_apoBehaviours;
     CQelSimPersistenceSink* m_poSink;
 };
