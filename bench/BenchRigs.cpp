@@ -30,14 +30,9 @@ bool QelBench_WriteBoardImage(const std::string& rsPath, std::string& rsError)
     {
         return false;
     }
-    const std::vector<MUINT8>& raucFlash = oRig.aoBoards.front().oFlash.Stored();
-    size_t uiUsed                        = raucFlash.size();
-    while (uiUsed > 0 && raucFlash[uiUsed - 1] == 0xFF)
-    {
-        --uiUsed;
-    }
+    const std::vector<MUINT8> aucImage = oRig.aoBoards.front().oFlash.UsedImage();
     std::ofstream oImage(rsPath, std::ios::binary);
-    oImage.write(reinterpret_cast<const char*>(raucFlash.data()), (std::streamsize)uiUsed);
+    oImage.write(reinterpret_cast<const char*>(aucImage.data()), (std::streamsize)aucImage.size());
     if (!oImage.good())
     {
         rsError = rsPath + ": cannot be written";

@@ -7,10 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-bool QelVxdSim_ReadFile(const std::string& rsPath, size_t uiMaxBytes, const std::string& rsLimit,
-                        std::vector<MUINT8>& raucData, std::string& rsError)
+bool QelVxdSim_ReadFileInPieces(const std::string& rsPath, size_t uiMaxBytes, const std::string& rsLimit,
+                                const std::function<void(size_t, const MUINT8*, size_t)>& fnPiece,
+                                std::string& rsError)
 {
-    raucData.clear();
     FILE* pFile = fopen(rsPath.c_str(), "rb");
     if (pFile == nullptr)
     {
@@ -19,31 +19,30 @@ bool QelVxdSim_ReadFile(const std::string& rsPath, size_t uiMaxBytes, const std:
     }
     const auto TooLong = [&](const std::string& rsHolds) {
         fclose(pFile);
-        raucData.clear();
         rsError = "\"" + rsPath + "\" holds " + rsHolds + "more than " + rsLimit + " (" + std::to_string(uiMaxBytes) + ")";
         return false;
     };
-    // A regular file says its size: refuse it unread when it is too long, else allocate once (a
-    // flash image is read at every start). The loop below still stops at the bound, whatever the
-    // size said.
+    // A regular file says its size: refuse it unread when it is too long. The loop still stops at
+    // the bound, whatever the size said (a device or a pipe says nothing, a file may grow).
     struct stat oStat;
-    if (fstat(fileno(pFile), &oStat) == 0 && S_ISREG(oStat.st_mode))
+    if (fstat(fileno(pFile), &oStat) == 0 && S_ISREG(oStat.st_mode) && (MUINT64)oStat.st_size > uiMaxBytes)
     {
-        if ((MUINT64)oStat.st_size > uiMaxBytes)
-        {
-            return TooLong(std::to_string(oStat.st_size) + " bytes, ");
-        }
-        raucData.reserve((size_t)oStat.st_size);
+        return TooLong(std::to_string(oStat.st_size) + " bytes, ");
     }
-    MUINT8 aucChunk[65536];
+    // A piece is a few pages of the stack that stay in use: the file's bytes land only where the
+    // caller keeps them, and a flash image (read at every start) is mostly erased pages that the
+    // caller does not keep at all.
+    MUINT8 aucPiece[16384];
+    size_t uiDone = 0;
     size_t uiRead = 0;
-    while ((uiRead = fread(aucChunk, 1, sizeof(aucChunk), pFile)) > 0)
+    while ((uiRead = fread(aucPiece, 1, sizeof(aucPiece), pFile)) > 0)
     {
-        if (uiRead > uiMaxBytes - raucData.size())
+        if (uiRead > uiMaxBytes - uiDone)
         {
             return TooLong("");
         }
-        raucData.insert(raucData.end(), aucChunk, aucChunk + uiRead);
+        fnPiece(uiDone, aucPiece, uiRead);
+        uiDone += uiRead;
     }
     const bool bFailed = ferror(pFile) != 0;
     fclose(pFile);
@@ -53,6 +52,21 @@ bool QelVxdSim_ReadFile(const std::string& rsPath, size_t uiMaxBytes, const std:
         return false;
     }
     return true;
+}
+
+bool QelVxdSim_ReadFile(const std::string& rsPath, size_t uiMaxBytes, const std::string& rsLimit,
+                        std::vector<MUINT8>& raucData, std::string& rsError)
+{
+    raucData.clear();
+    const bool bRead = QelVxdSim_ReadFileInPieces(
+        rsPath, uiMaxBytes, rsLimit,
+        [&](size_t, const MUINT8* pucPiece, size_t uiSize) { raucData.insert(raucData.end(), pucPiece, pucPiece + uiSize); },
+        rsError);
+    if (!bRead)
+    {
+        raucData.clear();
+    }
+    return bRead;
 }
 
 bool QelVxdSim_WriteFileAtomic(const std::string& rsPath, const void* pvData, size_t uiSize, std::string& rsError)

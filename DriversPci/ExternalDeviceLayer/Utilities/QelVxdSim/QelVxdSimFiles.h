@@ -2,6 +2,7 @@
 // killed at any moment leaves either the old or the new content, never a mixture.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,11 @@ inline constexpr size_t QELVXD_SIM_MAX_TEXT_FILE = 16u << 20;
 // otherwise: "<path>" holds N bytes, more than <rsLimit> (<uiMaxBytes>).
 bool QelVxdSim_ReadFile(const std::string& rsPath, size_t uiMaxBytes, const std::string& rsLimit,
                         std::vector<MUINT8>& raucData, std::string& rsError);
+// The same read, handing the file to fnPiece piece by piece (offset in the file, bytes, count)
+// instead of keeping it; the pieces before a refusal have been handed on already.
+bool QelVxdSim_ReadFileInPieces(const std::string& rsPath, size_t uiMaxBytes, const std::string& rsLimit,
+                                const std::function<void(size_t, const MUINT8*, size_t)>& fnPiece,
+                                std::string& rsError);
 
 // Writes the data to "<path>.tmp.<pid>" in the same directory and renames it over the path.
 // False with the reason in rsError; the temporary file is removed on failure.

@@ -1,7 +1,9 @@
-// The content of a board's SPI flash chip. Only the bytes from address 0 up to the last one that an
-// image loaded or a program changed are stored; the rest of the chip reads erased (0xFF), as a
-// blank part does. An 8 MiB part whose image holds 128 KiB costs 128 KiB, not 8 MiB of memory
-// filled and faulted in at every start of the simulator.
+// The content of a board's SPI flash chip, kept in 4 KiB pages. A page is stored only once an
+// image or a program put a byte other than erased (0xFF) into it; every other page reads erased,
+// as a blank part does. A board image is mostly erased (the parameter block near the start, its
+// pointer near the end of the first 128 KiB), so loading one stores two pages, not the 32 pages
+// of memory that a flat copy would fill and fault in at every start of the simulator; an 8 MiB
+// part costs no more than its used pages.
 #pragma once
 
 #include <algorithm>
@@ -13,13 +15,20 @@
 class CQelSimFlashContent
 {
 public:
-    static constexpr MUINT8 ERASED = 0xFF;
+    static constexpr MUINT8 ERASED          = 0xFF;
+    static constexpr MUINT32 msc_uiPageSize = 4096;
 
     CQelSimFlashContent() = default;
     explicit CQelSimFlashContent(MUINT32 uiChipSize) : m_uiSize(uiChipSize) {}
 
     MUINT32 size() const { return m_uiSize; }
-    MUINT8 operator[](MUINT32 uiAddress) const { return uiAddress < m_aucStored.size() ? m_aucStored[uiAddress] : ERASED; }
+    MUINT8 operator[](MUINT32 uiAddress) const
+    {
+        const MUINT32 uiPage = uiAddress / msc_uiPageSize;
+        return uiPage < m_aaucPages.size() && !m_aaucPages[uiPage].empty()
+                   ? m_aaucPages[uiPage][uiAddress % msc_uiPageSize]
+                   : ERASED;
+    }
     // The bytes [uiAddress, uiAddress + uiCount) clipped to the chip.
     std::vector<MUINT8> Bytes(MUINT32 uiAddress, MUINT32 uiCount) const
     {
@@ -30,61 +39,41 @@ public:
         }
         return auc;
     }
-    // The stored bytes (a prefix of the chip); everything after them reads erased.
-    const std::vector<MUINT8>& Stored() const { return m_aucStored; }
-    // The whole chip, as an image file holds it.
-    std::vector<MUINT8> Image() const
+    // Pages that hold memory (the rest costs none).
+    size_t StoredPages() const
     {
-        std::vector<MUINT8> auc(m_uiSize, ERASED);
-        std::copy(m_aucStored.begin(), m_aucStored.end(), auc.begin());
+        return (size_t)std::count_if(m_aaucPages.begin(), m_aaucPages.end(),
+                                     [](const std::vector<MUINT8>& rauc) { return !rauc.empty(); });
+    }
+    // The whole chip, as an image file holds it.
+    std::vector<MUINT8> Image() const { return Flat(m_uiSize); }
+    // The chip up to its last byte that is not erased: an image file of what is used (the rest of
+    // the chip reads erased when such a file is loaded).
+    std::vector<MUINT8> UsedImage() const
+    {
+        std::vector<MUINT8> auc = Flat((MUINT32)std::min<size_t>(m_uiSize, m_aaucPages.size() * msc_uiPageSize));
+        while (!auc.empty() && auc.back() == ERASED)
+        {
+            auc.pop_back();
+        }
         return auc;
     }
 
-    // Sets bytes, clipped to the chip; true when some byte changed. Erased bytes past the stored
-    // prefix change nothing and are not stored, and the storage grows once, not byte by byte: a
-    // whole image is loaded at every start of the simulator.
+    // Sets bytes, clipped to the chip; true when some byte changed. Erased bytes written to a page
+    // that is not stored change nothing and store nothing.
     bool Write(MUINT32 uiAddress, const MUINT8* pucData, MUINT32 uiCount)
     {
-        if (uiAddress >= m_uiSize)
+        bool bChanged = false;
+        while (uiCount != 0 && uiAddress < m_uiSize)
         {
-            return false;
-        }
-        const size_t uiStored = m_aucStored.size();
-        size_t uiEnd          = std::min<size_t>(uiCount, m_uiSize - uiAddress);
-        while (uiEnd != 0 && uiAddress + uiEnd > uiStored && pucData[uiEnd - 1] == ERASED)
-        {
-            --uiEnd;
-        }
-        if (uiEnd == 0)
-        {
-            return false;
-        }
-        if (uiAddress + uiEnd > uiStored)
-        {
-            m_aucStored.resize(uiAddress + uiEnd, ERASED);
-        }
-        MUINT8* pucStored   = m_aucStored.data() + uiAddress;
-        const bool bChanged = memcmp(pucStored, pucData, uiEnd) != 0;
-        if (bChanged)
-        {
-            memcpy(pucStored, pucData, uiEnd);
+            const MUINT32 uiInPage = uiAddress % msc_uiPageSize;
+            const MUINT32 uiPiece  = std::min({uiCount, msc_uiPageSize - uiInPage, m_uiSize - uiAddress});
+            bChanged               = WriteInPage(uiAddress / msc_uiPageSize, uiInPage, pucData, uiPiece) || bChanged;
+            uiAddress += uiPiece;
+            pucData += uiPiece;
+            uiCount -= uiPiece;
         }
         return bChanged;
-    }
-
-    // Loads a whole image into a blank chip, taking over its bytes rather than copying them;
-    // bytes past the chip are dropped, and so are erased bytes at the end (they read erased).
-    void LoadImage(std::vector<MUINT8>&& raucImage)
-    {
-        m_aucStored = std::move(raucImage);
-        if (m_aucStored.size() > m_uiSize)
-        {
-            m_aucStored.resize(m_uiSize);
-        }
-        while (!m_aucStored.empty() && m_aucStored.back() == ERASED)
-        {
-            m_aucStored.pop_back();
-        }
     }
 
     bool operator==(const CQelSimFlashContent& ro) const
@@ -93,10 +82,10 @@ public:
         {
             return false;
         }
-        const size_t uiStored = std::max(m_aucStored.size(), ro.m_aucStored.size());
-        for (size_t uiAt = 0; uiAt < uiStored; ++uiAt)
+        const size_t uiPages = std::max(m_aaucPages.size(), ro.m_aaucPages.size());
+        for (MUINT32 uiAt = 0; uiAt < m_uiSize && uiAt / msc_uiPageSize < uiPages; ++uiAt)
         {
-            if ((*this)[(MUINT32)uiAt] != ro[(MUINT32)uiAt])
+            if ((*this)[uiAt] != ro[uiAt])
             {
                 return false;
             }
@@ -105,6 +94,47 @@ public:
     }
 
 private:
+    // The first uiEnd bytes of the chip (uiEnd <= size) in one flat array.
+    std::vector<MUINT8> Flat(MUINT32 uiEnd) const
+    {
+        std::vector<MUINT8> auc(uiEnd, ERASED);
+        for (size_t uiPage = 0; uiPage < m_aaucPages.size() && uiPage * msc_uiPageSize < uiEnd; ++uiPage)
+        {
+            const std::vector<MUINT8>& raucPage = m_aaucPages[uiPage];
+            const size_t uiStart                = uiPage * msc_uiPageSize;
+            if (!raucPage.empty())
+            {
+                std::copy_n(raucPage.begin(), std::min<size_t>(msc_uiPageSize, uiEnd - uiStart), auc.begin() + uiStart);
+            }
+        }
+        return auc;
+    }
+    bool WriteInPage(MUINT32 uiPage, MUINT32 uiInPage, const MUINT8* pucData, MUINT32 uiCount)
+    {
+        const bool bStored = uiPage < m_aaucPages.size() && !m_aaucPages[uiPage].empty();
+        if (!bStored)
+        {
+            if (std::all_of(pucData, pucData + uiCount, [](MUINT8 uc) { return uc == ERASED; }))
+            {
+                return false;
+            }
+            if (uiPage >= m_aaucPages.size())
+            {
+                m_aaucPages.resize(uiPage + 1);
+            }
+            m_aaucPages[uiPage].assign(msc_uiPageSize, ERASED);
+        }
+        MUINT8* pucStored = m_aaucPages[uiPage].data() + uiInPage;
+        if (memcmp(pucStored, pucData, uiCount) == 0)
+        {
+            return false;
+        }
+        memcpy(pucStored, pucData, uiCount);
+        return true;
+    }
+
     MUINT32 m_uiSize = 0;
-    std::vector<MUINT8> m_aucStored;
+    // Indexed by page; an empty page is not stored and reads erased. Grows only up to the last
+    // page stored.
+    std::vector<std::vector<MUINT8>> m_aaucPages;
 };

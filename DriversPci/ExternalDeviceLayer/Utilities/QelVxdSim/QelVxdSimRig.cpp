@@ -255,14 +255,17 @@ bool ParseEeprom(CRigObject& roBoardObject, const std::string& rsBaseDirectory, 
         if (!sImage.empty())
         {
             roBoard.sFlashImagePath = QelVxdSim_ResolvePath(rsBaseDirectory, sImage);
-            std::vector<MUINT8> aucImage;
+            CQelSimFlashContent& roFlash = roBoard.oFlash;
             std::string sWhy;
-            if (!QelVxdSim_ReadFile(roBoard.sFlashImagePath, roBoard.oFlash.size(), "the " + sChip + " stores", aucImage,
-                                    sWhy))
+            if (!QelVxdSim_ReadFileInPieces(
+                    roBoard.sFlashImagePath, roFlash.size(), "the " + sChip + " stores",
+                    [&](size_t uiAt, const MUINT8* pucPiece, size_t uiSize) {
+                        roFlash.Write((MUINT32)uiAt, pucPiece, (MUINT32)uiSize);
+                    },
+                    sWhy))
             {
                 return oEeprom.FailAt("image", sWhy);
             }
-            roBoard.oFlash.LoadImage(std::move(aucImage));
         }
         return true;
     }
