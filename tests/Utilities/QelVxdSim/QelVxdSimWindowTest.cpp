@@ -222,6 +222,55 @@ INSTANTIATE_TEST_SUITE_P(
                       [](COpenPageTest& ro) { ro.SetMemoryDecode(true); }, 0xFFFFFFFFu, PATTERN}),
     [](const testing::TestParamInfo<SOpenPageCase>& roInfo) { return std::string(roInfo.param.pszName); });
 
+// Runs of dword accesses to one register skip the bus decode too (the open register). The board
+// still answers each of them: a change made behind the simulator's back shows at once.
+struct SOpenRegisterCase
+{
+    const char* pszName;
+    std::function<void(CQelSimBoard&)> fnChange;
+    MUINT32 uiReadAfterChange;   // the register was 0x11111111 before the change
+    MUINT32 uiReadAfterWrite;    // once 0x22222222 is written after the change
+};
+void PrintTo(const SOpenRegisterCase& roCase, std::ostream* poStream)
+{
+    *poStream << roCase.pszName;
+}
+
+class COpenRegisterTest : public CWindowTest, public testing::WithParamInterface<SOpenRegisterCase>
+{
+};
+
+const MUINT32 PLAIN_REGISTER = 0x5D00;
+
+TEST_P(COpenRegisterTest, AnAccessAfterAChangeIsAnsweredAsDecoded)
+{
+    const SOpenRegisterCase& roCase = GetParam();
+    Sim().pfnWrite32(m_hRegs + PLAIN_REGISTER, 0x11111111);
+    ASSERT_EQ(Sim().pfnRead32(m_hRegs + PLAIN_REGISTER), 0x11111111u);
+    roCase.fnChange(*m_poBoard);
+    const SQelSimBoardStats oBefore = m_poBoard->Stats();
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + PLAIN_REGISTER), roCase.uiReadAfterChange);
+    Sim().pfnWrite32(m_hRegs + PLAIN_REGISTER, 0x22222222);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + PLAIN_REGISTER), roCase.uiReadAfterWrite);
+    EXPECT_EQ(m_poBoard->Stats().uiRegReads - oBefore.uiRegReads, 2u);
+    EXPECT_EQ(m_poBoard->Stats().uiRegWrites - oBefore.uiRegWrites, 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Changes, COpenRegisterTest,
+    testing::Values(
+        SOpenRegisterCase{"Nothing", [](CQelSimBoard&) {}, 0x11111111u, 0x22222222u},
+        SOpenRegisterCase{"RegisterSetBehindTheBack",
+                          [](CQelSimBoard& ro) { ro.PokeReg(PLAIN_REGISTER, 0x33333333); }, 0x33333333u,
+                          0x22222222u},
+        SOpenRegisterCase{"DecodeOffBehindTheBack",
+                          [](CQelSimBoard& ro) {
+                              const MUINT32 uiCommand = ro.ConfigRead(QelSimPci::REG_COMMAND, 4);
+                              ro.ConfigWrite(QelSimPci::REG_COMMAND, 4, uiCommand & ~QelSimPci::COMMAND_MEMORY_ENABLE);
+                          },
+                          0xFFFFFFFFu, 0xFFFFFFFFu}),
+    [](const testing::TestParamInfo<SOpenRegisterCase>& roInfo) { return std::string(roInfo.param.pszName); });
+
 TEST_F(CWindowTest, OpenPageCountsEveryAccessAndEndsAtThePageBoundary)
 {
     const SQelSimBoardStats oBefore = m_poBoard->Stats();

@@ -198,7 +198,7 @@ const std::string& CQelSim::StatePath() const
 
 bool CQelSim::Flush(std::string& rsError)
 {
-    ClosePage();
+    CloseOpenAccess();
     bool bOk = true;
     if (m_bStateDirty)
     {
@@ -286,7 +286,7 @@ void CQelSim::PrintStats(FILE* pFile) const
 
 int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
 {
-    ClosePage();
+    CloseOpenAccess();
     CQelSimFunction* poFunction = Address(hDevice);
     if (poFunction == nullptr)
     {
@@ -324,7 +324,7 @@ int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUI
 
 int CQelSim::ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize)
 {
-    ClosePage();
+    CloseOpenAccess();
     CQelSimFunction* poFunction = Address(hDevice);
     if (poFunction == nullptr)
     {
@@ -362,13 +362,13 @@ int CQelSim::ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuff
 
 MEMHANDLE CQelSim::Map(MUINT64 uiPhysical, MUINT32 uiLength)
 {
-    ClosePage();
+    CloseOpenAccess();
     return m_oBus.Map(uiPhysical, uiLength);
 }
 
 int CQelSim::Unmap(MEMHANDLE hAddress)
 {
-    ClosePage();
+    CloseOpenAccess();
     return m_oBus.Unmap(hAddress) ? 1 : 0;
 }
 
@@ -411,9 +411,17 @@ void CQelSim::OpenPage(const SQelSimMapping& roMapping, MEMHANDLE hAddress, MUIN
     }
 }
 
+void CQelSim::OpenRegister(CQelSimBoard& roBoard, MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiOffset)
+{
+    if (m_poTrace == nullptr && uiBytes == sizeof(MUINT32))
+    {
+        m_oOpenRegister = {hAddress, &roBoard, uiOffset};
+    }
+}
+
 MUINT32 CQelSim::ReadDecoded(MEMHANDLE hAddress, MUINT32 uiBytes)
 {
-    ClosePage();
+    CloseOpenAccess();
     MUINT32 uiOffset                = 0;
     const SQelSimMapping& roMapping = Resolve(hAddress, uiBytes, false, uiOffset);
     CQelSimBoard& roBoard           = *roMapping.poBoard;
@@ -424,6 +432,7 @@ MUINT32 CQelSim::ReadDecoded(MEMHANDLE hAddress, MUINT32 uiBytes)
     {
         ++roStats.uiRegReads;
         uiValue = roBoard.RegRead(uiOffset, uiBytes);
+        OpenRegister(roBoard, hAddress, uiBytes, uiOffset);
     }
     else
     {
@@ -441,7 +450,7 @@ MUINT32 CQelSim::ReadDecoded(MEMHANDLE hAddress, MUINT32 uiBytes)
 
 void CQelSim::WriteDecoded(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue)
 {
-    ClosePage();
+    CloseOpenAccess();
     MUINT32 uiOffset                = 0;
     const SQelSimMapping& roMapping = Resolve(hAddress, uiBytes, true, uiOffset);
     CQelSimBoard& roBoard           = *roMapping.poBoard;
@@ -454,6 +463,7 @@ void CQelSim::WriteDecoded(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue)
     {
         ++roBoard.Stats().uiRegWrites;
         roBoard.RegWrite(uiOffset, uiBytes, uiValue);
+        OpenRegister(roBoard, hAddress, uiBytes, uiOffset);
     }
     else
     {
@@ -465,7 +475,7 @@ void CQelSim::WriteDecoded(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue)
 
 int CQelSim::Counter(MUINT64* puiMicroSeconds)
 {
-    ClosePage();
+    CloseOpenAccess();
     MUINT64 uiNow = 0;
     if (puiMicroSeconds == nullptr || !m_oClock.Counter(uiNow))
     {
@@ -492,7 +502,7 @@ private:
 
 void CQelSim::Delay(MUINT32 uiMicroSeconds)
 {
-    ClosePage();
+    CloseOpenAccess();
     if (m_poTrace != nullptr)
     {
         m_poTrace->Delay(m_oClock.NowUs(), uiMicroSeconds);
@@ -510,7 +520,7 @@ void CQelSim::Delay(MUINT32 uiMicroSeconds)
 
 int CQelSim::Sleep(MUINT32 uiMicroSeconds)
 {
-    ClosePage();
+    CloseOpenAccess();
     if (m_poTrace != nullptr)
     {
         m_poTrace->Sleep(m_oClock.NowUs(), uiMicroSeconds);

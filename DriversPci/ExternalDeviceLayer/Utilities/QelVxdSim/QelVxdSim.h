@@ -57,6 +57,20 @@ struct SQelSimOpenPage
     }
 };
 
+// The register that the last access through a register window reached, kept open in the same way
+// and for the same time: reading the parameter block from the EEPROM makes forty thousand
+// accesses in a row to the one bus register, and while it stays open each of them skips the bus
+// decode. The board still answers every access itself (whether it decodes its registers, what
+// the register's behaviour does), so only the look-up of the address is saved.
+struct SQelSimOpenRegister
+{
+    MUINTPTR uiAddress    = 0;        // mapped address of the register; 0: none open
+    CQelSimBoard* poBoard = nullptr;
+    MUINT32 uiOffset      = 0;        // the register's offset in the board's register window
+
+    CQelSimBoard* Holding(MEMHANDLE hAddress) const { return hAddress == uiAddress ? poBoard : nullptr; }
+};
+
 class CQelSim : private CQelSimPersistenceSink
 {
 public:
@@ -85,6 +99,11 @@ public:
                 memcpy(&uiValue, pucAt, sizeof(uiValue));
                 return uiValue;
             }
+            if (CQelSimBoard* poBoard = m_oOpenRegister.Holding(hAddress))
+            {
+                ++poBoard->Stats().uiRegReads;
+                return poBoard->RegRead(m_oOpenRegister.uiOffset, sizeof(MUINT32));
+            }
         }
         return ReadDecoded(hAddress, uiBytes);
     }
@@ -96,6 +115,12 @@ public:
             {
                 ++m_oOpenPage.poStats->uiMemWrites;
                 memcpy(pucAt, &uiValue, sizeof(uiValue));
+                return;
+            }
+            if (CQelSimBoard* poBoard = m_oOpenRegister.Holding(hAddress))
+            {
+                ++poBoard->Stats().uiRegWrites;
+                poBoard->RegWrite(m_oOpenRegister.uiOffset, sizeof(MUINT32), uiValue);
                 return;
             }
         }
@@ -128,13 +153,20 @@ private:
     bool SaveState(std::string& rsError);
     void OnPersistentRegisterChanged(MUINT32 uiOffset) override;
     const SQelSimMapping& Resolve(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite, MUINT32& ruiOffset);
-    // Read and Write through the bus decode, for every access the open page does not take.
+    // Read and Write through the bus decode, for every access the open page and register do not
+    // take.
     MUINT32 ReadDecoded(MEMHANDLE hAddress, MUINT32 uiBytes);
     void WriteDecoded(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue);
-    // Opens the page of a memory access just made at hAddress (window offset uiOffset), when the
-    // whole page lies in the mapping and in the memory and no trace wants every access.
+    // Opens the page or the register of an access just made at hAddress (window offset uiOffset):
+    // a page when it lies whole in the mapping and in the memory, a register when the access was
+    // a dword; neither while a trace wants to see every access decoded.
     void OpenPage(const SQelSimMapping& roMapping, MEMHANDLE hAddress, MUINT32 uiOffset);
-    void ClosePage() { m_oOpenPage = SQelSimOpenPage(); }
+    void OpenRegister(CQelSimBoard& roBoard, MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiOffset);
+    void CloseOpenAccess()
+    {
+        m_oOpenPage     = SQelSimOpenPage();
+        m_oOpenRegister = SQelSimOpenRegister();
+    }
     [[noreturn]] void Fault(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite);
     // The function at hDevice; a board becomes the one that waits are counted against.
     CQelSimFunction* Address(PCIHANDLE hDevice);
@@ -149,6 +181,7 @@ private:
     bool m_bStateWarned;
     CQelSimBoard* m_poAddressedBoard = nullptr;
     SQelSimOpenPage m_oOpenPage;
+    SQelSimOpenRegister m_oOpenRegister;
 };
 
 // ---- The process-wide simulator. Each Load function reads QELVXD_SIM_TRACE for the trace file,
