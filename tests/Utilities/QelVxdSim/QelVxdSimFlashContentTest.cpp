@@ -2,6 +2,7 @@
 // stores, every address must read what was last written there, and erased everywhere else.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "QelVxdSimFlashContent.h"
