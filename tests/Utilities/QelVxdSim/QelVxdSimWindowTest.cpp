@@ -169,6 +169,7 @@ struct SOpenPageCase
     const char* pszName;
     FnBoardChange fnChange;
     FnBoardChange fnUndo;
+    MUINT32 uiFirstWhileChanged;  // of the dword written before the change; 0: garbage expected
     MUINT32 uiReadWhileChanged;   // of the dword written after the change; 0: garbage expected
     MUINT32 uiReadAfterUndo;      // the same dword once the change is undone
 };
@@ -181,6 +182,13 @@ class COpenPageTest : public CWindowTest, public testing::WithParamInterface<SOp
 {
 public:
     CQelSimDram& Dram() { return m_poBoard->Dram(); }
+    // Memory decoding switched in the board's configuration space without a bus access.
+    void PokeMemoryDecode(bool bOn)
+    {
+        const MUINT32 uiCommand = m_poBoard->PeekConfig(QelSimPci::REG_COMMAND);
+        const MUINT32 uiEnable  = QelSimPci::COMMAND_MEMORY_ENABLE;
+        m_poBoard->PokeConfig(QelSimPci::REG_COMMAND, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
+    }
 };
 
 const MUINT32 PATTERN = 0xA5A5A5A5u;
@@ -192,17 +200,20 @@ TEST_P(COpenPageTest, AnAccessAfterAChangeIsAnsweredAsDecoded)
     Sim().pfnWrite32(m_hMem + PAGE_AT, 0x11111111);
     ASSERT_EQ(Sim().pfnRead32(m_hMem + PAGE_AT), 0x11111111u);
     roCase.fnChange(*this);
+    const auto fnExpect = [](MUINT32 uiRead, MUINT32 uiExpected, MUINT32 uiWritten) {
+        if (uiExpected != 0)
+        {
+            EXPECT_EQ(uiRead, uiExpected);
+        }
+        else
+        {
+            EXPECT_NE(uiRead, uiWritten) << "untrained memory answers garbage";
+            EXPECT_NE(uiRead, PATTERN);
+        }
+    };
+    fnExpect(Sim().pfnRead32(m_hMem + PAGE_AT), roCase.uiFirstWhileChanged, 0x11111111);
     Sim().pfnWrite32(m_hMem + PAGE_AT + 4, 0x22222222);
-    const MUINT32 uiWhileChanged = Sim().pfnRead32(m_hMem + PAGE_AT + 4);
-    if (roCase.uiReadWhileChanged != 0)
-    {
-        EXPECT_EQ(uiWhileChanged, roCase.uiReadWhileChanged);
-    }
-    else
-    {
-        EXPECT_NE(uiWhileChanged, 0x22222222u) << "untrained memory answers garbage";
-        EXPECT_NE(uiWhileChanged, PATTERN);
-    }
+    fnExpect(Sim().pfnRead32(m_hMem + PAGE_AT + 4), roCase.uiReadWhileChanged, 0x22222222);
     roCase.fnUndo(*this);
     EXPECT_EQ(Sim().pfnRead32(m_hMem + PAGE_AT + 4), roCase.uiReadAfterUndo);
 }
@@ -211,15 +222,20 @@ const FnBoardChange fnNothing = [](COpenPageTest&) {};
 INSTANTIATE_TEST_SUITE_P(
     Changes, COpenPageTest,
     testing::Values(
-        SOpenPageCase{"Nothing", fnNothing, fnNothing, 0x22222222u, 0x22222222u},
+        SOpenPageCase{"Nothing", fnNothing, fnNothing, 0x11111111u, 0x22222222u, 0x22222222u},
         SOpenPageCase{"ContentsLost", [](COpenPageTest& ro) { ro.Dram().SetContentsValid(false); },
-                      [](COpenPageTest& ro) { ro.Dram().SetContentsValid(true); }, 0, PATTERN},
-        SOpenPageCase{"DataLineStuck", [](COpenPageTest& ro) { ro.Dram().SetStuckBits(0x00000100); },
-                      [](COpenPageTest& ro) { ro.Dram().SetStuckBits(0); }, 0x22222322u, 0x22222222u},
-        SOpenPageCase{"ContentsForgotten", [](COpenPageTest& ro) { ro.Dram().Forget(); }, fnNothing, 0x22222222u,
+                      [](COpenPageTest& ro) { ro.Dram().SetContentsValid(true); }, 0, 0, PATTERN},
+        SOpenPageCase{"DataLineStuck", [](COpenPageTest& ro) { ro.Dram().SetStuckBits(0x00000400); },
+                      [](COpenPageTest& ro) { ro.Dram().SetStuckBits(0); }, 0x11111511u, 0x22222622u,
                       0x22222222u},
+        SOpenPageCase{"ContentsForgotten", [](COpenPageTest& ro) { ro.Dram().Forget(); }, fnNothing, PATTERN,
+                      0x22222222u, 0x22222222u},
         SOpenPageCase{"MemoryDecodeOff", [](COpenPageTest& ro) { ro.SetMemoryDecode(false); },
-                      [](COpenPageTest& ro) { ro.SetMemoryDecode(true); }, 0xFFFFFFFFu, PATTERN}),
+                      [](COpenPageTest& ro) { ro.SetMemoryDecode(true); }, 0xFFFFFFFFu, 0xFFFFFFFFu,
+                      PATTERN},
+        SOpenPageCase{"MemoryDecodeOffBehindTheBus", [](COpenPageTest& ro) { ro.PokeMemoryDecode(false); },
+                      [](COpenPageTest& ro) { ro.PokeMemoryDecode(true); }, 0xFFFFFFFFu, 0xFFFFFFFFu,
+                      PATTERN}),
     [](const testing::TestParamInfo<SOpenPageCase>& roInfo) { return std::string(roInfo.param.pszName); });
 
 // Runs of dword accesses to one register skip the bus decode too (the open register). The board

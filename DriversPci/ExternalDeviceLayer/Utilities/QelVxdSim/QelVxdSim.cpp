@@ -405,9 +405,12 @@ void CQelSim::OpenPage(const SQelSimMapping& roMapping, MEMHANDLE hAddress, MUIN
     const MUINT32 uiPage      = CQelSimDram::msc_uiPageSize;
     const bool bWholePage     = roDram.Size() >= uiPage && uiOffset - uiInPage <= roDram.Size() - uiPage &&
                             uiStart >= roMapping.uiStart && roMapping.uiEnd - uiStart >= uiPage;
-    if (m_poTrace == nullptr && bWholePage)
+    MUINT8* pucBytes      = bWholePage ? roDram.PageAt(uiOffset) : nullptr;
+    const bool bPlain     = pucBytes != nullptr && roMapping.poBoard->MemoryDecoded() && roDram.ContentsValid() &&
+                        roDram.StuckBits() == 0;
+    if (m_poTrace == nullptr && bPlain)
     {
-        m_oOpenPage = {uiStart, roDram.PageEntry(uiOffset), roMapping.poBoard, &roDram, &roMapping.poBoard->Stats()};
+        m_oOpenPage = {uiStart, pucBytes, &roDram, roDram.ChangeCount(), &roMapping.poBoard->Stats()};
     }
 }
 

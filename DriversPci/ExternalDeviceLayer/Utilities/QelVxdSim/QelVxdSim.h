@@ -28,32 +28,31 @@ struct SQelVxdBackend;
 // next 32-bit access to the same page goes straight to it. The memory test makes a quarter of a
 // million accesses in a row, and decoding each one through the bus, the board and the page table
 // cost more than all the tool's own work. The page stays open only while nothing else happens:
-// every other operation of the simulator closes it. Each use also re-reads what decides the
-// outcome of an access (the board decodes its memory, the contents are trained, no data line is
-// stuck, the page is still allocated), so a board changed behind the simulator's back, as tests
-// do, is still answered exactly.
+// every other operation of the simulator closes it. It is opened only on a plain page (allocated,
+// the board decoding its memory, the contents trained, no data line stuck), and each use checks
+// that the memory's change count is still the one seen then: whatever could make the page less
+// plain changes the count (QelVxdSimDram.h), so a board changed behind the simulator's back, as
+// tests do, is still answered exactly, at the price of one comparison per access.
 struct SQelSimOpenPage
 {
-    MUINTPTR uiStart         = 0;   // mapped address of the page's first byte; 0: none open
-    MUINT8* const* ppucBytes = nullptr;   // the page's entry in the memory's page table
-    const CQelSimBoard* poBoard = nullptr;
-    const CQelSimDram* poDram   = nullptr;
-    SQelSimBoardStats* poStats  = nullptr;
+    MUINTPTR uiStart           = 0;   // mapped address of the page's first byte; 0: none open
+    MUINT8* pucBytes           = nullptr;
+    const CQelSimDram* poDram  = nullptr;
+    MUINT64 uiChangeCount      = 0;   // the memory's change count when the page was opened
+    SQelSimBoardStats* poStats = nullptr;
 
     // The page's bytes when a dword access at hAddress may use them, else null. All four bytes
     // must lie in the page: an unaligned dword in its last three bytes runs into the next page and
     // takes the decoded path. No window is mapped below the first page of the address space, so a
-    // closed page (start 0) holds nothing.
+    // closed page (start 0) holds nothing, and its memory is never looked at.
     MUINT8* Holding(MEMHANDLE hAddress) const
     {
-        if (hAddress - uiStart > CQelSimDram::msc_uiPageSize - sizeof(MUINT32))
+        if (hAddress - uiStart > CQelSimDram::msc_uiPageSize - sizeof(MUINT32) ||
+            poDram->ChangeCount() != uiChangeCount)
         {
             return nullptr;
         }
-        MUINT8* pucBytes = *ppucBytes;
-        const bool bPlain = pucBytes != nullptr && poBoard->MemoryDecoded() && poDram->ContentsValid() &&
-                            poDram->StuckBits() == 0;
-        return bPlain ? pucBytes + (hAddress - uiStart) : nullptr;
+        return pucBytes + (hAddress - uiStart);
     }
 };
 

@@ -144,6 +144,7 @@ void CQelSimBoard::UpdateDecode()
     if (bMemory != m_bMemoryDecoded)
     {
         Note(bMemory ? "memory window decoded" : "memory window not decoded: reads give all ones");
+        m_oDram.NoteDecodeChanged();
     }
     if (bRegisters != m_bRegistersDecoded)
     {

@@ -29,14 +29,29 @@ public:
     CQelSimDram& operator=(const CQelSimDram&) = delete;
 
     MUINT32 Size() const { return m_uiSize; }
-    void SetContentsValid(bool bValid) { m_bContentsValid = bValid; }
+    void SetContentsValid(bool bValid)
+    {
+        m_bContentsValid = bValid;
+        ++m_uiChangeCount;
+    }
     bool ContentsValid() const { return m_bContentsValid; }
     // Data lines stuck high: every dword read through the bus has these bits set (a faulty
     // memory; 0 for none).
-    void SetStuckBits(MUINT32 uiMask) { m_uiStuckBits = uiMask; }
+    void SetStuckBits(MUINT32 uiMask)
+    {
+        m_uiStuckBits = uiMask;
+        ++m_uiChangeCount;
+    }
     MUINT32 StuckBits() const { return m_uiStuckBits; }
     // Drops every page: all memory reads the unwritten pattern again (contents lost in a reset).
     void Forget();
+
+    // Counts the changes to how an access is answered, as opposed to the data it finds: contents
+    // made valid or lost, data lines stuck or freed, pages dropped, and the board's memory window
+    // decoded or not (the board reports that with NoteDecodeChanged). A view of the memory kept
+    // from one access to the next holds while the count stays the same.
+    MUINT64 ChangeCount() const { return m_uiChangeCount; }
+    void NoteDecodeChanged() { ++m_uiChangeCount; }
 
     // Bus view: an access of 1, 2 or 4 bytes, little-endian, as the memory window answers it.
     // Bytes beyond the memory read as 0xFF and are not written.
@@ -57,9 +72,9 @@ public:
     // allocation failed: first writes then allocate as usual).
     bool PrepareSparePage();
     size_t SparePages() const { return m_aoSpares.size(); }
-    // The page table's entry for the page holding uiOffset (< size): null until the page is
-    // written, and again after Forget. It stays at this address for the memory's lifetime.
-    MUINT8* const* PageEntry(MUINT32 uiOffset) const { return &m_ppucPageTable[uiOffset / msc_uiPageSize]; }
+    // The bytes of the page holding uiOffset (< size): null until the page is written, and again
+    // after Forget. A page keeps its bytes at the same address until Forget drops it.
+    MUINT8* PageAt(MUINT32 uiOffset) const { return m_ppucPageTable[uiOffset / msc_uiPageSize]; }
 
 private:
     MUINT8 GarbageByte(MUINT32 uiOffset) const;
@@ -71,6 +86,7 @@ private:
     MUINT32 m_uiSize;
     bool m_bContentsValid;
     MUINT32 m_uiStuckBits = 0;
+    MUINT64 m_uiChangeCount = 0;
     // One entry per page, null until the page is written (untouched entries cost no memory). The
     // pages are owned by m_aoPages, which also lists them for Forget.
     CQelSimZeroed<MUINT8*> m_ppucPageTable;
