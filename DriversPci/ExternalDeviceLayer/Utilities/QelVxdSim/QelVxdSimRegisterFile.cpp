@@ -90,39 +90,13 @@ MUINT32 CQelSimRegisterFile::Get(MUINT32 uiOffset) const
 
 void CQelSimRegisterFile::Set(MUINT32 uiOffset, MUINT32 uiValue)
 {
-    if (!Contains(uiOffset, 1))
+    if (Contains(uiOffset, 1))
     {
-        return;
-    }
-    const MUINT32 uiDword = uiOffset / 4;
-    const MUINT32 uiOld   = m_auiCells[uiDword];
-    m_auiCells[uiDword]   = uiValue;
-    if (uiOld != uiValue && (m_aucFlags[uiDword] & FLAG_PERSISTENT) != 0 && m_poSink != nullptr)
-    {
-        m_poSink->OnPersistentRegisterChanged(uiDword * 4);
+        SetDword(uiOffset / 4, uiValue);
     }
 }
 
-MUINT32 CQelSimRegisterFile::ReadLanes(CQelSimBoard& roBoard, MUINT32 uiDword, MUINT32 uiByteMask)
-{
-    const MUINT32 uiStored = m_auiCells[uiDword];
-    const MUINT8 ucIndex   = m_aucBehaviour[uiDword];
-    return ucIndex == 0 ? uiStored : m_apoBehaviours[ucIndex - 1]->OnRead(roBoard, uiDword * 4, uiStored, uiByteMask);
-}
-
-void CQelSimRegisterFile::WriteLanes(CQelSimBoard& roBoard, MUINT32 uiDword, MUINT32 uiByteMask, MUINT32 uiLaneValue)
-{
-    const MUINT32 uiStored = m_auiCells[uiDword];
-    MUINT32 uiNew          = (uiStored & ~uiByteMask) | (uiLaneValue & uiByteMask);
-    const MUINT8 ucIndex   = m_aucBehaviour[uiDword];
-    if (ucIndex != 0)
-    {
-        uiNew = m_apoBehaviours[ucIndex - 1]->OnWrite(roBoard, uiDword * 4, uiStored, uiNew, uiByteMask);
-    }
-    Set(uiDword * 4, uiNew);
-}
-
-MUINT32 CQelSimRegisterFile::Read(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32 uiBytes)
+MUINT32 CQelSimRegisterFile::ReadPartial(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32 uiBytes)
 {
     if (IsAligned(uiOffset, uiBytes) && Contains(uiOffset, uiBytes))
     {
@@ -141,7 +115,7 @@ MUINT32 CQelSimRegisterFile::Read(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT
     return uiValue;
 }
 
-void CQelSimRegisterFile::Write(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
+void CQelSimRegisterFile::WritePartial(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
 {
     if (IsAligned(uiOffset, uiBytes) && Contains(uiOffset, uiBytes))
     {
