@@ -11,6 +11,17 @@ using namespace QelSimPci;
 namespace
 {
 constexpr MUINT64 PAGE_SIZE = 4096;
+
+// A location is bus << 8 | device << 3 | function.
+MUINT32 BusOf(PCIHANDLE hLocation)
+{
+    return (MUINT32)(hLocation >> 8) & 0xFF;
+}
+
+MUINT32 DeviceOf(PCIHANDLE hLocation)
+{
+    return (MUINT32)(hLocation >> 3) & 0x1F;
+}
 }  // namespace
 
 // ---- CQelSimPcieLink
@@ -182,11 +193,16 @@ void CQelSimBus::Add(std::unique_ptr<CQelSimFunction> poFunction)
         m_apoBoards.push_back(static_cast<CQelSimBoard*>(poFunction.get()));
     }
     const PCIHANDLE hLocation = poFunction->Location();
-    m_oFunctions[hLocation]   = std::move(poFunction);
+    m_auiDevicesOnBus[BusOf(hLocation)] |= 1u << DeviceOf(hLocation);
+    m_oFunctions[hLocation] = std::move(poFunction);
 }
 
 CQelSimFunction* CQelSimBus::Find(PCIHANDLE hLocation) const
 {
+    if ((m_auiDevicesOnBus[BusOf(hLocation)] & (1u << DeviceOf(hLocation))) == 0)
+    {
+        return nullptr;
+    }
     auto it = m_oFunctions.find(hLocation & 0xFFFF);
     return it != m_oFunctions.end() ? it->second.get() : nullptr;
 }

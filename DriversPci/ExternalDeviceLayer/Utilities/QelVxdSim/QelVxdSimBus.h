@@ -169,6 +169,10 @@ public:
 
 private:
     std::map<PCIHANDLE, std::unique_ptr<CQelSimFunction>> m_oFunctions;
+    // Per bus, one bit per device number that has a function. A bus scan asks for every device
+    // of every bus, some eight thousand of which are absent; they are turned away here without
+    // a look-up.
+    std::array<MUINT32, 256> m_auiDevicesOnBus{};
     std::vector<CQelSimBoard*> m_apoBoards;
     std::vector<SQelSimMapping> m_aoMappings;
     size_t m_uiLastHit = 0;
