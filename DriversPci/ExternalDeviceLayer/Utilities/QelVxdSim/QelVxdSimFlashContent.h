@@ -7,6 +7,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <vector>
 
@@ -94,6 +95,27 @@ public:
     }
 
 private:
+    // True when the uiCount bytes all read erased. They are compared with a page of erased bytes,
+    // which memcmp does many bytes at a time: a byte loop over the erased pages of an image cost
+    // more than reading the file.
+    static bool IsErased(const MUINT8* pucData, MUINT32 uiCount)
+    {
+        static constexpr std::array<MUINT8, msc_uiPageSize> sc_aucErased = [] {
+            std::array<MUINT8, msc_uiPageSize> auc{};
+            auc.fill(ERASED);
+            return auc;
+        }();
+        for (MUINT32 uiPiece = 0; uiCount != 0; pucData += uiPiece, uiCount -= uiPiece)
+        {
+            uiPiece = std::min<MUINT32>(uiCount, msc_uiPageSize);
+            if (memcmp(pucData, sc_aucErased.data(), uiPiece) != 0)
+            {
+                return false;
+            }
+        }
+        return true;
+    }
+
     // The first uiEnd bytes of the chip (uiEnd <= size) in one flat array.
     std::vector<MUINT8> Flat(MUINT32 uiEnd) const
     {
@@ -114,7 +136,7 @@ private:
         const bool bStored = uiPage < m_aaucPages.size() && !m_aaucPages[uiPage].empty();
         if (!bStored)
         {
-            if (std::all_of(pucData, pucData + uiCount, [](MUINT8 uc) { return uc == ERASED; }))
+            if (IsErased(pucData, uiCount))
             {
                 return false;
             }
