@@ -125,6 +125,27 @@ TEST_F(CRigLoadTest, NumbersAsStringsAndShortImage)
     EXPECT_EQ(Cfg32(BOARD_03, 0x00), 0x05501E5Bu);
 }
 
+// The boards are locked by the state file the rig names before the simulator loads the rig; the
+// load must build the rig that was read for the lock, even if the file is replaced in between.
+TEST_F(CRigLoadTest, TheRigReadForTheLockIsTheRigLoaded)
+{
+    WriteFile("rig.json", R"({"state":"first.state.json","boards":[{"bus":3,"device":0,"function":0}]})");
+    ASSERT_EQ(CQelSimRigLoader::StatePathOf(Path("rig.json")), Path("first.state.json"));
+    WriteFile("rig.json", R"({"state":"second.state.json","boards":[{"bus":4,"device":0,"function":0}]})");
+
+    SQelSimRigDesc oRig;
+    std::string sError;
+    ASSERT_TRUE(CQelSimRigLoader::FromFile(Path("rig.json"), oRig, sError)) << sError;
+    EXPECT_EQ(oRig.sStatePath, Path("first.state.json"));
+    ASSERT_EQ(oRig.aoBoards.size(), 1u);
+    EXPECT_EQ(oRig.aoBoards[0].hLocation, 3u << 8);
+
+    // A later load reads the file as it is now.
+    SQelSimRigDesc oAgain;
+    ASSERT_TRUE(CQelSimRigLoader::FromFile(Path("rig.json"), oAgain, sError)) << sError;
+    EXPECT_EQ(oAgain.sStatePath, Path("second.state.json"));
+}
+
 TEST_F(CRigLoadTest, DefaultRig)
 {
     setenv("XDG_RUNTIME_DIR", m_sDir.c_str(), 1);

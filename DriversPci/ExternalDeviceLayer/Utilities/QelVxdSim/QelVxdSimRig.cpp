@@ -502,17 +502,35 @@ std::string DefaultStatePath()
     return std::string(pszRuntime != nullptr && *pszRuntime != 0 ? pszRuntime : "/tmp") +
            "/qelvxd-sim-default.state.json";
 }
-}  // namespace
 
-bool CQelSimRigLoader::FromText(const std::string& rsText, const std::string& rsBaseDirectory, SQelSimRigDesc& roRig,
-                                std::string& rsError)
+// A rig file read for the state file it names, kept for the load that follows. The boards are
+// locked by that state file before the simulator loads the rig, and the simulator then builds
+// the rig from these very bytes: had the file been replaced in between, it would otherwise load a
+// rig whose state the lock does not cover. The file is read and parsed once, too.
+struct SHeldRig
 {
+    std::string sPath;
     json oDocument;
-    if (!ParseJson(rsText, oDocument, rsError))
-    {
-        return false;
-    }
-    CRigObject oRig(oDocument, "rig", rsError);
+    bool bHeld = false;
+};
+
+SHeldRig& HeldRig()
+{
+    static SHeldRig s_oRig;
+    return s_oRig;
+}
+
+bool ReadRigFile(const std::string& rsPath, json& roDocument, std::string& rsError)
+{
+    std::vector<MUINT8> aucText;
+    return QelVxdSim_ReadFile(rsPath, QELVXD_SIM_MAX_TEXT_FILE, "a rig file may hold", aucText, rsError) &&
+           ParseJson(std::string(aucText.begin(), aucText.end()), roDocument, rsError);
+}
+
+bool RigFromDocument(const json& roDocument, const std::string& rsBaseDirectory, SQelSimRigDesc& roRig,
+                     std::string& rsError)
+{
+    CRigObject oRig(roDocument, "rig", rsError);
     std::string sTime = "virtual";
     std::string sState;
     if (!oRig.IsObject() || !oRig.OnlyKeys({"time", "state", "devices", "bridges", "boards"}) ||
@@ -536,16 +554,30 @@ bool CQelSimRigLoader::FromText(const std::string& rsText, const std::string& rs
                rsError) &&
            CheckLocations(roRig, rsError);
 }
+}  // namespace
+
+bool CQelSimRigLoader::FromText(const std::string& rsText, const std::string& rsBaseDirectory, SQelSimRigDesc& roRig,
+                                std::string& rsError)
+{
+    json oDocument;
+    return ParseJson(rsText, oDocument, rsError) && RigFromDocument(oDocument, rsBaseDirectory, roRig, rsError);
+}
 
 bool CQelSimRigLoader::FromFile(const std::string& rsPath, SQelSimRigDesc& roRig, std::string& rsError)
 {
     roRig.sName = rsPath;
-    std::vector<MUINT8> aucText;
-    if (!QelVxdSim_ReadFile(rsPath, QELVXD_SIM_MAX_TEXT_FILE, "a rig file may hold", aucText, rsError))
+    json oDocument;
+    SHeldRig& roHeld = HeldRig();
+    if (roHeld.bHeld && roHeld.sPath == rsPath)
+    {
+        oDocument = std::move(roHeld.oDocument);
+        roHeld    = SHeldRig();
+    }
+    else if (!ReadRigFile(rsPath, oDocument, rsError))
     {
         return false;
     }
-    return FromText(std::string(aucText.begin(), aucText.end()), QelVxdSim_DirectoryOf(rsPath), roRig, rsError);
+    return RigFromDocument(oDocument, QelVxdSim_DirectoryOf(rsPath), roRig, rsError);
 }
 
 bool CQelSimRigLoader::Default(SQelSimRigDesc& roRig, std::string& rsError)
@@ -591,16 +623,17 @@ std::string CQelSimRigLoader::StatePathOf(const std::string& rsRig)
     {
         return DefaultStatePath();
     }
-    std::vector<MUINT8> aucText;
     std::string sError;
-    json oDocument;
-    if (!QelVxdSim_ReadFile(rsRig, QELVXD_SIM_MAX_TEXT_FILE, "a rig file may hold", aucText, sError) ||
-        !ParseJson(std::string(aucText.begin(), aucText.end()), oDocument, sError) || !oDocument.is_object())
+    SHeldRig& roHeld = HeldRig();
+    roHeld           = SHeldRig();
+    if (!ReadRigFile(rsRig, roHeld.oDocument, sError) || !roHeld.oDocument.is_object())
     {
         return "";
     }
-    const auto itState = oDocument.find("state");
-    if (itState == oDocument.end() || !itState->is_string() || itState->get<std::string>().empty())
+    roHeld.sPath = rsRig;
+    roHeld.bHeld = true;
+    const auto itState = roHeld.oDocument.find("state");
+    if (itState == roHeld.oDocument.end() || !itState->is_string() || itState->get<std::string>().empty())
     {
         return "";
     }
