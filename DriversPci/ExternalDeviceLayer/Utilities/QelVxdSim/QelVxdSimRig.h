@@ -77,7 +77,8 @@ public:
     // ${XDG_RUNTIME_DIR:-/tmp}/qelvxd-sim-default.state.json.
     static bool Default(SQelSimRigDesc& roRig, std::string& rsError);
     // The state file that a rig ("default" or a rig file) names, read without loading its boards;
-    // empty when it names none or cannot be read.
+    // empty when it names none or cannot be read. The rig file's document is kept, and the next
+    // FromFile of the same path builds the rig from it rather than from the file as it is then.
     static std::string StatePathOf(const std::string& rsRig);
 };
 
