@@ -1,8 +1,9 @@
 // Runs a command once and prints its wall time in microseconds: from just before the process is
 // started to just after it has been reaped, with its standard output and error sent to
 // /dev/null. With --cpu it prints instead the processor time the command used (user and system,
-// as the kernel accounts it to the reaped process), so that CPU time is also known per run. The process is started with posix_spawn, which does not copy the caller's address
-// space first: timed from a shell, a run would also pay for forking the shell, a cost of the
+// as the kernel accounts it to the reaped process), so that CPU time is also known per run.
+// The process is started with posix_spawn, which does not copy the caller's address space
+// first: timed from a shell, a run would also pay for forking the shell, a cost of the
 // measurement and not of the command. Exit status: 0 when the command could be started and was
 // reaped (whatever its own status), 2 on a usage error, 1 when it could not be run.
 #include <fcntl.h>
@@ -48,7 +49,7 @@ int main(int iArgc, char** ppszArgv)
         fprintf(stderr, "%s: cannot run %s: %s\n", pszSelf, ppszArgv[1], strerror(iError));
         return 1;
     }
-    int iStatus    = 0;
+    int iStatus   = 0;
     rusage oUsage = {};
     while (wait4(iChild, &iStatus, 0, &oUsage) < 0)
     {
@@ -61,6 +62,7 @@ int main(int iArgc, char** ppszArgv)
     const long long llEnd = QelBenchMonotonicNs();
     posix_spawn_file_actions_destroy(&oActions);
     const auto llMicroSeconds = [](const timeval& roTime) { return roTime.tv_sec * 1000000LL + roTime.tv_usec; };
-    printf("%lld\n", bCpu ? llMicroSeconds(oUsage.ru_utime) + llMicroSeconds(oUsage.ru_stime) : (llEnd - llStart) / 1000);
+    const long long llCpuUs   = llMicroSeconds(oUsage.ru_utime) + llMicroSeconds(oUsage.ru_stime);
+    printf("%lld\n", bCpu ? llCpuUs : (llEnd - llStart) / 1000);
     return 0;
 }
