@@ -2,6 +2,7 @@
 
 #include <sys/mman.h>
 
+#include "QelVxdApi.h"
 #include "QelVxdSimBoard.h"
 #include "QelVxdSimPciRegs.h"
 #include "QelVxdSimRig.h"
@@ -11,17 +12,6 @@ using namespace QelSimPci;
 namespace
 {
 constexpr MUINT64 PAGE_SIZE = 4096;
-
-// A location is bus << 8 | device << 3 | function.
-MUINT32 BusOf(PCIHANDLE hLocation)
-{
-    return (MUINT32)(hLocation >> 8) & 0xFF;
-}
-
-MUINT32 DeviceOf(PCIHANDLE hLocation)
-{
-    return (MUINT32)(hLocation >> 3) & 0x1F;
-}
 }  // namespace
 
 // ---- CQelSimPcieLink
@@ -193,13 +183,13 @@ void CQelSimBus::Add(std::unique_ptr<CQelSimFunction> poFunction)
         m_apoBoards.push_back(static_cast<CQelSimBoard*>(poFunction.get()));
     }
     const PCIHANDLE hLocation = poFunction->Location();
-    m_auiDevicesOnBus[BusOf(hLocation)] |= 1u << DeviceOf(hLocation);
+    m_auiDevicesOnBus[QelVxdPciBus(hLocation)] |= 1u << QelVxdPciDevice(hLocation);
     m_oFunctions[hLocation] = std::move(poFunction);
 }
 
 CQelSimFunction* CQelSimBus::Find(PCIHANDLE hLocation) const
 {
-    if ((m_auiDevicesOnBus[BusOf(hLocation)] & (1u << DeviceOf(hLocation))) == 0)
+    if ((m_auiDevicesOnBus[QelVxdPciBus(hLocation)] & (1u << QelVxdPciDevice(hLocation))) == 0)
     {
         return nullptr;
     }
