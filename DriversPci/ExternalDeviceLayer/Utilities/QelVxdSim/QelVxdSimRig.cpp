@@ -509,9 +509,8 @@ std::string DefaultStatePath()
 // rig whose state the lock does not cover. The file is read and parsed once, too.
 struct SHeldRig
 {
-    std::string sPath;
+    std::string sPath;   // empty: nothing held
     json oDocument;
-    bool bHeld = false;
 };
 
 SHeldRig& HeldRig()
@@ -568,7 +567,7 @@ bool CQelSimRigLoader::FromFile(const std::string& rsPath, SQelSimRigDesc& roRig
     roRig.sName = rsPath;
     json oDocument;
     SHeldRig& roHeld = HeldRig();
-    if (roHeld.bHeld && roHeld.sPath == rsPath)
+    if (!roHeld.sPath.empty() && roHeld.sPath == rsPath)
     {
         oDocument = std::move(roHeld.oDocument);
         roHeld    = SHeldRig();
@@ -631,7 +630,6 @@ std::string CQelSimRigLoader::StatePathOf(const std::string& rsRig)
         return "";
     }
     roHeld.sPath = rsRig;
-    roHeld.bHeld = true;
     const auto itState = roHeld.oDocument.find("state");
     if (itState == roHeld.oDocument.end() || !itState->is_string() || itState->get<std::string>().empty())
     {
