@@ -130,12 +130,16 @@ void Write(MEMHANDLE hAddress, TValue uiValue)
     memcpy(reinterpret_cast<void*>(hAddress), &uiValue, sizeof(uiValue));
 }
 
+// Empty unless a test publishes a page in it.
+inline SQelVxdDirectPage g_oFakeDirectPage;
+
 inline const SQelVxdBackend g_oTable = {
     "fake", ConfigRead, ConfigWrite, [] {},
     [](MUINT32 uiLow, MUINT32 uiHigh, MUINT32, MUINT32) { return ((MEMHANDLE)uiHigh << 32) | uiLow; },
     [](MEMHANDLE) { return 1; },
     Read<MUINT8>, Read<MUINT16>, Read<MUINT32>, Write<MUINT8>, Write<MUINT16>, Write<MUINT32>,
     QelVxdPrivateLinuxTimer_Counter, QelVxdPrivateLinuxTimer_Delay, QelVxdPrivateLinuxTimer_Sleep,
+    &g_oFakeDirectPage,
 };
 }
 

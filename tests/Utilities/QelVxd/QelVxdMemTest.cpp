@@ -97,4 +97,67 @@ TEST(QelVxdMemScalar, UnalignedValuesAreSplitAndReassembled)
         {'R', 0, hBase + 6, 2}, {'R', 0, hBase + 8, 1}, {'W', 0, hBase + 12, 2}, {'R', 0, hBase + 12, 2}};
     EXPECT_EQ(daExpected, oFake.Log("RW"));
 }
+
+// A page the backend publishes takes the aligned dwords inside it, counted on the backend's
+// counters; everything else, and everything once the backend's change count moves, is the
+// backend's.
+class QelVxdDirectPage : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        memset(m_aucDevice, 0x11, sizeof(m_aucDevice));
+        memset(m_aucPage, 0x22, sizeof(m_aucPage));
+        FakeQelVxd::g_oFakeDirectPage = {(MUINTPTR)m_aucDevice, m_aucPage, &m_uiChangeCount, m_uiChangeCount,
+                                         &m_uiReads, &m_uiWrites};
+    }
+    void TearDown() override { FakeQelVxd::g_oFakeDirectPage = SQelVxdDirectPage(); }
+
+    CFakeQelVxdBackend m_oFake;
+    alignas(4096) MUINT8 m_aucDevice[2 * SQelVxdDirectPage::msc_uiSize];   // what the backend answers
+    alignas(4) MUINT8 m_aucPage[SQelVxdDirectPage::msc_uiSize];             // the published page's bytes
+    MUINT64 m_uiChangeCount = 7;
+    MUINT64 m_uiReads       = 0;
+    MUINT64 m_uiWrites      = 0;
+};
+
+TEST_F(QelVxdDirectPage, TakesTheAlignedDwordsInsideThePage)
+{
+    const MEMHANDLE hBase = (MEMHANDLE)m_aucDevice;
+    MUINT32 uiValue = 0;
+    for (MUINT32 uiOffset : {0u, 4u, 0xFFCu})
+    {
+        EXPECT_EQ(1, memWriteDword(hBase, uiOffset, 0xA0000000u + uiOffset));
+        EXPECT_EQ(1, memReadDword(hBase, uiOffset, &uiValue));
+        EXPECT_EQ(uiValue, 0xA0000000u + uiOffset);
+        EXPECT_EQ(0xA0000000u + uiOffset, *(MUINT32*)(m_aucPage + uiOffset)) << uiOffset;
+        EXPECT_EQ(0x11111111u, *(MUINT32*)(m_aucDevice + uiOffset)) << uiOffset;
+    }
+    EXPECT_EQ(m_uiReads, 3u);
+    EXPECT_EQ(m_uiWrites, 3u);
+    EXPECT_TRUE(m_oFake.Log("RW").empty());
 }
+
+TEST_F(QelVxdDirectPage, LeavesEverythingElseToTheBackend)
+{
+    const MEMHANDLE hBase = (MEMHANDLE)m_aucDevice;
+    MUINT32 uiDword = 0;
+    MUINT16 uiWord  = 0;
+    MUINT8 ucByte   = 0;
+    memReadByte(hBase, 8, &ucByte);
+    memWriteWord(hBase, 8, 0xBBBB);
+    memReadWord(hBase, 8, &uiWord);
+    memReadDword(hBase, 0x1000, &uiDword);   // the page after
+    memWriteDword(hBase, 0xFFE, 0xCCCCCCCC);  // across the page's end: split
+    ++m_uiChangeCount;
+    memReadDword(hBase, 4, &uiDword);
+    EXPECT_EQ(uiDword, 0x11111111u) << "after a change the backend answers";
+    const std::vector<SFakeAccess> daExpected = {
+        {'R', 0, hBase + 8, 1},      {'W', 0, hBase + 8, 2},      {'R', 0, hBase + 8, 2},
+        {'R', 0, hBase + 0x1000, 4}, {'W', 0, hBase + 0xFFE, 2}, {'W', 0, hBase + 0x1000, 2},
+        {'R', 0, hBase + 4, 4}};
+    EXPECT_EQ(daExpected, m_oFake.Log("RW"));
+    EXPECT_EQ(m_uiReads + m_uiWrites, 0u);
+}
+}
+

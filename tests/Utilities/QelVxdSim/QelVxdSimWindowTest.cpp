@@ -158,87 +158,7 @@ TEST_F(CWindowTest, UntrainedMemoryLosesWritesAndReadsGarbage)
     EXPECT_EQ(Sim().pfnRead32(m_hMem + 0x104), 0xA5A5A5A5u);
 }
 
-// Runs of dword accesses to one memory page skip the bus decode (the open page). Whatever
-// changes between two accesses, through the simulator or behind its back, the second one must be
-// answered exactly as a decoded access would be.
-class COpenPageTest;
-using FnBoardChange = std::function<void(COpenPageTest&)>;
-
-struct SOpenPageCase
-{
-    const char* pszName;
-    FnBoardChange fnChange;
-    FnBoardChange fnUndo;
-    MUINT32 uiFirstWhileChanged;  // of the dword written before the change; 0: garbage expected
-    MUINT32 uiReadWhileChanged;   // of the dword written after the change; 0: garbage expected
-    MUINT32 uiReadAfterUndo;      // the same dword once the change is undone
-};
-void PrintTo(const SOpenPageCase& roCase, std::ostream* poStream)
-{
-    *poStream << roCase.pszName;
-}
-
-class COpenPageTest : public CWindowTest, public testing::WithParamInterface<SOpenPageCase>
-{
-public:
-    CQelSimDram& Dram() { return m_poBoard->Dram(); }
-    // Memory decoding switched in the board's configuration space without a bus access.
-    void PokeMemoryDecode(bool bOn)
-    {
-        const MUINT32 uiCommand = m_poBoard->PeekConfig(QelSimPci::REG_COMMAND);
-        const MUINT32 uiEnable  = QelSimPci::COMMAND_MEMORY_ENABLE;
-        m_poBoard->PokeConfig(QelSimPci::REG_COMMAND, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
-    }
-};
-
-const MUINT32 PATTERN = 0xA5A5A5A5u;
-const MUINT32 PAGE_AT = 0x7000;   // an offset in the memory window at the start of a page
-
-TEST_P(COpenPageTest, AnAccessAfterAChangeIsAnsweredAsDecoded)
-{
-    const SOpenPageCase& roCase = GetParam();
-    Sim().pfnWrite32(m_hMem + PAGE_AT, 0x11111111);
-    ASSERT_EQ(Sim().pfnRead32(m_hMem + PAGE_AT), 0x11111111u);
-    roCase.fnChange(*this);
-    const auto fnExpect = [](MUINT32 uiRead, MUINT32 uiExpected, MUINT32 uiWritten) {
-        if (uiExpected != 0)
-        {
-            EXPECT_EQ(uiRead, uiExpected);
-        }
-        else
-        {
-            EXPECT_NE(uiRead, uiWritten) << "untrained memory answers garbage";
-            EXPECT_NE(uiRead, PATTERN);
-        }
-    };
-    fnExpect(Sim().pfnRead32(m_hMem + PAGE_AT), roCase.uiFirstWhileChanged, 0x11111111);
-    Sim().pfnWrite32(m_hMem + PAGE_AT + 4, 0x22222222);
-    fnExpect(Sim().pfnRead32(m_hMem + PAGE_AT + 4), roCase.uiReadWhileChanged, 0x22222222);
-    roCase.fnUndo(*this);
-    EXPECT_EQ(Sim().pfnRead32(m_hMem + PAGE_AT + 4), roCase.uiReadAfterUndo);
-}
-
-const FnBoardChange fnNothing = [](COpenPageTest&) {};
-INSTANTIATE_TEST_SUITE_P(
-    Changes, COpenPageTest,
-    testing::Values(
-        SOpenPageCase{"Nothing", fnNothing, fnNothing, 0x11111111u, 0x22222222u, 0x22222222u},
-        SOpenPageCase{"ContentsLost", [](COpenPageTest& ro) { ro.Dram().SetContentsValid(false); },
-                      [](COpenPageTest& ro) { ro.Dram().SetContentsValid(true); }, 0, 0, PATTERN},
-        SOpenPageCase{"DataLineStuck", [](COpenPageTest& ro) { ro.Dram().SetStuckBits(0x00000400); },
-                      [](COpenPageTest& ro) { ro.Dram().SetStuckBits(0); }, 0x11111511u, 0x22222622u,
-                      0x22222222u},
-        SOpenPageCase{"ContentsForgotten", [](COpenPageTest& ro) { ro.Dram().Forget(); }, fnNothing, PATTERN,
-                      0x22222222u, 0x22222222u},
-        SOpenPageCase{"MemoryDecodeOff", [](COpenPageTest& ro) { ro.SetMemoryDecode(false); },
-                      [](COpenPageTest& ro) { ro.SetMemoryDecode(true); }, 0xFFFFFFFFu, 0xFFFFFFFFu,
-                      PATTERN},
-        SOpenPageCase{"MemoryDecodeOffBehindTheBus", [](COpenPageTest& ro) { ro.PokeMemoryDecode(false); },
-                      [](COpenPageTest& ro) { ro.PokeMemoryDecode(true); }, 0xFFFFFFFFu, 0xFFFFFFFFu,
-                      PATTERN}),
-    [](const testing::TestParamInfo<SOpenPageCase>& roInfo) { return std::string(roInfo.param.pszName); });
-
-// Runs of dword accesses to one register skip the bus decode too (the open register). The board
+// Runs of dword accesses to one register skip the bus decode (the open register). The board
 // still answers each of them: a change made behind the simulator's back shows at once.
 struct SOpenRegisterCase
 {
@@ -286,49 +206,6 @@ INSTANTIATE_TEST_SUITE_P(
                           },
                           0xFFFFFFFFu, 0xFFFFFFFFu}),
     [](const testing::TestParamInfo<SOpenRegisterCase>& roInfo) { return std::string(roInfo.param.pszName); });
-
-TEST_F(CWindowTest, OpenPageCountsEveryAccessAndEndsAtThePageBoundary)
-{
-    const SQelSimBoardStats oBefore = m_poBoard->Stats();
-    for (MUINT32 uiOffset = 0; uiOffset < 0x2000; uiOffset += 4)
-    {
-        Sim().pfnWrite32(m_hMem + PAGE_AT + uiOffset, uiOffset);
-    }
-    Sim().pfnWrite32(m_hMem + PAGE_AT + 0x2000, 0xFFFFFFFF);
-    MUINT32 uiWrong = 0;
-    for (MUINT32 uiOffset = 0; uiOffset < 0x2000; uiOffset += 4)
-    {
-        uiWrong += Sim().pfnRead32(m_hMem + PAGE_AT + uiOffset) != uiOffset ? 1 : 0;
-    }
-    EXPECT_EQ(uiWrong, 0u);
-    EXPECT_EQ(Sim().pfnRead32(m_hMem + PAGE_AT + 0x2004), PATTERN) << "a page never written";
-    EXPECT_EQ(m_poBoard->Stats().uiMemWrites - oBefore.uiMemWrites, 0x801u);
-    EXPECT_EQ(m_poBoard->Stats().uiMemReads - oBefore.uiMemReads, 0x801u);
-    EXPECT_EQ(m_poBoard->Dram().AllocatedPages(), 3u);
-}
-
-// A dword that starts in the open page's last three bytes runs into the next page: it must be
-// split there like a decoded access, never copied past the end of the open page's storage.
-TEST_F(CWindowTest, OpenPageLeavesADwordAcrossItsEndToTheDecode)
-{
-    const MUINT32 uiPageEnd = PAGE_AT + 0x1000;
-    Sim().pfnWrite32(m_hMem + uiPageEnd, 0x44332211);
-    for (MUINT32 uiBack = 1; uiBack <= 3; ++uiBack)
-    {
-        SCOPED_TRACE(uiBack);
-        Sim().pfnWrite32(m_hMem + uiPageEnd - 8, 0xAAAAAAAA);   // opens the page below the boundary
-        Sim().pfnWrite32(m_hMem + uiPageEnd - 4, 0xBBBBBBBB);
-        const MUINT32 uiShift  = 8 * uiBack;
-        const MUINT32 uiExpect = (0xBBBBBBBBu >> (32 - uiShift)) | (0x44332211u << uiShift);
-        EXPECT_EQ(Sim().pfnRead32(m_hMem + uiPageEnd - uiBack), uiExpect);
-
-        Sim().pfnWrite32(m_hMem + uiPageEnd - 8, 0xAAAAAAAA);
-        Sim().pfnWrite32(m_hMem + uiPageEnd - uiBack, 0xDDCCBBAA);
-        EXPECT_EQ(Sim().pfnRead32(m_hMem + uiPageEnd), (0xDDCCBBAAu >> uiShift) | (0x44332211u & ~0u << (32 - uiShift)))
-            << "the bytes past the boundary land in the next page";
-        Sim().pfnWrite32(m_hMem + uiPageEnd, 0x44332211);
-    }
-}
 
 TEST_F(CWindowTest, WindowsAnswerOnlyWhileDecoded)
 {

@@ -349,11 +349,12 @@ void Write(MEMHANDLE hAddress, TValue uiValue)
     *reinterpret_cast<TValue*>(hAddress) = uiValue;
 }
 
+SQelVxdDirectPage s_oNoDirectPage;
 const SQelVxdBackend s_oUncachedOnly = {
     "uncached-only", [](PCIHANDLE, MUINT32, void*, MUINT32) { return 0; },
     [](PCIHANDLE, MUINT32, const void*, MUINT32) { return 0; }, [] {}, MapUncachedOnly, [](MEMHANDLE) { return 1; },
     Read<MUINT8>, Read<MUINT16>, Read<MUINT32>, Write<MUINT8>, Write<MUINT16>, Write<MUINT32>,
-    [](MUINT64* puiNow) { *puiNow = 0; return 1; }, [](MUINT32) {}, [](MUINT32) { return 1; }};
+    [](MUINT64* puiNow) { *puiNow = 0; return 1; }, [](MUINT32) {}, [](MUINT32) { return 1; }, &s_oNoDirectPage};
 }  // namespace
 
 class MemoryWindowMapping : public ::testing::Test

@@ -80,15 +80,26 @@ void CopyNaturalWidths(MEMHANDLE hAddress, MUINT8* puiBuffer, MUINT32 uiCount)
     }
 }
 
-// A single naturally aligned access goes straight to the backend; anything else takes the
-// general copy, which splits it.
+// A single naturally aligned access goes straight to the backend, or for a dword to the page the
+// backend published when that page holds it; anything else takes the general copy, which splits it.
 template <typename TValue>
 int ReadScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue* puiValue)
 {
     const MEMHANDLE hAddress = hBase + uiOffset;
     if ((hBase != 0) && (puiValue != nullptr) && IsAligned(hAddress, sizeof(TValue)))
     {
-        *puiValue = (g_poQelVxdBackend->*SAccess<TValue>::pfnRead)(hAddress);
+        const SQelVxdBackend* poBackend = g_poQelVxdBackend;
+        if constexpr (sizeof(TValue) == sizeof(MUINT32))
+        {
+            const SQelVxdDirectPage& roPage = *poBackend->poDirectPage;
+            if (const MUINT8* pucAt = roPage.Holding(hAddress))
+            {
+                ++*roPage.puiReads;
+                memcpy(puiValue, pucAt, sizeof(TValue));
+                return 1;
+            }
+        }
+        *puiValue = (poBackend->*SAccess<TValue>::pfnRead)(hAddress);
         return 1;
     }
     return memRead(hBase, uiOffset, puiValue, sizeof(TValue));
@@ -100,7 +111,18 @@ int WriteScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue uiValue)
     const MEMHANDLE hAddress = hBase + uiOffset;
     if ((hBase != 0) && IsAligned(hAddress, sizeof(TValue)))
     {
-        (g_poQelVxdBackend->*SAccess<TValue>::pfnWrite)(hAddress, uiValue);
+        const SQelVxdBackend* poBackend = g_poQelVxdBackend;
+        if constexpr (sizeof(TValue) == sizeof(MUINT32))
+        {
+            const SQelVxdDirectPage& roPage = *poBackend->poDirectPage;
+            if (MUINT8* pucAt = roPage.Holding(hAddress))
+            {
+                ++*roPage.puiWrites;
+                memcpy(pucAt, &uiValue, sizeof(TValue));
+                return 1;
+            }
+        }
+        (poBackend->*SAccess<TValue>::pfnWrite)(hAddress, uiValue);
         return 1;
     }
     return memWrite(hBase, uiOffset, &uiValue, sizeof(TValue));

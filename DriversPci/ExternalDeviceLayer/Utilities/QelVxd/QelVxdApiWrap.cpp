@@ -7,6 +7,12 @@
 #include "QelVxdPrivate.h"
 #include "QelVxdPrivateLinux.h"
 
+namespace
+{
+// Real hardware answers every access on the bus: the Linux backend publishes no page.
+SQelVxdDirectPage s_oLinuxNoDirectPage;
+}
+
 const SQelVxdBackend g_oQelVxdLinuxBackend = {
     "linux",
     QelVxdLinuxConfigRead,
@@ -23,6 +29,7 @@ const SQelVxdBackend g_oQelVxdLinuxBackend = {
     QelVxdPrivateLinuxTimer_Counter,
     QelVxdPrivateLinuxTimer_Delay,
     QelVxdPrivateLinuxTimer_Sleep,
+    &s_oLinuxNoDirectPage,
 };
 
 namespace
@@ -40,6 +47,8 @@ struct SSelectThenForward<pMember>
 template <auto pMember>
 constexpr auto SelectThenForward = &SSelectThenForward<pMember>::Call;
 
+SQelVxdDirectPage s_oUnselectedNoDirectPage;
+
 const SQelVxdBackend s_oUnselectedBackend = {
     "unselected",
     SelectThenForward<&SQelVxdBackend::pfnConfigRead>,
@@ -56,6 +65,8 @@ const SQelVxdBackend s_oUnselectedBackend = {
     SelectThenForward<&SQelVxdBackend::pfnCounter>,
     SelectThenForward<&SQelVxdBackend::pfnDelay>,
     SelectThenForward<&SQelVxdBackend::pfnSleep>,
+    // Nothing is published before a backend is chosen; the first access then chooses one.
+    &s_oUnselectedNoDirectPage,
 };
 
 bool IsComplete(const SQelVxdBackend* poBackend)
@@ -63,7 +74,7 @@ bool IsComplete(const SQelVxdBackend* poBackend)
     const SQelVxdBackend& ro = *poBackend;
     return ro.pfnConfigRead && ro.pfnConfigWrite && ro.pfnReleasePci && ro.pfnMap && ro.pfnUnmap &&
            ro.pfnRead8 && ro.pfnRead16 && ro.pfnRead32 && ro.pfnWrite8 && ro.pfnWrite16 &&
-           ro.pfnWrite32 && ro.pfnCounter && ro.pfnDelay && ro.pfnSleep;
+           ro.pfnWrite32 && ro.pfnCounter && ro.pfnDelay && ro.pfnSleep && ro.poDirectPage;
 }
 }
 

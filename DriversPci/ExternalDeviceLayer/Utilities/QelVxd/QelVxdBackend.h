@@ -13,6 +13,42 @@
 
 #include "QelBaseTypes.h"
 
+// A page of a mapped window whose dwords a backend answers from plain host memory, published so
+// that the platform's dword accesses (memReadDword, memWriteDword) reach it without a call into
+// the backend: they load or store the bytes themselves and count the access on the backend's
+// counters. A page holds only while the backend's change count keeps the value it had when the
+// page was published; the backend withdraws it (start 0) whenever anything else may need to see
+// an access. The simulator publishes the DRAM page that the last memory access reached: the
+// memory test makes a quarter of a million accesses in a row, and one call per access into the
+// backend cost more than all the tool's own work. The Linux backend publishes nothing: every
+// access of real hardware is the bus's.
+struct SQelVxdDirectPage
+{
+    static constexpr MUINT32 msc_uiSize = 4096;
+    // What an empty page compares against: never its own change count, so that even an address
+    // in the first page of the address space (where no window is mapped) finds nothing there.
+    static constexpr MUINT64 msc_uiNoChanges = 0;
+
+    MUINTPTR uiStart              = 0;                  // mapped address of the first byte; 0: none
+    MUINT8* pucBytes              = nullptr;            // msc_uiSize bytes
+    const MUINT64* puiChangeCount = &msc_uiNoChanges;   // the backend's count of changes to how it answers
+    MUINT64 uiChangeCount         = 1;                  // its value when the page was published
+    MUINT64* puiReads             = nullptr;            // the backend's access counters for the page
+    MUINT64* puiWrites            = nullptr;
+
+    // The page's bytes for a dword access at hAddress, or null when the page does not hold it.
+    // All four bytes must lie in the page: a dword in its last three bytes runs into the next
+    // page and goes to the backend.
+    MUINT8* Holding(MEMHANDLE hAddress) const
+    {
+        if (hAddress - uiStart > msc_uiSize - sizeof(MUINT32) || *puiChangeCount != uiChangeCount)
+        {
+            return nullptr;
+        }
+        return pucBytes + (hAddress - uiStart);
+    }
+};
+
 struct SQelVxdBackend
 {
     const char* pszName;
@@ -42,6 +78,10 @@ struct SQelVxdBackend
     int  (*pfnCounter)(MUINT64* puiMicroSeconds);
     void (*pfnDelay)(MUINT32 uiMicroSeconds);
     int  (*pfnSleep)(MUINT32 uiMicroSeconds);
+
+    // The page this backend publishes, never null (a backend without one points at an empty
+    // page that stays empty).
+    SQelVxdDirectPage* poDirectPage;
 };
 
 // The backend in use; selected on the first call.

@@ -58,7 +58,11 @@ bool DirectoryExists(const std::string& rsPath)
 // ---- CQelSim
 
 CQelSim::CQelSim(const SQelSimRigDesc& roRig)
-    : m_sRigName(roRig.sName), m_oClock(roRig.eTime), m_bStateDirty(false), m_bStateWarned(false)
+    : m_sRigName(roRig.sName),
+      m_oClock(roRig.eTime),
+      m_bStateDirty(false),
+      m_bStateWarned(false),
+      m_roOpenPage(*QelVxdSim_Backend()->poDirectPage)
 {
     m_oEnv.poClock       = &m_oClock;
     m_oEnv.poPersistence = this;
@@ -66,6 +70,8 @@ CQelSim::CQelSim(const SQelSimRigDesc& roRig)
 
 CQelSim::~CQelSim()
 {
+    // The published page points into this simulator's memory.
+    CloseOpenAccess();
     std::string sError;
     if (!Flush(sError))
     {
@@ -397,6 +403,9 @@ const SQelSimMapping& CQelSim::Resolve(MEMHANDLE hAddress, MUINT32 uiBytes, bool
     return *poMapping;
 }
 
+static_assert(CQelSimDram::msc_uiPageSize == SQelVxdDirectPage::msc_uiSize,
+              "the open page is one page of the memory's storage");
+
 void CQelSim::OpenPage(const SQelSimMapping& roMapping, MEMHANDLE hAddress, MUINT32 uiOffset)
 {
     const CQelSimDram& roDram = roMapping.poBoard->Dram();
@@ -410,7 +419,9 @@ void CQelSim::OpenPage(const SQelSimMapping& roMapping, MEMHANDLE hAddress, MUIN
                         roDram.StuckBits() == 0;
     if (m_poTrace == nullptr && bPlain)
     {
-        m_oOpenPage = {uiStart, pucBytes, &roDram, roDram.ChangeCount(), &roMapping.poBoard->Stats()};
+        SQelSimBoardStats& roStats = roMapping.poBoard->Stats();
+        m_roOpenPage = {uiStart, pucBytes, &roDram.ChangeCount(), roDram.ChangeCount(), &roStats.uiMemReads,
+                        &roStats.uiMemWrites};
     }
 }
 

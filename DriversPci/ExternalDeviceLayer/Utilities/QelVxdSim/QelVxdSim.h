@@ -14,6 +14,7 @@
 #include <string>
 
 #include "QelBaseTypes.h"
+#include "QelVxdBackend.h"
 #include "QelVxdSimBoard.h"
 #include "QelVxdSimBus.h"
 #include "QelVxdSimClock.h"
@@ -21,40 +22,6 @@
 #include "QelVxdSimRig.h"
 #include "QelVxdSimState.h"
 #include "QelVxdSimTrace.h"
-
-struct SQelVxdBackend;
-
-// The memory page that the last access through a memory window reached, kept open so that the
-// next 32-bit access to the same page goes straight to it. The memory test makes a quarter of a
-// million accesses in a row, and decoding each one through the bus, the board and the page table
-// cost more than all the tool's own work. The page stays open only while nothing else happens:
-// every other operation of the simulator closes it. It is opened only on a plain page (allocated,
-// the board decoding its memory, the contents trained, no data line stuck), and each use checks
-// that the memory's change count is still the one seen then: whatever could make the page less
-// plain changes the count (QelVxdSimDram.h), so a board changed behind the simulator's back, as
-// tests do, is still answered exactly, at the price of one comparison per access.
-struct SQelSimOpenPage
-{
-    MUINTPTR uiStart           = 0;   // mapped address of the page's first byte; 0: none open
-    MUINT8* pucBytes           = nullptr;
-    const CQelSimDram* poDram  = nullptr;
-    MUINT64 uiChangeCount      = 0;   // the memory's change count when the page was opened
-    SQelSimBoardStats* poStats = nullptr;
-
-    // The page's bytes when a dword access at hAddress may use them, else null. All four bytes
-    // must lie in the page: an unaligned dword in its last three bytes runs into the next page and
-    // takes the decoded path. No window is mapped below the first page of the address space, so a
-    // closed page (start 0) holds nothing, and its memory is never looked at.
-    MUINT8* Holding(MEMHANDLE hAddress) const
-    {
-        if (hAddress - uiStart > CQelSimDram::msc_uiPageSize - sizeof(MUINT32) ||
-            poDram->ChangeCount() != uiChangeCount)
-        {
-            return nullptr;
-        }
-        return pucBytes + (hAddress - uiStart);
-    }
-};
 
 // The register that the last access through a register window reached, kept open in the same way
 // and for the same time: reading the parameter block from the EEPROM makes forty thousand
@@ -86,18 +53,12 @@ public:
     MEMHANDLE Map(MUINT64 uiPhysical, MUINT32 uiLength);
     int Unmap(MEMHANDLE hAddress);
     // Access of 1, 2 or 4 bytes at a mapped address. An address that no mapping holds is a fault
-    // that kills the process on hardware; the simulator reports it and aborts.
+    // that kills the process on hardware; the simulator reports it and aborts. Dwords of the open
+    // page (see m_roOpenPage) do not come here when made through the platform's functions.
     MUINT32 Read(MEMHANDLE hAddress, MUINT32 uiBytes)
     {
         if (uiBytes == 4)
         {
-            if (const MUINT8* pucAt = m_oOpenPage.Holding(hAddress))
-            {
-                ++m_oOpenPage.poStats->uiMemReads;
-                MUINT32 uiValue;
-                memcpy(&uiValue, pucAt, sizeof(uiValue));
-                return uiValue;
-            }
             if (CQelSimBoard* poBoard = m_oOpenRegister.Holding(hAddress))
             {
                 ++poBoard->Stats().uiRegReads;
@@ -110,12 +71,6 @@ public:
     {
         if (uiBytes == 4)
         {
-            if (MUINT8* pucAt = m_oOpenPage.Holding(hAddress))
-            {
-                ++m_oOpenPage.poStats->uiMemWrites;
-                memcpy(pucAt, &uiValue, sizeof(uiValue));
-                return;
-            }
             if (CQelSimBoard* poBoard = m_oOpenRegister.Holding(hAddress))
             {
                 ++poBoard->Stats().uiRegWrites;
@@ -163,7 +118,7 @@ private:
     void OpenRegister(CQelSimBoard& roBoard, MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiOffset);
     void CloseOpenAccess()
     {
-        m_oOpenPage     = SQelSimOpenPage();
+        m_roOpenPage    = SQelVxdDirectPage();
         m_oOpenRegister = SQelSimOpenRegister();
     }
     [[noreturn]] void Fault(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite);
@@ -179,7 +134,15 @@ private:
     bool m_bStateDirty;
     bool m_bStateWarned;
     CQelSimBoard* m_poAddressedBoard = nullptr;
-    SQelSimOpenPage m_oOpenPage;
+    // The memory page that the last access through a memory window reached, published to the
+    // platform layer (the backend table's direct page): the next dword accesses to the same page,
+    // a quarter of a million of them in the memory test, are made there without a call into the
+    // simulator. The page is opened only on a plain page (allocated, the board decoding its
+    // memory, the contents trained, no data line stuck) and only while nothing else happens:
+    // every other operation of the simulator closes it. The memory's change count is the page's:
+    // whatever could make the page less plain changes it (QelVxdSimDram.h), so a board changed
+    // behind the simulator's back, as tests do, is still answered exactly.
+    SQelVxdDirectPage& m_roOpenPage;
     SQelSimOpenRegister m_oOpenRegister;
 };
 

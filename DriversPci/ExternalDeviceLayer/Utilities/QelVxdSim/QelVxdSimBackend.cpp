@@ -98,9 +98,12 @@ int SimSleep(MUINT32 uiMicroSeconds)
     return poSim != nullptr ? poSim->Sleep(uiMicroSeconds) : 0;
 }
 
+// The current simulator's open page (CQelSim::m_roOpenPage).
+SQelVxdDirectPage s_oOpenPage;
+
 const SQelVxdBackend s_oSimBackend = {
-    "simulator", SimConfigRead, SimConfigWrite, SimReleasePci, SimMap,     SimUnmap, SimRead8, SimRead16,
-    SimRead32,   SimWrite8,     SimWrite16,     SimWrite32,    SimCounter, SimDelay, SimSleep,
+    "simulator", SimConfigRead, SimConfigWrite, SimReleasePci, SimMap,   SimUnmap,  SimRead8,     SimRead16,
+    SimRead32,   SimWrite8,     SimWrite16,     SimWrite32,    SimCounter, SimDelay, SimSleep, &s_oOpenPage,
 };
 }  // namespace
 

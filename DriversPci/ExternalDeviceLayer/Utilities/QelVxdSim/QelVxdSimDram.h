@@ -49,8 +49,9 @@ public:
     // Counts the changes to how an access is answered, as opposed to the data it finds: contents
     // made valid or lost, data lines stuck or freed, pages dropped, and the board's memory window
     // decoded or not (the board reports that with NoteDecodeChanged). A view of the memory kept
-    // from one access to the next holds while the count stays the same.
-    MUINT64 ChangeCount() const { return m_uiChangeCount; }
+    // from one access to the next holds while the count stays the same; such a view may keep
+    // the count's address and compare through it.
+    const MUINT64& ChangeCount() const { return m_uiChangeCount; }
     void NoteDecodeChanged() { ++m_uiChangeCount; }
 
     // Bus view: an access of 1, 2 or 4 bytes, little-endian, as the memory window answers it.
