@@ -63,7 +63,7 @@ protected:
     // Whether the platform would answer a dword at this offset from the published page.
     bool Published(MUINT32 uiOffset) const
     {
-        return QelVxdSim_Backend()->poDirectPage->Holding(m_hMem + uiOffset) != nullptr;
+        return QelVxdSim_Backend()->poDirectPage->Holds(m_hMem + uiOffset);
     }
 
     CQelSimBoard* m_poBoard = nullptr;

@@ -92,10 +92,10 @@ int ReadScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue* puiValue)
         if constexpr (sizeof(TValue) == sizeof(MUINT32))
         {
             const SQelVxdDirectPage& roPage = *poBackend->poDirectPage;
-            if (const MUINT8* pucAt = roPage.Holding(hAddress))
+            if (roPage.Holds(hAddress))
             {
+                memcpy(puiValue, roPage.At(hAddress), sizeof(TValue));
                 ++*roPage.puiReads;
-                memcpy(puiValue, pucAt, sizeof(TValue));
                 return 1;
             }
         }
@@ -115,10 +115,10 @@ int WriteScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue uiValue)
         if constexpr (sizeof(TValue) == sizeof(MUINT32))
         {
             const SQelVxdDirectPage& roPage = *poBackend->poDirectPage;
-            if (MUINT8* pucAt = roPage.Holding(hAddress))
+            if (roPage.Holds(hAddress))
             {
+                memcpy(roPage.At(hAddress), &uiValue, sizeof(TValue));
                 ++*roPage.puiWrites;
-                memcpy(pucAt, &uiValue, sizeof(TValue));
                 return 1;
             }
         }

@@ -16,37 +16,27 @@
 // A page of a mapped window whose dwords a backend answers from plain host memory, published so
 // that the platform's dword accesses (memReadDword, memWriteDword) reach it without a call into
 // the backend: they load or store the bytes themselves and count the access on the backend's
-// counters. A page holds only while the backend's change count keeps the value it had when the
-// page was published; the backend withdraws it (start 0) whenever anything else may need to see
-// an access. The simulator publishes the DRAM page that the last memory access reached: the
-// memory test makes a quarter of a million accesses in a row, and one call per access into the
-// backend cost more than all the tool's own work. The Linux backend publishes nothing: every
-// access of real hardware is the bus's.
+// counters. The backend withdraws the page (makes it empty) before anything changes how the page
+// would be answered, and whenever anything else may need to see an access. The simulator
+// publishes the DRAM page that the last memory access reached: the memory test makes a quarter of
+// a million accesses in a row, and one call per access into the backend cost more than all the
+// tool's own work. The Linux backend publishes nothing: every access of real hardware is the bus's.
 struct SQelVxdDirectPage
 {
     static constexpr MUINT32 msc_uiSize = 4096;
-    // What an empty page compares against: never its own change count, so that even an address
-    // in the first page of the address space (where no window is mapped) finds nothing there.
-    static constexpr MUINT64 msc_uiNoChanges = 0;
+    // Where an empty page starts: the last page of the address space, which is the kernel's and
+    // never a window of a process, so that no access finds an empty page holding it.
+    static constexpr MUINTPTR msc_uiEmpty = ~(MUINTPTR)0 - (msc_uiSize - 1);
 
-    MUINTPTR uiStart              = 0;                  // mapped address of the first byte; 0: none
-    MUINT8* pucBytes              = nullptr;            // msc_uiSize bytes
-    const MUINT64* puiChangeCount = &msc_uiNoChanges;   // the backend's count of changes to how it answers
-    MUINT64 uiChangeCount         = 1;                  // its value when the page was published
-    MUINT64* puiReads             = nullptr;            // the backend's access counters for the page
-    MUINT64* puiWrites            = nullptr;
+    MUINTPTR uiStart   = msc_uiEmpty;   // mapped address of the page's first byte
+    MUINT8* pucBytes   = nullptr;       // msc_uiSize bytes
+    MUINT64* puiReads  = nullptr;       // the backend's access counters for the page
+    MUINT64* puiWrites = nullptr;
 
-    // The page's bytes for a dword access at hAddress, or null when the page does not hold it.
-    // All four bytes must lie in the page: a dword in its last three bytes runs into the next
-    // page and goes to the backend.
-    MUINT8* Holding(MEMHANDLE hAddress) const
-    {
-        if (hAddress - uiStart > msc_uiSize - sizeof(MUINT32) || *puiChangeCount != uiChangeCount)
-        {
-            return nullptr;
-        }
-        return pucBytes + (hAddress - uiStart);
-    }
+    // Whether a dword access at hAddress is made in the page. All four bytes must lie in it: a
+    // dword in its last three bytes runs into the next page and goes to the backend.
+    bool Holds(MEMHANDLE hAddress) const { return hAddress - uiStart <= msc_uiSize - sizeof(MUINT32); }
+    MUINT8* At(MEMHANDLE hAddress) const { return pucBytes + (hAddress - uiStart); }
 };
 
 struct SQelVxdBackend

@@ -420,8 +420,9 @@ void CQelSim::OpenPage(const SQelSimMapping& roMapping, MEMHANDLE hAddress, MUIN
     if (m_poTrace == nullptr && bPlain)
     {
         SQelSimBoardStats& roStats = roMapping.poBoard->Stats();
-        m_roOpenPage = {uiStart, pucBytes, &roDram.ChangeCount(), roDram.ChangeCount(), &roStats.uiMemReads,
-                        &roStats.uiMemWrites};
+        m_roOpenPage               = {uiStart, pucBytes, &roStats.uiMemReads, &roStats.uiMemWrites};
+        m_poOpenPageDram           = &roMapping.poBoard->Dram();
+        m_poOpenPageDram->Publish(&m_roOpenPage);
     }
 }
 

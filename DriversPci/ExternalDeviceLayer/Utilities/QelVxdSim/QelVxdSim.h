@@ -118,6 +118,11 @@ private:
     void OpenRegister(CQelSimBoard& roBoard, MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiOffset);
     void CloseOpenAccess()
     {
+        if (m_poOpenPageDram != nullptr)
+        {
+            m_poOpenPageDram->Publish(nullptr);
+            m_poOpenPageDram = nullptr;
+        }
         m_roOpenPage    = SQelVxdDirectPage();
         m_oOpenRegister = SQelSimOpenRegister();
     }
@@ -139,10 +144,11 @@ private:
     // a quarter of a million of them in the memory test, are made there without a call into the
     // simulator. The page is opened only on a plain page (allocated, the board decoding its
     // memory, the contents trained, no data line stuck) and only while nothing else happens:
-    // every other operation of the simulator closes it. The memory's change count is the page's:
-    // whatever could make the page less plain changes it (QelVxdSimDram.h), so a board changed
-    // behind the simulator's back, as tests do, is still answered exactly.
+    // every other operation of the simulator closes it, and the memory withdraws it before
+    // anything makes it less plain (QelVxdSimDram.h), so a board changed behind the simulator's
+    // back, as tests do, is still answered exactly.
     SQelVxdDirectPage& m_roOpenPage;
+    CQelSimDram* m_poOpenPageDram = nullptr;   // the memory of the open page
     SQelSimOpenRegister m_oOpenRegister;
 };
 

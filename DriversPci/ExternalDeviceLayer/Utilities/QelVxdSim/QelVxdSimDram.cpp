@@ -99,7 +99,7 @@ void CQelSimDram::Forget()
         m_ppucPageTable[roPage.uiIndex] = nullptr;
     }
     m_aoPages.clear();
-    ++m_uiChangeCount;
+    Changed();
 }
 
 MUINT32 CQelSimDram::Read(MUINT32 uiOffset, MUINT32 uiBytes) const

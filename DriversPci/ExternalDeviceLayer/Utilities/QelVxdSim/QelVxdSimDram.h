@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "QelBaseTypes.h"
+#include "QelVxdBackend.h"
 #include "QelVxdSimZeroed.h"
 
 class CQelSimDram
@@ -32,7 +33,7 @@ public:
     void SetContentsValid(bool bValid)
     {
         m_bContentsValid = bValid;
-        ++m_uiChangeCount;
+        Changed();
     }
     bool ContentsValid() const { return m_bContentsValid; }
     // Data lines stuck high: every dword read through the bus has these bits set (a faulty
@@ -40,19 +41,20 @@ public:
     void SetStuckBits(MUINT32 uiMask)
     {
         m_uiStuckBits = uiMask;
-        ++m_uiChangeCount;
+        Changed();
     }
     MUINT32 StuckBits() const { return m_uiStuckBits; }
     // Drops every page: all memory reads the unwritten pattern again (contents lost in a reset).
     void Forget();
 
-    // Counts the changes to how an access is answered, as opposed to the data it finds: contents
-    // made valid or lost, data lines stuck or freed, pages dropped, and the board's memory window
-    // decoded or not (the board reports that with NoteDecodeChanged). A view of the memory kept
-    // from one access to the next holds while the count stays the same; such a view may keep
-    // the count's address and compare through it.
-    const MUINT64& ChangeCount() const { return m_uiChangeCount; }
-    void NoteDecodeChanged() { ++m_uiChangeCount; }
+    // A page of this memory published to the platform layer (QelVxdBackend.h), or null. Whatever
+    // changes how an access is answered, as opposed to the data it finds, withdraws it first:
+    // contents made valid or lost, data lines stuck or freed, pages dropped, and the board's
+    // memory window decoded or not (the board reports that with NoteDecodeChanged). So an access
+    // through the published page is always answered as the bus would answer it, also when a test
+    // changes the board behind the simulator's back.
+    void Publish(SQelVxdDirectPage* poPage) { m_poPublished = poPage; }
+    void NoteDecodeChanged() { Changed(); }
 
     // Bus view: an access of 1, 2 or 4 bytes, little-endian, as the memory window answers it.
     // Bytes beyond the memory read as 0xFF and are not written.
@@ -78,6 +80,14 @@ public:
     MUINT8* PageAt(MUINT32 uiOffset) const { return m_ppucPageTable[uiOffset / msc_uiPageSize]; }
 
 private:
+    void Changed()
+    {
+        if (m_poPublished != nullptr)
+        {
+            *m_poPublished = SQelVxdDirectPage();
+            m_poPublished  = nullptr;
+        }
+    }
     MUINT8 GarbageByte(MUINT32 uiOffset) const;
     // A page that reads the unwritten pattern; null when it cannot be allocated.
     static std::unique_ptr<MUINT8[]> NewUnwrittenPage();
@@ -87,7 +97,7 @@ private:
     MUINT32 m_uiSize;
     bool m_bContentsValid;
     MUINT32 m_uiStuckBits = 0;
-    MUINT64 m_uiChangeCount = 0;
+    SQelVxdDirectPage* m_poPublished = nullptr;
     // One entry per page, null until the page is written (untouched entries cost no memory). The
     // pages are owned by m_aoPages, which also lists them for Forget.
     CQelSimZeroed<MUINT8*> m_ppucPageTable;
