@@ -19,8 +19,8 @@
 // counters. The backend withdraws the page (makes it empty) before anything changes how the page
 // would be answered, and whenever anything else may need to see an access. The simulator
 // publishes the DRAM page that the last memory access reached: the memory test makes a quarter of
-// a million accesses in a row, and one call per access into the backend cost more than all the
-// tool's own work. The Linux backend publishes nothing: every access of real hardware is the bus's.
+// a million accesses in a row, and a call into the backend for each was a large part of what the
+// test cost. The Linux backend publishes nothing: every access of real hardware is the bus's.
 struct SQelVxdDirectPage
 {
     static constexpr MUINT32 msc_uiSize = 4096;

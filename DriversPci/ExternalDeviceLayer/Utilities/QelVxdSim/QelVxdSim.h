@@ -23,10 +23,11 @@
 #include "QelVxdSimState.h"
 #include "QelVxdSimTrace.h"
 
-// The register that the last access through a register window reached, kept open in the same way
-// and for the same time: reading the parameter block from the EEPROM makes forty thousand
-// accesses in a row to the one bus register, and while it stays open each of them skips the bus
-// decode. The board still answers every access itself (whether it decodes its registers, what
+// The register that the last access through a register window reached, kept open like the memory
+// page (CQelSim::m_roOpenPage) until any other operation of the simulator closes it: reading the
+// parameter block from the EEPROM makes forty thousand accesses in a row to the one bus register,
+// and while it stays open each of them skips the bus decode. Unlike the page it stays inside the
+// simulator: the board still answers every access itself (whether it decodes its registers, what
 // the register's behaviour does), so only the look-up of the address is saved.
 struct SQelSimOpenRegister
 {
