@@ -9,8 +9,10 @@
 
 namespace
 {
-// Real hardware answers every access on the bus: the Linux backend publishes no page.
-SQelVxdDirectPage s_oLinuxNoDirectPage;
+// A page nobody publishes in. Real hardware answers every access on the bus, so the Linux backend
+// has no page of its own; nor has the table in place before a backend is chosen (its first access
+// chooses one).
+SQelVxdDirectPage s_oNoDirectPage;
 }
 
 const SQelVxdBackend g_oQelVxdLinuxBackend = {
@@ -29,7 +31,7 @@ const SQelVxdBackend g_oQelVxdLinuxBackend = {
     QelVxdPrivateLinuxTimer_Counter,
     QelVxdPrivateLinuxTimer_Delay,
     QelVxdPrivateLinuxTimer_Sleep,
-    &s_oLinuxNoDirectPage,
+    &s_oNoDirectPage,
 };
 
 namespace
@@ -47,8 +49,6 @@ struct SSelectThenForward<pMember>
 template <auto pMember>
 constexpr auto SelectThenForward = &SSelectThenForward<pMember>::Call;
 
-SQelVxdDirectPage s_oUnselectedNoDirectPage;
-
 const SQelVxdBackend s_oUnselectedBackend = {
     "unselected",
     SelectThenForward<&SQelVxdBackend::pfnConfigRead>,
@@ -65,8 +65,7 @@ const SQelVxdBackend s_oUnselectedBackend = {
     SelectThenForward<&SQelVxdBackend::pfnCounter>,
     SelectThenForward<&SQelVxdBackend::pfnDelay>,
     SelectThenForward<&SQelVxdBackend::pfnSleep>,
-    // Nothing is published before a backend is chosen; the first access then chooses one.
-    &s_oUnselectedNoDirectPage,
+    &s_oNoDirectPage,
 };
 
 bool IsComplete(const SQelVxdBackend* poBackend)
