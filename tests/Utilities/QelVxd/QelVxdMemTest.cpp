@@ -157,4 +157,3 @@ TEST_F(QelVxdDirectPage, LeavesEverythingElseToTheBackend)
     EXPECT_EQ(m_uiReads + m_uiWrites, 0u);
 }
 }
-

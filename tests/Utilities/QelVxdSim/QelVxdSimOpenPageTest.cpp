@@ -19,14 +19,8 @@ class COpenPageTest : public CSimTest
 {
 public:
     CQelSimDram& Dram() { return m_poBoard->Dram(); }
-    // Memory Space Enable in the board's command register, through configuration space.
-    void SetMemoryDecode(bool bOn)
-    {
-        const MUINT32 uiCommand = Cfg32(BOARD_03, QelSimPci::REG_COMMAND);
-        const MUINT32 uiEnable  = QelSimPci::COMMAND_MEMORY_ENABLE;
-        SetCfg32(BOARD_03, QelSimPci::REG_COMMAND, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
-    }
-    // The same switch made in the board's configuration space without a bus access.
+    void SetMemoryDecode(bool bOn) { CSimTest::SetMemoryDecode(BOARD_03, bOn); }
+    // Memory Space Enable switched in the board's configuration space without a bus access.
     void PokeMemoryDecode(bool bOn)
     {
         const MUINT32 uiCommand = m_poBoard->PeekConfig(QelSimPci::REG_COMMAND);

@@ -15,15 +15,6 @@ const char* const s_pszRig = R"({"boards":[
 
 class CWindowTest : public CSimTest
 {
-public:
-    // Memory Space Enable in the board's command register: both windows answer only while it is set.
-    void SetMemoryDecode(bool bOn)
-    {
-        const MUINT32 uiCommand = Cfg32(BOARD_03, QelSimPci::REG_COMMAND);
-        const MUINT32 uiEnable  = QelSimPci::COMMAND_MEMORY_ENABLE;
-        SetCfg32(BOARD_03, QelSimPci::REG_COMMAND, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
-    }
-
 protected:
     void SetUp() override
     {
@@ -209,11 +200,11 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(CWindowTest, WindowsAnswerOnlyWhileDecoded)
 {
-    SetMemoryDecode(false);
+    SetMemoryDecode(BOARD_03, false);
     EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x328), 0xFFFFFFFFu);
     EXPECT_EQ(Sim().pfnRead16(m_hMem), 0xFFFFu);
     Sim().pfnWrite32(m_hRegs + 0x5D00, 1);
-    SetMemoryDecode(true);
+    SetMemoryDecode(BOARD_03, true);
     EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x5D00), 0u) << "write while not decoded was dropped";
 
     // The register window's BAR follows the 64-bit memory BAR, which takes BARs 0 and 1.
