@@ -13,9 +13,10 @@ const int iStatusNotSupported = -10;
 // ---- Mapped windows.
 
 // True when an access of uiWidth bytes at uiOffset lies inside a mapped window of uiSize bytes.
+// The end of the access is computed in 64 bits, where it cannot wrap: one comparison per access.
 bool IsInsideWindow(MEMHANDLE hWindow, MUINT32 uiSize, MUINT32 uiOffset, MUINT32 uiWidth)
 {
-    return hWindow != 0 && uiOffset <= uiSize && uiSize - uiOffset >= uiWidth;
+    return hWindow != 0 && (MUINT64)uiOffset + uiWidth <= uiSize;
 }
 
 // One access of the value's width, 32 or 8 bits (the platform's copy splits a dword at an
