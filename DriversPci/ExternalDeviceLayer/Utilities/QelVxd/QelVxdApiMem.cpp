@@ -105,6 +105,14 @@ int ReadScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue* puiValue)
     return memRead(hBase, uiOffset, puiValue, sizeof(TValue));
 }
 
+// A write that the general copy makes. Out of line, so that the value is put in memory for the copy
+// only on this path: inlined, the store happens before the alignment is known, at every write.
+template <typename TValue>
+[[gnu::noinline]] int WriteSplit(MEMHANDLE hBase, MUINT32 uiOffset, TValue uiValue)
+{
+    return memWrite(hBase, uiOffset, &uiValue, sizeof(TValue));
+}
+
 template <typename TValue>
 int WriteScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue uiValue)
 {
@@ -125,7 +133,7 @@ int WriteScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue uiValue)
         (poBackend->*SAccess<TValue>::pfnWrite)(hAddress, uiValue);
         return 1;
     }
-    return memWrite(hBase, uiOffset, &uiValue, sizeof(TValue));
+    return WriteSplit(hBase, uiOffset, uiValue);
 }
 }
 
