@@ -120,9 +120,11 @@ const STestRun msc_aoTestRuns[] = {{0, 0}, {0x10000, 16}};
 {
     for (const STestRun& roRun : msc_aoTestRuns)
     {
-        for (MUINT32 uiIndex = roRun.uiFirstIndex; uiIndex < roRun.uiFirstIndex + msc_uiTestRunWords; uiIndex++)
+        const MUINT32 uiEnd = roRun.uiFirstIndex + msc_uiTestRunWords;
+        const MUINT32 uiShift = roRun.uiShift;
+        for (MUINT32 uiIndex = roRun.uiFirstIndex; uiIndex < uiEnd; uiIndex++)
         {
-            roMem.Write(uiIndex * 4, uiIndex << roRun.uiShift);
+            roMem.Write(uiIndex * 4, uiIndex << uiShift);
         }
     }
 }
@@ -132,10 +134,12 @@ const STestRun msc_aoTestRuns[] = {{0, 0}, {0x10000, 16}};
 {
     for (const STestRun& roRun : msc_aoTestRuns)
     {
-        for (MUINT32 uiIndex = roRun.uiFirstIndex; uiIndex < roRun.uiFirstIndex + msc_uiTestRunWords; uiIndex++)
+        const MUINT32 uiEnd = roRun.uiFirstIndex + msc_uiTestRunWords;
+        const MUINT32 uiShift = roRun.uiShift;
+        for (MUINT32 uiIndex = roRun.uiFirstIndex; uiIndex < uiEnd; uiIndex++)
         {
             MUINT32 uiValue = 0;
-            if (roMem.Read(uiIndex * 4, uiValue) < 0 || uiValue != uiIndex << roRun.uiShift)
+            if (roMem.Read(uiIndex * 4, uiValue) < 0 || uiValue != uiIndex << uiShift)
             {
                 return false;
             }
