@@ -34,31 +34,49 @@ MUINT32 CQelSimEepromBus::OnWrite(CQelSimBoard&, MUINT32, MUINT32 uiStored, MUIN
     const bool bGranted     = Granted(uiNew);
     const bool bClock       = bGranted && (uiNew & BYPASS_CLOCK) != 0;
     const bool bChipSelectN = !bGranted || (uiNew & BYPASS_CS0_N) != 0;
+    const bool bDataIn      = (uiNew & BYPASS_DATA_IN) != 0;
+    if (bChipSelectN != m_bChipSelectN)
+    {
+        DriveSelectChange(bClock, bChipSelectN, bDataIn);
+    }
+    else if (bClock != m_bClock)
+    {
+        // Nearly every write of a transaction: one clock edge, chip select held.
+        DriveClock(bClock, bDataIn);
+    }
+    return uiNew;
+}
 
+void CQelSimEepromBus::DriveClock(bool bClock, bool bDataIn)
+{
+    if (bClock)
+    {
+        m_oFlash.ClockRise(bDataIn);
+    }
+    else
+    {
+        m_oFlash.ClockFall();
+    }
+    m_bClock = bClock;
+}
+
+void CQelSimEepromBus::DriveSelectChange(bool bClock, bool bChipSelectN, bool bDataIn)
+{
     // Lines that change together: a falling chip select comes first and a rising one last, so
     // that a clock edge in the same write still belongs to the transaction.
-    if (m_bChipSelectN && !bChipSelectN)
+    if (!bChipSelectN)
     {
         m_oFlash.Select();
     }
     if (bClock != m_bClock)
     {
-        if (bClock)
-        {
-            m_oFlash.ClockRise((uiNew & BYPASS_DATA_IN) != 0);
-        }
-        else
-        {
-            m_oFlash.ClockFall();
-        }
+        DriveClock(bClock, bDataIn);
     }
-    if (!m_bChipSelectN && bChipSelectN)
+    if (bChipSelectN)
     {
         m_oFlash.Deselect();
     }
-    m_bClock       = bClock;
     m_bChipSelectN = bChipSelectN;
-    return uiNew;
 }
 
 void QelVxdSim_AttachEepromBus(CQelSimBoard& roBoard)

@@ -47,6 +47,10 @@ public:
 
 private:
     bool Granted(MUINT32 uiStored) const { return (uiStored & QelSimEeprom::BYPASS_REQUEST) != 0 && !m_bGrantNever; }
+    // The flash's lines after a write: a clock edge alone, or a chip select change (which begins
+    // or ends a transaction, and is kept out of the clock's path).
+    void DriveClock(bool bClock, bool bDataIn);
+    [[gnu::noinline]] void DriveSelectChange(bool bClock, bool bChipSelectN, bool bDataIn);
 
     bool m_bGrantNever;
     CQelSimSpiFlash m_oFlash;

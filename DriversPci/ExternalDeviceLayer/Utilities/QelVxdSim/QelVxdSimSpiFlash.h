@@ -108,9 +108,11 @@ private:
     };
 
     EOp Decode(MUINT8 ucInstruction) const;
-    void OnByte(MUINT8 ucByte);
-    MUINT8 NextOutputByte();
-    void Execute();
+    // Once per byte or per transaction, so kept out of line: the clock edges that call them come
+    // at every bit, through the EEPROM bus register, and stay short without them.
+    [[gnu::noinline]] void OnByte(MUINT8 ucByte);
+    [[gnu::noinline]] MUINT8 NextOutputByte();
+    [[gnu::noinline]] void Execute();
     // True when the write may go ahead; otherwise counts and notes why not.
     bool MayModify(const char* pszWhat, MUINT32 uiAddress);
     void Program();
