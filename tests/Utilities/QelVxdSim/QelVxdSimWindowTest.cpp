@@ -58,6 +58,20 @@ TEST_F(CWindowTest, PlainRegistersKeepWhatIsWrittenAtEveryWidth)
     EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0xFFFC), 0u) << "last register of the 64 KiB window";
 }
 
+TEST_F(CWindowTest, AMisalignedDwordIsSplitAtEveryAccess)
+{
+    // Bytes 2-5 of two neighbouring registers. The first access may open the register it was
+    // made at; the next ones to the same address must still reach both registers.
+    Sim().pfnWrite32(m_hRegs + 0x5D00, 0x11111111);
+    Sim().pfnWrite32(m_hRegs + 0x5D04, 0x22222222);
+    Sim().pfnWrite32(m_hRegs + 0x5D02, 0xAABBCCDD);
+    Sim().pfnWrite32(m_hRegs + 0x5D02, 0x33445566);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x5D02), 0x33445566u);
+    EXPECT_EQ(Sim().pfnRead32(m_hRegs + 0x5D02), 0x33445566u);
+    EXPECT_EQ(m_poBoard->PeekReg(0x5D00), 0x55661111u);
+    EXPECT_EQ(m_poBoard->PeekReg(0x5D04), 0x22223344u);
+}
+
 // A behaviour that counts and shows what it is told.
 class CRecordingBehaviour : public CQelSimRegBehaviour
 {

@@ -33,7 +33,7 @@ struct SQelSimOpenRegister
 {
     MUINTPTR uiAddress    = 0;        // mapped address of the register; 0: none open
     CQelSimBoard* poBoard = nullptr;
-    MUINT32 uiOffset      = 0;        // the register's offset in the board's register window
+    MUINT32 uiDword       = 0;        // the register's dword index in the board's register file
 
     CQelSimBoard* Holding(MEMHANDLE hAddress) const { return hAddress == uiAddress ? poBoard : nullptr; }
 };
@@ -63,7 +63,7 @@ public:
             if (CQelSimBoard* poBoard = m_oOpenRegister.Holding(hAddress))
             {
                 ++poBoard->Stats().uiRegReads;
-                return poBoard->RegRead(m_oOpenRegister.uiOffset, sizeof(MUINT32));
+                return poBoard->RegReadDword(m_oOpenRegister.uiDword);
             }
         }
         return ReadDecoded(hAddress, uiBytes);
@@ -75,7 +75,7 @@ public:
             if (CQelSimBoard* poBoard = m_oOpenRegister.Holding(hAddress))
             {
                 ++poBoard->Stats().uiRegWrites;
-                poBoard->RegWrite(m_oOpenRegister.uiOffset, sizeof(MUINT32), uiValue);
+                poBoard->RegWriteDword(m_oOpenRegister.uiDword, uiValue);
                 return;
             }
         }
@@ -114,7 +114,8 @@ private:
     void WriteDecoded(MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiValue);
     // Opens the page or the register of an access just made at hAddress (window offset uiOffset):
     // a page when it lies whole in the mapping and in the memory, a register when the access was
-    // a dword; neither while a trace wants to see every access decoded.
+    // a whole register (an aligned dword of the register file); neither while a trace wants to see
+    // every access decoded.
     void OpenPage(const SQelSimMapping& roMapping, MEMHANDLE hAddress, MUINT32 uiOffset);
     void OpenRegister(CQelSimBoard& roBoard, MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiOffset);
     void CloseOpenAccess()

@@ -94,6 +94,13 @@ public:
         }
         WritePartial(roBoard, uiOffset, uiBytes, uiValue);
     }
+    // The same for the whole dword uiDword (< Size() / 4), whose place and width the caller has
+    // checked already.
+    MUINT32 ReadDword(CQelSimBoard& roBoard, MUINT32 uiDword) { return ReadLanes(roBoard, uiDword, msc_uiAllLanes); }
+    void WriteDword(CQelSimBoard& roBoard, MUINT32 uiDword, MUINT32 uiValue)
+    {
+        WriteLanes(roBoard, uiDword, msc_uiAllLanes, uiValue);
+    }
 
 private:
     enum : MUINT8
