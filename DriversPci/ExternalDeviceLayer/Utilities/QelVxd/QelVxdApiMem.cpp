@@ -88,10 +88,9 @@ int ReadScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue* puiValue)
     const MEMHANDLE hAddress = hBase + uiOffset;
     if ((hBase != 0) && (puiValue != nullptr) && IsAligned(hAddress, sizeof(TValue)))
     {
-        const SQelVxdBackend* poBackend = g_poQelVxdBackend;
         if constexpr (sizeof(TValue) == sizeof(MUINT32))
         {
-            const SQelVxdDirectPage& roPage = *poBackend->poDirectPage;
+            const SQelVxdDirectPage& roPage = *g_poQelVxdDirectPage;
             if (roPage.Holds(hAddress))
             {
                 memcpy(puiValue, roPage.At(hAddress), sizeof(TValue));
@@ -99,7 +98,7 @@ int ReadScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue* puiValue)
                 return 1;
             }
         }
-        *puiValue = (poBackend->*SAccess<TValue>::pfnRead)(hAddress);
+        *puiValue = (g_poQelVxdBackend->*SAccess<TValue>::pfnRead)(hAddress);
         return 1;
     }
     return memRead(hBase, uiOffset, puiValue, sizeof(TValue));
@@ -119,10 +118,9 @@ int WriteScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue uiValue)
     const MEMHANDLE hAddress = hBase + uiOffset;
     if ((hBase != 0) && IsAligned(hAddress, sizeof(TValue)))
     {
-        const SQelVxdBackend* poBackend = g_poQelVxdBackend;
         if constexpr (sizeof(TValue) == sizeof(MUINT32))
         {
-            const SQelVxdDirectPage& roPage = *poBackend->poDirectPage;
+            const SQelVxdDirectPage& roPage = *g_poQelVxdDirectPage;
             if (roPage.Holds(hAddress))
             {
                 memcpy(roPage.At(hAddress), &uiValue, sizeof(TValue));
@@ -130,7 +128,7 @@ int WriteScalar(MEMHANDLE hBase, MUINT32 uiOffset, TValue uiValue)
                 return 1;
             }
         }
-        (poBackend->*SAccess<TValue>::pfnWrite)(hAddress, uiValue);
+        (g_poQelVxdBackend->*SAccess<TValue>::pfnWrite)(hAddress, uiValue);
         return 1;
     }
     return WriteSplit(hBase, uiOffset, uiValue);

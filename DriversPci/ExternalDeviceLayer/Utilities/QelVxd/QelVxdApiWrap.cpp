@@ -78,6 +78,17 @@ bool IsComplete(const SQelVxdBackend* poBackend)
 }
 
 const SQelVxdBackend* g_poQelVxdBackend = &s_oUnselectedBackend;
+SQelVxdDirectPage* g_poQelVxdDirectPage = &s_oNoDirectPage;
+
+namespace
+{
+const SQelVxdBackend* Use(const SQelVxdBackend* poBackend)
+{
+    g_poQelVxdBackend    = poBackend;
+    g_poQelVxdDirectPage = poBackend->poDirectPage;
+    return poBackend;
+}
+}
 
 const char* QelVxdSimulatorRig(void)
 {
@@ -95,8 +106,7 @@ const SQelVxdBackend* QelVxdBackend(void)
     const char* pszRig = QelVxdSimulatorRig();
     if (pszRig == nullptr)
     {
-        g_poQelVxdBackend = &g_oQelVxdLinuxBackend;
-        return g_poQelVxdBackend;
+        return Use(&g_oQelVxdLinuxBackend);
     }
 
     // The simulator ends the process itself on a bad rig. A table with holes would crash on
@@ -108,13 +118,12 @@ const SQelVxdBackend* QelVxdBackend(void)
         fprintf(stderr, "QELVXD_SIM=%s: the board simulator did not provide a complete backend\n", pszRig);
         exit(2);
     }
-    g_poQelVxdBackend = poSim;
-    return g_poQelVxdBackend;
+    return Use(poSim);
 }
 
 void QelVxdSetBackendForTest(const SQelVxdBackend* poBackend)
 {
-    g_poQelVxdBackend = (poBackend != nullptr) ? poBackend : &s_oUnselectedBackend;
+    Use((poBackend != nullptr) ? poBackend : &s_oUnselectedBackend);
 }
 
 int InitQELLibrary(void)

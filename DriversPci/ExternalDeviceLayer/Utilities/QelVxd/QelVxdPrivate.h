@@ -9,6 +9,9 @@
 // whose entries select the real backend and then forward to it, so that every access costs one
 // pointer load and one call, with no "already chosen?" test.
 extern const SQelVxdBackend* g_poQelVxdBackend;
+// The page that backend publishes in (its poDirectPage), kept beside it and changed with it, so
+// that a memory dword reaches the page in one load rather than two.
+extern SQelVxdDirectPage* g_poQelVxdDirectPage;
 
 // Installs a backend for tests. Every member of the table must be set. Null forgets the
 // installed backend: the next call selects one from QELVXD_SIM again.
