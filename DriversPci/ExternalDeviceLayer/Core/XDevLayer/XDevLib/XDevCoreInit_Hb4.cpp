@@ -116,15 +116,20 @@ const STestRun msc_aoTestRuns[] = {{0, 0}, {0x10000, 16}};
 // initialisation function, they share its inlining budget, and a release build then leaves the
 // reads a virtual call through the access object, a quarter of the read loop's time. On their own,
 // both loops call the window's access directly, with the virtual call kept as the fallback.
+//
+// Each loop steps the offset by a word and the value by the run's unit (1 shifted left by the
+// run's shift), rather than shifting every index: adding modulo 2^32 wraps exactly as the
+// shifted index is truncated to 32 bits.
 [[gnu::noinline]] void WriteTestPattern(XMemAccess& roMem)
 {
     for (const STestRun& roRun : msc_aoTestRuns)
     {
-        const MUINT32 uiEnd = roRun.uiFirstIndex + msc_uiTestRunWords;
-        const MUINT32 uiShift = roRun.uiShift;
-        for (MUINT32 uiIndex = roRun.uiFirstIndex; uiIndex < uiEnd; uiIndex++)
+        const MUINT32 uiEnd = (roRun.uiFirstIndex + msc_uiTestRunWords) * 4;
+        const MUINT32 uiStep = 1u << roRun.uiShift;
+        MUINT32 uiValue = roRun.uiFirstIndex << roRun.uiShift;
+        for (MUINT32 uiOffset = roRun.uiFirstIndex * 4; uiOffset < uiEnd; uiOffset += 4, uiValue += uiStep)
         {
-            roMem.Write(uiIndex * 4, uiIndex << uiShift);
+            roMem.Write(uiOffset, uiValue);
         }
     }
 }
@@ -134,12 +139,13 @@ const STestRun msc_aoTestRuns[] = {{0, 0}, {0x10000, 16}};
 {
     for (const STestRun& roRun : msc_aoTestRuns)
     {
-        const MUINT32 uiEnd = roRun.uiFirstIndex + msc_uiTestRunWords;
-        const MUINT32 uiShift = roRun.uiShift;
-        for (MUINT32 uiIndex = roRun.uiFirstIndex; uiIndex < uiEnd; uiIndex++)
+        const MUINT32 uiEnd = (roRun.uiFirstIndex + msc_uiTestRunWords) * 4;
+        const MUINT32 uiStep = 1u << roRun.uiShift;
+        MUINT32 uiExpected = roRun.uiFirstIndex << roRun.uiShift;
+        for (MUINT32 uiOffset = roRun.uiFirstIndex * 4; uiOffset < uiEnd; uiOffset += 4, uiExpected += uiStep)
         {
             MUINT32 uiValue = 0;
-            if (roMem.Read(uiIndex * 4, uiValue) < 0 || uiValue != uiIndex << uiShift)
+            if (roMem.Read(uiOffset, uiValue) < 0 || uiValue != uiExpected)
             {
                 return false;
             }
