@@ -28,7 +28,8 @@
 // parameter block from the EEPROM makes forty thousand accesses in a row to the one bus register,
 // and while it stays open each of them skips the bus decode. Unlike the page it stays inside the
 // simulator: the board still answers every access itself (whether it decodes its registers, what
-// the register's behaviour does), so only the look-up of the address is saved.
+// the register's behaviour does), so only the look-up of the address and the checks of the
+// access's width and place, made when the register was opened, are saved.
 struct SQelSimOpenRegister
 {
     MUINTPTR uiAddress    = 0;        // mapped address of the register; 0: none open
