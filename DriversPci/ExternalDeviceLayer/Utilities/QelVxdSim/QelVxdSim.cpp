@@ -294,10 +294,13 @@ int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUI
 {
     CloseOpenAccess();
     CQelSimFunction* poFunction = Address(hDevice);
-    if (poFunction == nullptr)
-    {
-        return 0;
-    }
+    return poFunction != nullptr ? ConfigReadOf(*poFunction, hDevice, uiOffset, pvBuffer, uiSize) : 0;
+}
+
+int CQelSim::ConfigReadOf(CQelSimFunction& roFunction, PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer,
+                          MUINT32 uiSize)
+{
+    CQelSimFunction* poFunction = &roFunction;
     MUINT8* pucBuffer = static_cast<MUINT8*>(pvBuffer);
     // Bytes past the configuration space read as 0xFF.
     for (MUINT32 uiDone = 0; uiDone < uiSize;)

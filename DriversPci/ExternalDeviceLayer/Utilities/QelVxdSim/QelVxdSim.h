@@ -130,6 +130,10 @@ private:
         m_oOpenRegister = SQelSimOpenRegister();
     }
     [[noreturn]] void Fault(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite);
+    // ConfigRead of a function that exists. Out of line: the bus scan reads 8,192 functions, nearly
+    // all absent, and their reads then end before this part's set-up.
+    [[gnu::noinline]] int ConfigReadOf(CQelSimFunction& roFunction, PCIHANDLE hDevice, MUINT32 uiOffset,
+                                       void* pvBuffer, MUINT32 uiSize);
     // The function at hDevice; a board becomes the one that waits are counted against.
     CQelSimFunction* Address(PCIHANDLE hDevice);
 
