@@ -300,7 +300,6 @@ int CQelSim::ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUI
 int CQelSim::ConfigReadOf(CQelSimFunction& roFunction, PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer,
                           MUINT32 uiSize)
 {
-    CQelSimFunction* poFunction = &roFunction;
     MUINT8* pucBuffer = static_cast<MUINT8*>(pvBuffer);
     // Bytes past the configuration space read as 0xFF.
     for (MUINT32 uiDone = 0; uiDone < uiSize;)
@@ -312,8 +311,8 @@ int CQelSim::ConfigReadOf(CQelSimFunction& roFunction, PCIHANDLE hDevice, MUINT3
             pucBuffer[uiDone++] = 0xFF;
             continue;
         }
-        const MUINT32 uiValue = poFunction->ConfigRead((MUINT32)uiAt, uiBytes);
-        if (m_poAddressedBoard == poFunction)
+        const MUINT32 uiValue = roFunction.ConfigRead((MUINT32)uiAt, uiBytes);
+        if (m_poAddressedBoard == &roFunction)
         {
             ++m_poAddressedBoard->Stats().uiCfgReads;
         }

@@ -81,7 +81,7 @@ public:
     {
         if (IsWholeDword(uiOffset, uiBytes))
         {
-            return ReadLanes(roBoard, uiOffset / 4, msc_uiAllLanes);
+            return ReadDword(roBoard, uiOffset / 4);
         }
         return ReadPartial(roBoard, uiOffset, uiBytes);
     }
@@ -89,7 +89,7 @@ public:
     {
         if (IsWholeDword(uiOffset, uiBytes))
         {
-            WriteLanes(roBoard, uiOffset / 4, msc_uiAllLanes, uiValue);
+            WriteDword(roBoard, uiOffset / 4, uiValue);
             return;
         }
         WritePartial(roBoard, uiOffset, uiBytes, uiValue);
