@@ -430,8 +430,7 @@ void CQelSim::OpenPage(const SQelSimMapping& roMapping, MEMHANDLE hAddress, MUIN
 
 void CQelSim::OpenRegister(CQelSimBoard& roBoard, MEMHANDLE hAddress, MUINT32 uiBytes, MUINT32 uiOffset)
 {
-    if (m_poTrace == nullptr && uiBytes == sizeof(MUINT32) && (uiOffset & 3) == 0 &&
-        roBoard.Registers().Contains(uiOffset, sizeof(MUINT32)))
+    if (m_poTrace == nullptr && roBoard.Registers().IsWholeDword(uiOffset, uiBytes))
     {
         m_oOpenRegister = {hAddress, &roBoard, uiOffset / 4};
     }

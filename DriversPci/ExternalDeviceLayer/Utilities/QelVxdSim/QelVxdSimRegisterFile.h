@@ -94,7 +94,13 @@ public:
         }
         WritePartial(roBoard, uiOffset, uiBytes, uiValue);
     }
-    // The same for the whole dword uiDword (< Size() / 4), whose place and width the caller has
+    // Whether an access of uiBytes at uiOffset is one whole register: an aligned dword inside the
+    // window.
+    bool IsWholeDword(MUINT32 uiOffset, MUINT32 uiBytes) const
+    {
+        return uiBytes == 4 && (uiOffset & 3) == 0 && uiOffset / 4 < m_auiCells.size();
+    }
+    // Read and Write of the whole dword uiDword (< Size() / 4), whose place and width the caller has
     // checked already.
     MUINT32 ReadDword(CQelSimBoard& roBoard, MUINT32 uiDword) { return ReadLanes(roBoard, uiDword, msc_uiAllLanes); }
     void WriteDword(CQelSimBoard& roBoard, MUINT32 uiDword, MUINT32 uiValue)
@@ -109,10 +115,6 @@ private:
     };
     static constexpr MUINT32 msc_uiAllLanes = 0xFFFFFFFFu;
 
-    bool IsWholeDword(MUINT32 uiOffset, MUINT32 uiBytes) const
-    {
-        return uiBytes == 4 && (uiOffset & 3) == 0 && uiOffset / 4 < m_auiCells.size();
-    }
     MUINT32 ReadPartial(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32 uiBytes);
     void WritePartial(CQelSimBoard& roBoard, MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue);
 
