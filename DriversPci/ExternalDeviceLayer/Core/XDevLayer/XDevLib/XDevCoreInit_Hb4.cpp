@@ -112,15 +112,12 @@ struct STestRun
 constexpr MUINT32 msc_uiTestRunWords = 0xFFFF;
 const STestRun msc_aoTestRuns[] = {{0, 0}, {0x10000, 16}};
 
-// The two halves of the test, 131,070 single accesses each, kept out of line. Inlined into the
-// initialisation function, they share its inlining budget, and a release build then leaves the
-// reads a virtual call through the access object, a quarter of the read loop's time. On their own,
-// both loops call the window's access directly, with the virtual call kept as the fallback.
-//
-// Each loop steps the offset by a word and the value by the run's unit (1 shifted left by the
-// run's shift), rather than shifting every index: adding modulo 2^32 wraps exactly as the
-// shifted index is truncated to 32 bits.
-[[gnu::noinline]] void WriteTestPattern(XMemAccess& roMem)
+// Calls fnWord(offset, value) for every word of the pattern, run by run, in address order, and
+// stops at the first call that returns false; true when none did. The offset steps by a word and
+// the value by the run's unit (1 shifted left by the run's shift) rather than being shifted from
+// each index: adding modulo 2^32 wraps exactly as the shifted index is truncated to 32 bits.
+template <typename TWord>
+bool ForEachTestWord(TWord fnWord)
 {
     for (const STestRun& roRun : msc_aoTestRuns)
     {
@@ -129,29 +126,34 @@ const STestRun msc_aoTestRuns[] = {{0, 0}, {0x10000, 16}};
         MUINT32 uiValue = roRun.uiFirstIndex << roRun.uiShift;
         for (MUINT32 uiOffset = roRun.uiFirstIndex * 4; uiOffset < uiEnd; uiOffset += 4, uiValue += uiStep)
         {
-            roMem.Write(uiOffset, uiValue);
-        }
-    }
-}
-
-// True when every word reads back as written.
-[[gnu::noinline]] bool CheckTestPattern(XMemAccess& roMem)
-{
-    for (const STestRun& roRun : msc_aoTestRuns)
-    {
-        const MUINT32 uiEnd = (roRun.uiFirstIndex + msc_uiTestRunWords) * 4;
-        const MUINT32 uiStep = 1u << roRun.uiShift;
-        MUINT32 uiExpected = roRun.uiFirstIndex << roRun.uiShift;
-        for (MUINT32 uiOffset = roRun.uiFirstIndex * 4; uiOffset < uiEnd; uiOffset += 4, uiExpected += uiStep)
-        {
-            MUINT32 uiValue = 0;
-            if (roMem.Read(uiOffset, uiValue) < 0 || uiValue != uiExpected)
+            if (!fnWord(uiOffset, uiValue))
             {
                 return false;
             }
         }
     }
     return true;
+}
+
+// The two halves of the test, 131,070 single accesses each, kept out of line. Inlined into the
+// initialisation function, they share its inlining budget, and a release build then leaves the
+// reads a virtual call through the access object, a quarter of the read loop's time. On their own,
+// both loops call the window's access directly, with the virtual call kept as the fallback.
+[[gnu::noinline]] void WriteTestPattern(XMemAccess& roMem)
+{
+    ForEachTestWord([&roMem](MUINT32 uiOffset, MUINT32 uiValue) {
+        roMem.Write(uiOffset, uiValue);
+        return true;
+    });
+}
+
+// True when every word reads back as written.
+[[gnu::noinline]] bool CheckTestPattern(XMemAccess& roMem)
+{
+    return ForEachTestWord([&roMem](MUINT32 uiOffset, MUINT32 uiExpected) {
+        MUINT32 uiValue = 0;
+        return roMem.Read(uiOffset, uiValue) >= 0 && uiValue == uiExpected;
+    });
 }
 
 // Clock domains in the order they are parked and then switched to their synthesizers, with the
