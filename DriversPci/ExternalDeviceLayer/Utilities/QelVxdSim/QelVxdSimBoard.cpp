@@ -175,6 +175,19 @@ void CQelSimBoard::RegWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
     }
 }
 
+MUINT32 CQelSimBoard::RegReadDword(MUINT32 uiDword)
+{
+    return m_bRegistersDecoded ? m_oRegisters.ReadDword(*this, uiDword) : AllOnes(sizeof(MUINT32));
+}
+
+void CQelSimBoard::RegWriteDword(MUINT32 uiDword, MUINT32 uiValue)
+{
+    if (m_bRegistersDecoded)
+    {
+        m_oRegisters.WriteDword(*this, uiDword, uiValue);
+    }
+}
+
 MUINT32 CQelSimBoard::MemRead(MUINT32 uiOffset, MUINT32 uiBytes)
 {
     return m_bMemoryDecoded ? m_oDram.Read(uiOffset, uiBytes) : AllOnes(uiBytes);

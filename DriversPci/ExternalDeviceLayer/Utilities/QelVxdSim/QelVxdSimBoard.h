@@ -77,17 +77,8 @@ public:
     MUINT32 MemRead(MUINT32 uiOffset, MUINT32 uiBytes);
     void MemWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue);
     // A whole register by its dword index (< RegisterSize() / 4).
-    MUINT32 RegReadDword(MUINT32 uiDword)
-    {
-        return m_bRegistersDecoded ? m_oRegisters.ReadDword(*this, uiDword) : 0xFFFFFFFFu;
-    }
-    void RegWriteDword(MUINT32 uiDword, MUINT32 uiValue)
-    {
-        if (m_bRegistersDecoded)
-        {
-            m_oRegisters.WriteDword(*this, uiDword, uiValue);
-        }
-    }
+    MUINT32 RegReadDword(MUINT32 uiDword);
+    void RegWriteDword(MUINT32 uiDword, MUINT32 uiValue);
 
     // ---- Views for behaviours and tests: register cells without behaviour (a store still
     // reaches the state file when the register is persistent), the memory, the flash.
