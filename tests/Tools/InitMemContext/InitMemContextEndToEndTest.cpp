@@ -74,15 +74,18 @@ INSTANTIATE_TEST_SUITE_P(Scenarios, ScenarioTest, ::testing::ValuesIn(LoadScenar
 
 // ---- What whole runs send to the flash, decoded from the simulator trace: the initialisation
 // reads the parameter block and never writes, erases or unprotects the flash, with or without
-// the clear option.
+// the clear option. The clock is paced by the reads of the bus register: every line change reads
+// the register before it writes it, and every bit from the flash is sampled by a read after its
+// rising edge, so what the host read is what the flash holds.
 
 using FlashTrafficTest = ::testing::TestWithParam<const char*>;
 
-TEST_P(FlashTrafficTest, InitialisationOnlyReadsTheFlash)
+TEST_P(FlashTrafficTest, InitialisationOnlyReadsTheFlashAtThePaceOfTheBusReads)
 {
     const std::set<MUINT8> setReadOnly = {0x03, 0x0B, 0x15, 0x90, 0x9E, 0xAB};   // read and identify
     const CRigDir oRig("noclock.json");
     const std::string sTrace = (oRig.Dir() / "run.trace").string();
+    const std::string sImage = Slurp(oRig.Dir() / "NoClock.bin");
     for (int iRun = 0; iRun < 2; ++iRun)   // initialises, then finds it done (or clears it)
     {
         const SToolRun oRun = oRig.Run(GetParam(), {"QELVXD_SIM_TRACE=" + sTrace});
@@ -90,14 +93,24 @@ TEST_P(FlashTrafficTest, InitialisationOnlyReadsTheFlash)
     }
 
     const CSpiBusDecoder oBus = CSpiBusDecoder::FromSimTrace(Slurp(sTrace), "03:00.0");
-    bool bPointerRead = false;
+    size_t uiBytesRead = 0;
     for (const SSpiTransaction& roTransaction : oBus.Transactions())
     {
         EXPECT_TRUE(setReadOnly.count(roTransaction.Instruction())) << oBus.Summary();
-        bPointerRead = bPointerRead || (roTransaction.Instruction() == 0x03 && roTransaction.Address24() == 0x1FE7C);
+        const MUINT32 uiAddress = roTransaction.Address24();
+        if (roTransaction.Instruction() == 0x03 && uiAddress < sImage.size())
+        {
+            // The flash answers after the instruction and the three address bytes.
+            const std::string sIn(roTransaction.aucIn.begin() + std::min<size_t>(4, roTransaction.aucIn.size()),
+                                  roTransaction.aucIn.end());
+            EXPECT_EQ(sIn, sImage.substr(uiAddress, sIn.size())) << "bytes sampled at 0x" << std::hex << uiAddress;
+            uiBytesRead += sIn.size();
+        }
     }
-    EXPECT_TRUE(bPointerRead) << oBus.Summary();
+    EXPECT_GT(uiBytesRead, 4u) << "the pointer word and the block are read: " << oBus.Summary();
     EXPECT_EQ(oBus.BusRequests(), oBus.Transactions().size()) << "one bus request per transaction";
+    EXPECT_EQ(oBus.UnpacedWrites(), 0u) << "two writes of the bus register with no read between them";
+    EXPECT_EQ(oBus.UnsampledEdges(), 0u) << "a rising edge that no read sampled";
 }
 
 INSTANTIATE_TEST_SUITE_P(Runs, FlashTrafficTest, ::testing::Values("", "-c"),

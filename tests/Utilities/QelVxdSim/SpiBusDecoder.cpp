@@ -30,12 +30,15 @@ void CSpiBusDecoder::OnWrite(MUINT32 uiValue)
     {
         ++m_uiIdleWrites;
     }
+    m_uiUnpacedWrites += m_bWrotePreviously ? 1 : 0;
     m_uiLastWrite = uiValue;
     Drive(m_bGranted && (uiValue & REQUEST) != 0, uiValue);
+    m_bWrotePreviously = true;
 }
 
 void CSpiBusDecoder::OnRead(MUINT32 uiValue)
 {
+    m_bWrotePreviously = false;
     if (m_bSamplePending)
     {
         m_ucIn = (MUINT8)((m_ucIn << 1) | ((uiValue & DATA_OUT) != 0 ? 1 : 0));
@@ -66,6 +69,7 @@ void CSpiBusDecoder::Drive(bool bGranted, MUINT32 uiLines)
     {
         if (m_bSamplePending)
         {
+            ++m_uiUnsampledEdges;
             OnRead(DATA_OUT);  // a clock nobody sampled: the idle line reads high
         }
         m_ucOut = (MUINT8)((m_ucOut << 1) | ((uiLines & DATA_IN) != 0 ? 1 : 0));

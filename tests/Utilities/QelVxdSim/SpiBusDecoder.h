@@ -37,6 +37,12 @@ public:
     MUINT32 BusRequests() const { return m_uiBusRequests; }
     // Writes that changed none of the host's lines: each costs a bus cycle for nothing.
     MUINT32 IdleWrites() const { return m_uiIdleWrites; }
+    // Writes that followed another write with no read of the register between them. The read
+    // before each line change paces the clock; without it two posted writes can reach the chip
+    // a few nanoseconds apart.
+    MUINT32 UnpacedWrites() const { return m_uiUnpacedWrites; }
+    // Rising clock edges with the flash selected that no read followed before the next edge.
+    MUINT32 UnsampledEdges() const { return m_uiUnsampledEdges; }
     // The instruction bytes, runs of the same instruction folded into "<xx>*", e.g.
     // "06 02 05* 04". Handy to compare a whole sequence at once.
     std::string Summary() const;
@@ -58,6 +64,9 @@ private:
     MUINT8 m_ucIn = 0;
     MUINT32 m_uiBusRequests = 0;
     MUINT32 m_uiIdleWrites = 0;
+    MUINT32 m_uiUnpacedWrites = 0;
+    MUINT32 m_uiUnsampledEdges = 0;
+    bool m_bWrotePreviously = false;
     SSpiTransaction m_oCurrent;
     std::vector<SSpiTransaction> m_aoTransactions;
 };

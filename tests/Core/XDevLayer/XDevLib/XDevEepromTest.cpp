@@ -339,7 +339,7 @@ TEST_F(CEepromTest, AFailedRegisterAccessFailsTheTransactionWithItsCode)
     ASSERT_TRUE(StartDetected("IS25WD020"));
     MUINT8 aucBuffer[16];
     const MUINT64 uiReadStart = m_poFailing->m_uiAccesses;
-    m_poFailing->m_fnFailHere = [&] { return m_poFailing->m_uiAccesses == uiReadStart + 15; };
+    m_poFailing->m_fnFailHere = [&] { return m_poFailing->m_uiAccesses == uiReadStart + 40; };
     EXPECT_EQ(m_poEeprom->Read(0, aucBuffer, sizeof(aucBuffer)), -7) << "within the instruction byte";
     EXPECT_EQ(m_poBoard->PeekReg(HST_EEPROMBYP) & uE2pbyp, 0u) << "bus given back";
     EXPECT_EQ(Counters().uiChipSelectMidByte, 1u) << "the cut-off instruction is ended, and ignored";
@@ -357,7 +357,7 @@ TEST_F(CEepromTest, AFailedRegisterAccessFailsTheTransactionWithItsCode)
         {
             uiArmedAt = m_poFailing->m_uiAccesses;
         }
-        return uiArmedAt != 0 && m_poFailing->m_uiAccesses == uiArmedAt + 10;
+        return uiArmedAt != 0 && m_poFailing->m_uiAccesses == uiArmedAt + 20;
     };
     const std::vector<MUINT8> aucData(300, 0x00);
     EXPECT_EQ(m_poEeprom->Write(0x100, aucData.data(), 300, FALSE), -7);

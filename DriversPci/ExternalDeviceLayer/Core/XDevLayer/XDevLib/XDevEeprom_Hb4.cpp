@@ -29,19 +29,17 @@ XDevEepromHb4::XDevEepromHb4(OsServices& roOsServices, XHwAccess& roHwAccess, XR
 }
 
 // ---- Bus primitives.
-
-LStatus XDevEepromHb4::ReadBypass(MUINT32& ruiValue)
-{
-    const LStatus iStatus = m_roRegAccess.Read(HST_EEPROMBYP, ruiValue);
-    m_bBypassKnown = iStatus >= 0 ? TRUE : FALSE;
-    m_uiBypass = ruiValue;
-    return iStatus;
-}
+//
+// Each line change reads the bypass register, changes its one bit and writes the register back
+// only when that bit must change. No delay is inserted between clock edges: the read before each
+// edge is a round trip over PCI Express, and it is what paces the clock. It also makes every
+// write reach the chip before the next one is issued, so logic that samples the register in a
+// slower clock domain sees each level the flash must see.
 
 LStatus XDevEepromHb4::UpdateBypass(MUINT32 uiMask, MBOOL32 bSet)
 {
-    MUINT32 uiValue = m_uiBypass;
-    LStatus iStatus = m_bBypassKnown ? 0 : ReadBypass(uiValue);
+    MUINT32 uiValue = 0;
+    LStatus iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
     if (iStatus < 0)
     {
         QEL_ASSERT_REPORT();
@@ -55,11 +53,9 @@ LStatus XDevEepromHb4::UpdateBypass(MUINT32 uiMask, MBOOL32 bSet)
     iStatus = m_roRegAccess.Write(HST_EEPROMBYP, uiNew);
     if (iStatus < 0)
     {
-        m_bBypassKnown = FALSE;
         QEL_ASSERT_REPORT();
         return iStatus;
     }
-    m_uiBypass = uiNew;
     return 0;
 }
 
@@ -81,7 +77,7 @@ LStatus XDevEepromHb4::SetChipSelect(MBOOL32 bLevel)
 LStatus XDevEepromHb4::GetDataOut(MBOOL32& rbHigh)
 {
     MUINT32 uiValue = 0;
-    const LStatus iStatus = ReadBypass(uiValue);
+    const LStatus iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
     if (iStatus < 0)
     {
         QEL_ASSERT_REPORT();
@@ -96,14 +92,12 @@ LStatus XDevEepromHb4::SetStateMachine(MBOOL32 bRequest)
     LStatus iStatus = UpdateBypass(uE2pbyp, bRequest);
     if (iStatus < 0 || !bRequest)
     {
-        // Given back (or not taken): the chip's engine drives the lines again.
-        m_bBypassKnown = FALSE;
         return iStatus;
     }
     for (MUINT32 uiPoll = 0; uiPoll < msc_uiGrantPolls; ++uiPoll)
     {
         MUINT32 uiValue = 0;
-        iStatus = ReadBypass(uiValue);
+        iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
         if (iStatus < 0)
         {
             QEL_ASSERT_REPORT();
@@ -127,8 +121,6 @@ LStatus XDevEepromHb4::EnableSoftCom(MBOOL32 bEnable)
     {
         return SetStateMachine(FALSE);
     }
-    // Until the bus is granted the register is read afresh: the engine may have used it.
-    m_bBypassKnown = FALSE;
     LStatus iStatus = SetClock(FALSE);
     if (iStatus >= 0)
     {
@@ -337,7 +329,7 @@ LStatus XDevEepromHb4::SetHwProtection(MBOOL32 bOn)
 LStatus XDevEepromHb4::WriteProtectionStatus(MBOOL32 bOn)
 {
     MUINT32 uiValue = 0;
-    LStatus iStatus = ReadBypass(uiValue);
+    LStatus iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
     if (iStatus >= 0 && (uiValue & uE2pbyp) == 0)
     {
         iStatus = SetClock(FALSE);

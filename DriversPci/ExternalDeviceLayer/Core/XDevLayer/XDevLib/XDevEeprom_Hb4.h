@@ -3,14 +3,14 @@
 //
 // Every transaction takes the bus from the engine (request, wait for the grant) and gives it
 // back. Each line change is one read of the bypass register and, only when the bit really
-// changes, one write: a bit costs three to six register accesses over PCI, so a whole parameter
-// block is read in one transaction. Program and erase lift the flash's write protection (status
-// register and hardware line) for their duration and restore it on every path, failures
-// included.
+// changes, one write; each received bit is one more read. A bit costs three to six register
+// accesses over PCI, so a whole parameter block is read in one transaction. Program and erase
+// lift the flash's write protection (status register and hardware line) for their duration and
+// restore it on every path, failures included.
 //
-// Register accesses go through the register access given at construction: the services' traced
-// access on a context (XServicesCore::m_roTracesReg). A failed access is reported and its status
-// returned unchanged.
+// Register accesses go through the register access given at construction; the memory
+// initialisation gives the board's register window itself. A failed access is reported and its
+// status returned unchanged.
 #pragma once
 
 #include "QelBaseTypes.h"
@@ -36,7 +36,7 @@ public:
     static constexpr MUINT32 msc_uiStatusPollDelayUs = 5;
     static constexpr MUINT32 msc_uiMaxAddressSize = 4;
 
-    // On a context: register accesses through the services' traced access.
+    // On a context: register accesses through the services' register access.
     explicit XDevEepromHb4(XServicesCore& roServicesCore);
     // Register accesses straight on the hardware access's register window.
     XDevEepromHb4(OsServices& roOsServices, XHwAccess& roHwAccess);
@@ -96,17 +96,8 @@ protected:
     MUINT32 m_uiStatusWritePolls;
 
 private:
-    // Sets or clears bits of the bypass register, writing only when they change.
+    // Reads the bypass register and sets or clears bits of it, writing only when they change.
     LStatus UpdateBypass(MUINT32 uiMask, MBOOL32 bSet);
-    // A read of the bypass register; the value also refreshes the shadow.
-    LStatus ReadBypass(MUINT32& ruiValue);
-
-    // Shadow of the bypass register. While the host holds the bus only the host changes the
-    // lines it drives, so a line change needs no read first: a read is a round trip over PCI
-    // Express (about a microsecond), a write is posted. Every read of the register refreshes the
-    // shadow; it is dropped whenever the chip's engine may own the bus and after a failed write.
-    MUINT32 m_uiBypass = 0;
-    MBOOL32 m_bBypassKnown = FALSE;
     // The status write of SetProtection, on a bus it holds.
     LStatus WriteProtectionStatus(MBOOL32 bOn);
     // One program or erase: write enable, the transaction, the wait until the part is done.
