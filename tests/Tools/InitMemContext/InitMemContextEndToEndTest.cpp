@@ -7,6 +7,10 @@
 // the expected files from the actual output, for review.
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <set>
@@ -117,5 +121,39 @@ INSTANTIATE_TEST_SUITE_P(Runs, FlashTrafficTest, ::testing::Values("", "-c"),
                          [](const ::testing::TestParamInfo<const char*>& roInfo) {
                              return std::string(roInfo.param[0] != '\0' ? "Clear" : "Plain");
                          });
+
+// ---- Each line reaches a pipe when it is printed: in real time, the first board's result is read
+// while the second board is still retrying a memory that always fails (11 attempts, 1 s apart).
+
+TEST(LineBuffering, TheFirstBoardsResultReachesThePipeWhileTheSecondStillWorks)
+{
+    const CRigDir oRig = CRigDir::FromText(R"({"time": "real",
+        "bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 4}],
+        "boards": [{"bus": 3, "device": 0, "function": 0},
+                   {"bus": 4, "device": 0, "function": 0, "faults": {"memory_fail_inits": -1}}]})");
+    const std::string sCommand = "QELVXD_SIM='" + (oRig.Dir() / "rig.json").string() + "' XDG_RUNTIME_DIR='" +
+                                 oRig.Dir().string() + "' '" INITMEM_TOOL_PATH "' 2>/dev/null";
+    FILE* poPipe = popen(sCommand.c_str(), "r");
+    ASSERT_NE(poPipe, nullptr);
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point oFirstResult{};
+    std::string sOut;
+    char szLine[512];
+    while (std::fgets(szLine, sizeof(szLine), poPipe) != nullptr)
+    {
+        sOut += szLine;
+        if (oFirstResult == Clock::time_point{} && sOut.find("[hb4_0] : Memory was successfully initialized\n") != std::string::npos)
+        {
+            oFirstResult = Clock::now();
+        }
+    }
+    const int iStatus = pclose(poPipe);
+    const auto oAfterFirst = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - oFirstResult);
+
+    EXPECT_NE(sOut.find("[hb4_1] : Fail to initialize memory\n"), std::string::npos) << sOut;
+    EXPECT_EQ(WEXITSTATUS(iStatus), 255);
+    ASSERT_NE(oFirstResult, Clock::time_point{}) << sOut;
+    EXPECT_GT(oAfterFirst.count(), 5000) << "board 0's line arrived only at the end of the run";
+}
 
 } // namespace

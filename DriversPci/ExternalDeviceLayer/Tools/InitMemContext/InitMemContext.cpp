@@ -68,6 +68,11 @@ int InitializeBoard(MUINT32 uiIndex, const SInitMemOptions& roOptions)
 
 int main(int argc, char** argv)
 {
+    // Each line goes out when it is printed, also into a pipe or the journal: a board's result
+    // is stamped with the time it was reached, and a run killed by a time-out keeps the lines of
+    // the boards it finished.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+
     SInitMemOptions oOptions;
     InitMemParseArguments(argc, argv, oOptions);
     if (!oOptions.bGoOn)
