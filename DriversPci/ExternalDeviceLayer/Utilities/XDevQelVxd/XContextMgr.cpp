@@ -180,10 +180,11 @@ MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
     if (!poHwAccess->IsRegisterWindowMapped())
     {
         // The board stays listed; every access to its registers fails, so nothing drives it.
-        OsServices::WriteErrorMsg("Cannot map the registers of the board at PCI %02x:%02x.%x: run as root, on a "
-                                  "kernel that allows /dev/mem access\n",
-                                  static_cast<unsigned>(oLocation.bus), static_cast<unsigned>(oLocation.device),
-                                  static_cast<unsigned>(oLocation.function));
+        OsServices::WriteOperatorHint("the registers of the board at PCI %02x:%02x.%x could not be mapped through "
+                                      "/dev/mem, so nothing is done on it: run as root, on a kernel that allows "
+                                      "/dev/mem access to the board's windows",
+                                      static_cast<unsigned>(oLocation.bus), static_cast<unsigned>(oLocation.device),
+                                      static_cast<unsigned>(oLocation.function));
     }
 
     LDeviceCreateOptTag oOptions;

@@ -38,6 +38,9 @@ public:
     static void WriteErrorMsg(const char* pszFormat, ...) __attribute__((format(printf, 1, 2)));
     static void WriteUserMsg(const char* pszFormat, ...) __attribute__((format(printf, 1, 2)));
     static void WriteMsg(const char* pszFormat, ...) __attribute__((format(printf, 1, 2)));
+    // Help for the operator beside those messages: one line on standard error behind the
+    // program's name (the line end is added). Standard output keeps only the messages above.
+    static void WriteOperatorHint(const char* pszFormat, ...) __attribute__((format(printf, 1, 2)));
     static void SetMsgPrefix(const char* pszPrefix);
     static void SetMsgReferenceId(MUINT64 uiReferenceId);
     static void SetMsgLevel(MBOOL32 bEnableError, MBOOL32 bEnableUser, MBOOL32 bEnableInfo);

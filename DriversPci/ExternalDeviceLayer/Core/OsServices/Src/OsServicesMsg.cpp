@@ -1,4 +1,5 @@
 // Message output and message settings of OsServices.
+#include <cerrno>
 #include <cstdio>
 
 #include "OsServices.h"
@@ -54,6 +55,17 @@ void OsServices::WriteMsg(const char* pszFormat, ...)
     va_start(oArgs, pszFormat);
     WriteWithPrefix("Debug", pszFormat, oArgs);
     va_end(oArgs);
+}
+
+void OsServices::WriteOperatorHint(const char* pszFormat, ...)
+{
+    // Built whole first, so that the line reaches standard error in one write.
+    char szLine[512];
+    va_list oArgs;
+    va_start(oArgs, pszFormat);
+    vsnprintf(szLine, sizeof(szLine), pszFormat, oArgs);
+    va_end(oArgs);
+    fprintf(stderr, "%s: %s\n", program_invocation_short_name, szLine);
 }
 
 void OsServices::SetMsgPrefix(const char* pszPrefix)

@@ -256,18 +256,24 @@ MBOOL32 XDevEeprom::DetectEeprom()
 {
     m_uiWritePageSize = 256;
     m_ui8ChipWriteProtect = PROTECT_3BP;
+    m_oDetectOutcome = SDetectOutcome();
 
     for (const SIdRead& roRead : s_aoIdReads)
     {
         MUINT8 aui8Id[4] = {0, 0, 0, 0};
-        if (Read(roRead.eIdInst, roRead.uiAddressSize, 0, aui8Id, roRead.uiCount) < 0)
+        const LStatus iStatus = Read(roRead.eIdInst, roRead.uiAddressSize, 0, aui8Id, roRead.uiCount);
+        if (iStatus < 0)
         {
             if (roRead.bFailureEnds)
             {
+                m_oDetectOutcome.iReadStatus = iStatus;
                 return FALSE;
             }
             continue;
         }
+        m_oDetectOutcome.ui8IdInst = roRead.eIdInst;
+        m_oDetectOutcome.uiIdCount = roRead.uiCount;
+        QelTools_memcpy(m_oDetectOutcome.aui8Id, aui8Id, sizeof(aui8Id));
         for (const SChipDesc& roChip : s_aoChips)
         {
             const bool bMatch = roChip.eIdInst == roRead.eIdInst && roChip.ui8VendorId == aui8Id[0] &&

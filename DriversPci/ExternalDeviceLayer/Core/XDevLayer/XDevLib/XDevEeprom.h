@@ -142,6 +142,17 @@ public:
 
     // Identifies the part and sets its sizes and instructions: 1 for a known part, else 0.
     MBOOL32 DetectEeprom();
+    // What the last DetectEeprom saw, so that a part it did not identify can be explained: the
+    // status of the identification read that failed (0 when every read went through), and the
+    // last answer read.
+    struct SDetectOutcome
+    {
+        LStatus iReadStatus = 0;
+        MUINT8 ui8IdInst = 0;
+        MUINT8 aui8Id[4] = {0, 0, 0, 0};
+        MUINT32 uiIdCount = 0;
+    };
+    const SDetectOutcome& GetDetectOutcome() const { return m_oDetectOutcome; }
     // 0 with the part's size in bytes (0 before detection).
     LStatus GetMemorySize(MUINT32& ruiSize) const;
     // Bytes one erase instruction clears: the whole part for a chip erase, ERASE_SIZE_NONE for an
@@ -171,6 +182,7 @@ public:
 
 protected:
     OsServices& m_roOsServices;
+    SDetectOutcome m_oDetectOutcome;
 
 private:
     LStatus RewriteSectors(MUINT32 uiAddress, const MUINT8* pui8Data, MUINT32 uiCount);

@@ -47,6 +47,40 @@ void ReportPopulateFailure(EPopulateReport eReport)
     QelAssertReport(g_pszReportSource, eReport);
 }
 
+// Tells the operator what the identification of a board's flash part saw: a bus the chip never
+// granted, registers that did not answer, a bus on which no part answered, or an id no known part
+// has. The board is left as it is in every case.
+void HintUnidentifiedEeprom(const XDevEeprom::SDetectOutcome& roOutcome)
+{
+    const char* const pszLeft = "the board's parameter block cannot be read and the board is left as it is";
+    if (roOutcome.iReadStatus == -1)
+    {
+        OsServices::WriteOperatorHint("the chip never granted its EEPROM bus to the host: %s", pszLeft);
+        return;
+    }
+    if (roOutcome.iReadStatus < 0)
+    {
+        OsServices::WriteOperatorHint("the EEPROM bus register could not be accessed (status %d): %s",
+                                      static_cast<int>(roOutcome.iReadStatus), pszLeft);
+        return;
+    }
+    const MUINT8* pui8Id = roOutcome.aui8Id;
+    bool bIdleLine = true;
+    for (MUINT32 uiIndex = 1; uiIndex < roOutcome.uiIdCount; ++uiIndex)
+    {
+        bIdleLine = bIdleLine && pui8Id[uiIndex] == pui8Id[0];
+    }
+    if (bIdleLine && (pui8Id[0] == 0xFF || pui8Id[0] == 0x00))
+    {
+        OsServices::WriteOperatorHint("no flash part answered on the board's EEPROM bus (its data line read 0x%02X "
+                                      "throughout): %s", pui8Id[0], pszLeft);
+        return;
+    }
+    OsServices::WriteOperatorHint("the board's EEPROM answered instruction 0x%02X with the id %02X %02X %02X %02X, "
+                                  "which is not a known flash part: %s",
+                                  roOutcome.ui8IdInst, pui8Id[0], pui8Id[1], pui8Id[2], pui8Id[3], pszLeft);
+}
+
 // The built-in blocks are chosen by subsystem word and PCB; the job never asks for a variant.
 constexpr MUINT32 DEFAULT_PINS_VARIANT = 0;
 
@@ -275,8 +309,7 @@ LStatus XContextConstructHb4MemInit::ReadEepromAndPopulateXContext(XContext& roC
     {
         // An unknown flash part: its content cannot be trusted to be read right, so the
         // built-in block is not used either.
-        OsServices::WriteErrorMsg("The board's EEPROM is not a known flash part: its parameters cannot be read, "
-                                  "the board is left as it is\n");
+        HintUnidentifiedEeprom(poEeprom->GetDetectOutcome());
         ReportPopulateFailure(REPORT_EEPROM_UNKNOWN);
         return iResult;
     }
