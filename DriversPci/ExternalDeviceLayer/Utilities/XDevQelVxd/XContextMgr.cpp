@@ -14,6 +14,24 @@
 
 namespace
 {
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_KIT_NO_MEMORY                  = 143,
+    REPORT_BUILDER_NOT_CLONED             = 149,
+    REPORT_NO_CONTEXT                     = 171,
+    REPORT_CORE_CONTEXT_NOT_BUILT         = 193,
+    REPORT_BAD_CONTEXT_INDEX              = 216,
+    REPORT_INCOMPLETE_KIT                 = 268,
+    REPORT_NO_BUFFER_MANAGER              = 275,
+    REPORT_DEVICE_SERVICES_NOT_REGISTERED = 286,
+    REPORT_DEVICES_NOT_BUILT              = 296,
+    REPORT_INIT_NO_HW_ACCESS              = 310,
+    REPORT_COUNTER_MANAGER_ARGUMENTS      = 356,
+};
+
 // Configuration registers the manager reads or changes, beyond those of XPciCfgRegs.h.
 constexpr int REG_SUBSYSTEM      = 0x2C;   // subsystem vendor id (low half), subsystem id (high half)
 constexpr int REG_CHIP_CONTROL   = 0xE0;   // board controller: the two low bits must be clear before use
@@ -140,13 +158,13 @@ MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
     SXContextConstructionKit* poKitCopy = new (std::nothrow) SXContextConstructionKit(*poKit);
     if (poKitCopy == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_KIT_NO_MEMORY);
         return FALSE;
     }
     poKitCopy->poContextConstruct = poKit->poContextConstruct->CreateClone();
     if (poKitCopy->poContextConstruct == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_BUILDER_NOT_CLONED);
         delete poKitCopy;
         return FALSE;
     }
@@ -168,7 +186,7 @@ MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
                               : nullptr;
     if (poContext == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_CONTEXT);
         delete poTracesMgr;
         delete poHwAccess;
         delete poOsServices;
@@ -191,7 +209,7 @@ MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
     oOptions.uiValue = msc_uiCoreBuildOptions;
     if (poKitCopy->poContextConstruct->BuildCoreContext(oOptions, *poContext) < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_CORE_CONTEXT_NOT_BUILT);
         // The context owns the hardware access, the trace manager and whatever the builder
         // registered; the OS services outlive it.
         delete poContext;
@@ -214,7 +232,7 @@ SXContextBundle* XContextMgr::GetBundle(MUINT32 uiIndex, MBOOL32 bReport)
     if (uiIndex >= GetNbOfContext())
     {
         if (bReport)
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_BAD_CONTEXT_INDEX);
         return nullptr;
     }
     return &m_daoContextBundle[static_cast<MINT32>(uiIndex)];
@@ -266,14 +284,14 @@ MBOOL32 XContextMgr::BuildDevices(MUINT32 uiIndex)
     if (poKit == nullptr || poKit->pfnCreateBufferMgr == nullptr || poKit->pfnCreateCounterMgr == nullptr ||
         poKit->pfnCreateInterruptMgr == nullptr || poContext == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_INCOMPLETE_KIT);
         return FALSE;
     }
 
     XBufferMgr* poBufferMgr = poKit->pfnCreateBufferMgr(poContext->m_poOsServices, poContext->m_poHwAccess);
     if (poBufferMgr == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_BUFFER_MANAGER);
         return FALSE;
     }
     XInterruptMgr* poInterruptMgr =
@@ -284,7 +302,7 @@ MBOOL32 XContextMgr::BuildDevices(MUINT32 uiIndex)
     if (poInterruptMgr == nullptr || poCounterMgr == nullptr ||
         poContext->RegisterDeviceServices(poBufferMgr, poCounterMgr, poInterruptMgr) < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_DEVICE_SERVICES_NOT_REGISTERED);
         delete poBufferMgr;
         delete poInterruptMgr;
         delete poCounterMgr;
@@ -294,7 +312,7 @@ MBOOL32 XContextMgr::BuildDevices(MUINT32 uiIndex)
     // From here the managers are the context's: a failed build leaves them to its destructor.
     if (poKit->poContextConstruct->BuildDevices(*poContext) < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_DEVICES_NOT_BUILT);
         return FALSE;
     }
     return TRUE;
@@ -308,7 +326,7 @@ LStatus XContextMgr::InitializeHardware(MUINT32 uiIndex)
     XContext* poContext = poBundle->poContext;
     if (poContext == nullptr || poContext->m_poHwAccess == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_INIT_NO_HW_ACCESS);
         return INIT_FAILED;
     }
     XHwAccess& roHwAccess = *poContext->m_poHwAccess;
@@ -354,7 +372,7 @@ XCounterMgr* XContextMgr::CreateDummyCounterMgr(OsServices* poOsServices, XHwAcc
 {
     if (poOsServices == nullptr || poHwAccess == nullptr || poInterruptMgr == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_COUNTER_MANAGER_ARGUMENTS);
         return nullptr;
     }
     return new (std::nothrow) XCounterMgrDummy(poOsServices, poHwAccess, poInterruptMgr);

@@ -15,35 +15,36 @@ XContextMgr* g_poContextMgr = nullptr;
 namespace
 {
 
-// Line numbers of the assertion reports. They are part of the messages users and support see,
-// so they stay fixed whatever the layout of this file.
-enum EReportLine : int
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
 {
-    LINE_INIT_NO_MANAGER         = 345,
-    LINE_INIT_REGISTER_REFUSED   = 354,
-    LINE_INIT_POPULATE_FAILED    = 357,
-    LINE_NBDEVICE_NO_MANAGER     = 413,
-    LINE_NBDEVICE_NULL           = 414,
-    LINE_GETDEVICE_NO_MANAGER    = 453,
-    LINE_GETDEVICE_BAD_INDEX     = 469,
-    LINE_GETDEVICE_NO_CONTEXT    = 471,
-    LINE_INITDEVICE_NO_MANAGER   = 528,
-    LINE_INITDEVICE_NO_CONTEXT   = 530,
-    LINE_INITDEVICE_NO_BUILDER   = 534,
-    LINE_INITDEVICE_POPULATE     = 536,
-    LINE_INFO_NO_MANAGER         = 577,
-    LINE_INFO_NULL               = 578,
-    LINE_INFO_NO_CONTEXT         = 584,
-    LINE_INFO_NO_BUILDER         = 588,
-    LINE_INFO_POPULATE           = 590,
-    LINE_INFO_NO_BOARD           = 594,
-    LINE_INFO_PRODUCT_NAME       = 598,
-    LINE_INFO_SERIAL_NUMBER      = 601,
-    LINE_INFO_FIRMWARE_VERSION   = 604,
-    LINE_CLEAR_NO_MANAGER        = 645,
-    LINE_CLEAR_NO_CONTEXT        = 647,
-    LINE_CLEAR_NO_BUILDER        = 651,
-    LINE_CLEAR_POPULATE          = 653,
+    REPORT_INIT_NO_MANAGER         = 345,
+    REPORT_INIT_REGISTER_REFUSED   = 354,
+    REPORT_INIT_POPULATE_FAILED    = 357,
+    REPORT_NBDEVICE_NO_MANAGER     = 413,
+    REPORT_NBDEVICE_NULL           = 414,
+    REPORT_GETDEVICE_NO_MANAGER    = 453,
+    REPORT_GETDEVICE_BAD_INDEX     = 469,
+    REPORT_GETDEVICE_NO_CONTEXT    = 471,
+    REPORT_INITDEVICE_NO_MANAGER   = 528,
+    REPORT_INITDEVICE_NO_CONTEXT   = 530,
+    REPORT_INITDEVICE_NO_BUILDER   = 534,
+    REPORT_INITDEVICE_POPULATE     = 536,
+    REPORT_INFO_NO_MANAGER         = 577,
+    REPORT_INFO_NULL               = 578,
+    REPORT_INFO_NO_CONTEXT         = 584,
+    REPORT_INFO_NO_BUILDER         = 588,
+    REPORT_INFO_POPULATE           = 590,
+    REPORT_INFO_NO_BOARD           = 594,
+    REPORT_INFO_PRODUCT_NAME       = 598,
+    REPORT_INFO_SERIAL_NUMBER      = 601,
+    REPORT_INFO_FIRMWARE_VERSION   = 604,
+    REPORT_CLEAR_NO_MANAGER        = 645,
+    REPORT_CLEAR_NO_CONTEXT        = 647,
+    REPORT_CLEAR_NO_BUILDER        = 651,
+    REPORT_CLEAR_POPULATE          = 653,
 };
 
 // Where a call stopped while preparing a board.
@@ -56,28 +57,29 @@ enum class EPrepareFailure
     UNREACHABLE,   // register window not mapped: reported when the board was found
 };
 
-struct SReportLines
+// The reports of one caller's PrepareBoard failures.
+struct SPrepareReports
 {
-    int iNoContext;
-    int iNoBuilder;
-    int iPopulate;
+    EReport eNoContext;
+    EReport eNoBuilder;
+    EReport ePopulate;
 };
 
 // Gets the board's context and builder and lets the builder read the EEPROM and populate the
 // context (the builder does this once per board). A board whose register window is not mapped
 // is left alone: nothing could reach it, and the manager already told the user why.
-EPrepareFailure PrepareBoard(MUINT32 uiIndex, const SReportLines& roLines, XContext*& rpoContext)
+EPrepareFailure PrepareBoard(MUINT32 uiIndex, const SPrepareReports& roReports, XContext*& rpoContext)
 {
     rpoContext = nullptr;
     if (!g_poContextMgr->GetContext(uiIndex, rpoContext) || rpoContext == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(roLines.iNoContext);
+        QEL_ASSERT_REPORT_AT(roReports.eNoContext);
         return EPrepareFailure::NO_CONTEXT;
     }
     auto* poBuilder = static_cast<XContextConstructHb4MemInit*>(g_poContextMgr->GetContextConstruct(uiIndex));
     if (poBuilder == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(roLines.iNoBuilder);
+        QEL_ASSERT_REPORT_AT(roReports.eNoBuilder);
         return EPrepareFailure::NO_BUILDER;
     }
     if (rpoContext->m_poHwAccess != nullptr && !rpoContext->m_poHwAccess->IsRegisterWindowMapped())
@@ -86,7 +88,7 @@ EPrepareFailure PrepareBoard(MUINT32 uiIndex, const SReportLines& roLines, XCont
     }
     if (poBuilder->ReadEepromAndPopulateXContext(*rpoContext) < 0)
     {
-        QEL_ASSERT_REPORT_AT(roLines.iPopulate);
+        QEL_ASSERT_REPORT_AT(roReports.ePopulate);
         return EPrepareFailure::POPULATE;
     }
     return EPrepareFailure::NONE;
@@ -101,7 +103,7 @@ int XDevQelVxd_Init()
         g_poContextMgr = new (std::nothrow) XContextMgr();
         if (g_poContextMgr == nullptr)
         {
-            QEL_ASSERT_REPORT_AT(LINE_INIT_NO_MANAGER);
+            QEL_ASSERT_REPORT_AT(REPORT_INIT_NO_MANAGER);
             return 0;
         }
     }
@@ -113,13 +115,13 @@ int XDevQelVxd_Init()
                                                     XContextMgr::CreateDummyCounterMgr,
                                                     XContextMgr::CreateDummyInterruptMgr))
     {
-        QEL_ASSERT_REPORT_AT(LINE_INIT_REGISTER_REFUSED);
+        QEL_ASSERT_REPORT_AT(REPORT_INIT_REGISTER_REFUSED);
         return 0;
     }
 
     if (!g_poContextMgr->PopulateXContext())
     {
-        QEL_ASSERT_REPORT_AT(LINE_INIT_POPULATE_FAILED);
+        QEL_ASSERT_REPORT_AT(REPORT_INIT_POPULATE_FAILED);
         return 0;
     }
     return 1;
@@ -140,12 +142,12 @@ int XDevQelVxd_GetNbDevice(MUINT32* puiNbOfDevice)
 {
     if (g_poContextMgr == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_NBDEVICE_NO_MANAGER);
+        QEL_ASSERT_REPORT_AT(REPORT_NBDEVICE_NO_MANAGER);
         return 0;
     }
     if (puiNbOfDevice == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_NBDEVICE_NULL);
+        QEL_ASSERT_REPORT_AT(REPORT_NBDEVICE_NULL);
         return 0;
     }
     *puiNbOfDevice = g_poContextMgr->GetNbOfContext();
@@ -157,7 +159,7 @@ int XDevQelVxd_GetDevice(MUINT32 uiIndex, MUINT64* phPciHandle, MUINT64* phRegs,
 {
     if (g_poContextMgr == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_GETDEVICE_NO_MANAGER);
+        QEL_ASSERT_REPORT_AT(REPORT_GETDEVICE_NO_MANAGER);
         return 0;
     }
 
@@ -169,12 +171,12 @@ int XDevQelVxd_GetDevice(MUINT32 uiIndex, MUINT64* phPciHandle, MUINT64* phRegs,
     MUINT32 uiMemSize = 0;
     if (!g_poContextMgr->GetContext(uiIndex, poContext, hPciHandle, hRegs, uiRegsSize, hMem, uiMemSize))
     {
-        QEL_ASSERT_REPORT_AT(LINE_GETDEVICE_BAD_INDEX);
+        QEL_ASSERT_REPORT_AT(REPORT_GETDEVICE_BAD_INDEX);
         return 0;
     }
     if (poContext == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_GETDEVICE_NO_CONTEXT);
+        QEL_ASSERT_REPORT_AT(REPORT_GETDEVICE_NO_CONTEXT);
         return 0;
     }
 
@@ -205,11 +207,11 @@ int XDevQelVxd_InitializeDevice(MUINT32 uiIndex)
 {
     if (g_poContextMgr == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_INITDEVICE_NO_MANAGER);
+        QEL_ASSERT_REPORT_AT(REPORT_INITDEVICE_NO_MANAGER);
         return -1;
     }
     XContext* poContext = nullptr;
-    if (PrepareBoard(uiIndex, {LINE_INITDEVICE_NO_CONTEXT, LINE_INITDEVICE_NO_BUILDER, LINE_INITDEVICE_POPULATE},
+    if (PrepareBoard(uiIndex, {REPORT_INITDEVICE_NO_CONTEXT, REPORT_INITDEVICE_NO_BUILDER, REPORT_INITDEVICE_POPULATE},
                      poContext) != EPrepareFailure::NONE)
     {
         return -1;
@@ -228,16 +230,16 @@ int XDevQelVxd_GetDeviceInfo(MUINT32 uiIndex, XDevVxdInfoTag* poDevInfo)
 {
     if (g_poContextMgr == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_INFO_NO_MANAGER);
+        QEL_ASSERT_REPORT_AT(REPORT_INFO_NO_MANAGER);
         return 0;
     }
     if (poDevInfo == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_INFO_NULL);
+        QEL_ASSERT_REPORT_AT(REPORT_INFO_NULL);
         return 0;
     }
     XContext* poContext = nullptr;
-    if (PrepareBoard(uiIndex, {LINE_INFO_NO_CONTEXT, LINE_INFO_NO_BUILDER, LINE_INFO_POPULATE}, poContext) !=
+    if (PrepareBoard(uiIndex, {REPORT_INFO_NO_CONTEXT, REPORT_INFO_NO_BUILDER, REPORT_INFO_POPULATE}, poContext) !=
         EPrepareFailure::NONE)
     {
         return 0;
@@ -246,7 +248,7 @@ int XDevQelVxd_GetDeviceInfo(MUINT32 uiIndex, XDevVxdInfoTag* poDevInfo)
     const XBoard* poBoard = poContext->m_poXBoard;
     if (poBoard == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_INFO_NO_BOARD);
+        QEL_ASSERT_REPORT_AT(REPORT_INFO_NO_BOARD);
         return 0;
     }
     char szProductName[XBoard::msc_uiTextSize] = {};
@@ -254,19 +256,19 @@ int XDevQelVxd_GetDeviceInfo(MUINT32 uiIndex, XDevVxdInfoTag* poDevInfo)
     char szFirmwareVersion[XBoard::msc_uiTextSize] = {};
     if (poBoard->GetProductName(szProductName) < 0)
     {
-        QEL_ASSERT_REPORT_AT(LINE_INFO_PRODUCT_NAME);
+        QEL_ASSERT_REPORT_AT(REPORT_INFO_PRODUCT_NAME);
         return 0;
     }
     if (poBoard->GetSerialNumber(szSerialNumber) < 0)
     {
-        QEL_ASSERT_REPORT_AT(LINE_INFO_SERIAL_NUMBER);
+        QEL_ASSERT_REPORT_AT(REPORT_INFO_SERIAL_NUMBER);
         return 0;
     }
     // Read so that a board record without a version fails the call, but the caller's own
     // version text is kept.
     if (poBoard->GetFirmwareVersion(szFirmwareVersion) < 0)
     {
-        QEL_ASSERT_REPORT_AT(LINE_INFO_FIRMWARE_VERSION);
+        QEL_ASSERT_REPORT_AT(REPORT_INFO_FIRMWARE_VERSION);
         return 0;
     }
 
@@ -283,11 +285,11 @@ int XDevQelVxd_ClearInitialized(MUINT32 uiIndex)
 {
     if (g_poContextMgr == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_CLEAR_NO_MANAGER);
+        QEL_ASSERT_REPORT_AT(REPORT_CLEAR_NO_MANAGER);
         return 0;
     }
     XContext* poContext = nullptr;
-    if (PrepareBoard(uiIndex, {LINE_CLEAR_NO_CONTEXT, LINE_CLEAR_NO_BUILDER, LINE_CLEAR_POPULATE}, poContext) !=
+    if (PrepareBoard(uiIndex, {REPORT_CLEAR_NO_CONTEXT, REPORT_CLEAR_NO_BUILDER, REPORT_CLEAR_POPULATE}, poContext) !=
         EPrepareFailure::NONE)
     {
         return 0;

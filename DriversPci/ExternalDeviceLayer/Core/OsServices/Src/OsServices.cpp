@@ -12,6 +12,17 @@
 #include "QelAssert.h"
 #include "QelVxdApi.h"
 
+namespace
+{
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_PLATFORM_NOT_STARTED = 85,
+};
+}  // namespace
+
 MUINT32 OsServices::ms_uiInstanceCount = 0;
 MBOOL32 OsServices::ms_bTestMode = 0;
 MUINT32 OsServices::ms_uiOldRandomValue = 0;
@@ -84,7 +95,7 @@ OsServices::OsServices(IOsServices* poIOsServices)
     {
         if (!OsServices_Initialize())
         {
-            QEL_ASSERT_REPORT_AT(85);
+            QEL_ASSERT_REPORT_AT(REPORT_PLATFORM_NOT_STARTED);
             return;
         }
     }

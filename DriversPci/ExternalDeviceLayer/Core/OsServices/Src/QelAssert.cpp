@@ -3,8 +3,8 @@
 #include "OsServices.h"
 #include "QelTools.h"
 
-void QelAssertReport(const char* pszSourcePath, int iLine)
+void QelAssertReport(const char* pszSourcePath, int iReport)
 {
-    OsServices::WriteErrorMsg("%s(%d) Assertion failed\n", OsServices::GetFileNameOnlySubSring(pszSourcePath), iLine);
-    QelTools_Assert(0, pszSourcePath, iLine);
+    OsServices::WriteErrorMsg("%s(%d) Assertion failed\n", OsServices::GetFileNameOnlySubSring(pszSourcePath), iReport);
+    QelTools_Assert(0, pszSourcePath, iReport);
 }

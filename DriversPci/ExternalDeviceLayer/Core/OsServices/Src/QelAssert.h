@@ -1,17 +1,19 @@
-// The library-wide assertion report: one error message "<file>(<line>) Assertion failed" on
+// The library-wide assertion report: one error message "<file>(<number>) Assertion failed" on
 // standard output (file name without directories), then QelTools_Assert, which does nothing in
 // this build. Execution always goes on; the caller returns its failure value.
 //
-// QEL_ASSERT_REPORT()            reports the current source line.
-// QEL_ASSERT_REPORT_AT(line)     reports a fixed line number that is part of the component's
-//                                documented messages.
-// QelAssertReport(path, line)    reports on behalf of another source file.
+// Every file that reports keeps a table of its report numbers at its top (enum EReport, one
+// enumerator per failure). Operators and support know a failure by its number, so a number never
+// follows the source layout: there is deliberately no form that reports the current line.
+//
+// QEL_ASSERT_REPORT_AT(report)      reports a number of this file's table.
+// QEL_CHECK(cond, report)           reports that number when the condition is false.
+// QelAssertReport(path, report)     reports on behalf of another source file.
 #pragma once
 
-void QelAssertReport(const char* pszSourcePath, int iLine);
+void QelAssertReport(const char* pszSourcePath, int iReport);
 
-#define QEL_ASSERT_REPORT()         QelAssertReport(__FILE__, __LINE__)
-#define QEL_ASSERT_REPORT_AT(line)  QelAssertReport(__FILE__, (line))
+#define QEL_ASSERT_REPORT_AT(report)  QelAssertReport(__FILE__, (report))
 
 // Reports when the condition is false; evaluates to the condition.
-#define QEL_CHECK(cond) ((cond) ? true : (QelAssertReport(__FILE__, __LINE__), false))
+#define QEL_CHECK(cond, report) ((cond) ? true : (QelAssertReport(__FILE__, (report)), false))

@@ -2,11 +2,11 @@
 // (CMString), an array of strings (CMArrayString), a hash map (CMMap) with its pooled node blocks
 // (CMPlex), and the process-wide allocation hook (CMAllocator).
 //
-// None of them throws. A broken precondition makes an assertion report ("QelMFCTypes.h(<line>)
+// None of them throws. A broken precondition makes an assertion report ("QelMFCTypes.h(<number>)
 // Assertion failed", or QelMFCTypes.cpp) and the call carries on as far as it can without
-// touching memory outside an allocation. The reports for a bad array index (4267), a negative
-// array size (4679), a bad string length (263 negative, 264 too long) and a string released once
-// too often (369) carry those fixed line numbers, which the messages are known by.
+// touching memory outside an allocation. Each report has a fixed number from its file's table; a
+// bad array index (4267), a negative array size (4679), a bad string length (263 negative, 264
+// too long) and a string released once too often (369) are the ones the messages are known by.
 // The containers are not synchronised: each is owned by one object on one thread.
 #pragma once
 
@@ -18,6 +18,31 @@
 
 #include "QelAssert.h"
 #include "QelBaseTypes.h"
+
+namespace QelMFCTypesReport
+{
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_SET_SIZE_NO_MEMORY           = 179,
+    REPORT_GROW_NO_MEMORY               = 215,
+    REPORT_SET_AT_GROW_NEGATIVE_INDEX   = 255,
+    REPORT_SET_AT_GROW_ARRAY_FULL       = 261,
+    REPORT_APPEND_TOO_LARGE             = 305,
+    REPORT_INSERT_BAD_RANGE             = 320,
+    REPORT_REMOVE_BAD_RANGE             = 353,
+    REPORT_FREE_EXTRA_NO_MEMORY         = 377,
+    REPORT_MAP_BAD_GROW_SIZE            = 718,
+    REPORT_MAP_HASH_TABLE_NOT_RESIZABLE = 729,
+    REPORT_MAP_HASH_TABLE_NO_MEMORY     = 741,
+    REPORT_MAP_NODE_NO_MEMORY           = 849,
+    REPORT_MAP_WALK_PAST_END            = 896,
+    REPORT_BAD_ARRAY_INDEX              = 4267,   // read or write alike
+    REPORT_NEGATIVE_ARRAY_SIZE          = 4679,
+};
+}  // namespace QelMFCTypesReport
 
 // ------------------------------------------------------------------------------------------------
 // CMAllocator: every allocation of every container goes through m_poGlobalAllocator when it is
@@ -154,7 +179,7 @@ void CMArray<TYPE, ARG_TYPE>::SetSize(MINT32 iNewSize, MINT32 iGrowBy)
     if (iNewSize < 0)
     {
         // There is no sensible storage for a negative count: the elements stay as they are.
-        QEL_ASSERT_REPORT_AT(4679);
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_NEGATIVE_ARRAY_SIZE);
         return;
     }
 
@@ -176,7 +201,7 @@ void CMArray<TYPE, ARG_TYPE>::SetSize(MINT32 iNewSize, MINT32 iGrowBy)
         TYPE* poNewData = AllocStorage(iNewSize);
         if (poNewData == nullptr)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_SET_SIZE_NO_MEMORY);
             return;
         }
         MConstructElements(poNewData, iNewSize);
@@ -212,7 +237,7 @@ void CMArray<TYPE, ARG_TYPE>::SetSize(MINT32 iNewSize, MINT32 iGrowBy)
     TYPE* poNewData = AllocStorage(static_cast<MINT32>(iNewMax));
     if (poNewData == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_GROW_NO_MEMORY);
         return;
     }
     memcpy(static_cast<void*>(poNewData), static_cast<const void*>(m_poData),
@@ -229,7 +254,7 @@ TYPE& CMArray<TYPE, ARG_TYPE>::ElementAt(MINT32 iIndex)
 {
     if (!IsValidIndex(iIndex))
     {
-        QEL_ASSERT_REPORT_AT(4267);
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_BAD_ARRAY_INDEX);
         return MScratchElement<TYPE>();
     }
     return m_poData[iIndex];
@@ -240,7 +265,7 @@ void CMArray<TYPE, ARG_TYPE>::SetAt(MINT32 iIndex, ARG_TYPE oNewElement)
 {
     if (!IsValidIndex(iIndex))
     {
-        QEL_ASSERT_REPORT_AT(4267);
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_BAD_ARRAY_INDEX);
         return;   // nothing to assign to
     }
     m_poData[iIndex] = oNewElement;
@@ -252,13 +277,13 @@ void CMArray<TYPE, ARG_TYPE>::SetAtGrow(MINT32 iIndex, ARG_TYPE oNewElement)
     if (iIndex < 0)
     {
         // No element exists at a negative index: the value is dropped.
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_SET_AT_GROW_NEGATIVE_INDEX);
         return;
     }
     if (iIndex == 0x7FFFFFFF)
     {
         // An array cannot hold more elements than its 32-bit count can say.
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_SET_AT_GROW_ARRAY_FULL);
         return;
     }
     if (iIndex >= m_iSize)
@@ -302,7 +327,7 @@ MINT32 CMArray<TYPE, ARG_TYPE>::Append(const CMArray& roSource)
     }
     if (static_cast<MINT64>(iOldSize) + roSource.m_iSize > 0x7FFFFFFF)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_APPEND_TOO_LARGE);
         return iOldSize;
     }
     SetSize(iOldSize + roSource.m_iSize, -1);
@@ -317,7 +342,7 @@ void CMArray<TYPE, ARG_TYPE>::InsertAt(MINT32 iIndex, ARG_TYPE oNewElement, MINT
     if (iIndex < 0 || iCount <= 0 || static_cast<MINT64>(iIndex) + iCount > 0x7FFFFFFF ||
         static_cast<MINT64>(m_iSize) + iCount > 0x7FFFFFFF)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_INSERT_BAD_RANGE);
         return;
     }
     TYPE oValue(oNewElement);   // may be an element of this array
@@ -350,7 +375,7 @@ void CMArray<TYPE, ARG_TYPE>::RemoveAt(MINT32 iIndex, MINT32 iCount)
 {
     if (iIndex < 0 || iCount < 0 || static_cast<MINT64>(iIndex) + iCount > m_iSize)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_REMOVE_BAD_RANGE);
         return;
     }
     MDestructElements(m_poData + iIndex, iCount);
@@ -374,7 +399,7 @@ void CMArray<TYPE, ARG_TYPE>::FreeExtra()
         poNewData = AllocStorage(m_iSize);
         if (poNewData == nullptr)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_FREE_EXTRA_NO_MEMORY);
             return;
         }
         memcpy(static_cast<void*>(poNewData), static_cast<const void*>(m_poData),
@@ -715,7 +740,7 @@ CMMap<KEY, VALUE, ARG_KEY, ARG_VALUE>::CMMap(MINT32 iGrowSize)
 {
     if (iGrowSize <= 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_MAP_BAD_GROW_SIZE);
         m_iGrowSize = msc_iDefaultGrowSize;
     }
 }
@@ -726,7 +751,7 @@ void CMMap<KEY, VALUE, ARG_KEY, ARG_VALUE>::InitHashTable(MUINT32 uiHashSize, MB
     if (m_iElementCount != 0 || uiHashSize == 0)
     {
         // Existing nodes sit in buckets of the old size; a size of 0 has no bucket at all.
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_MAP_HASH_TABLE_NOT_RESIZABLE);
         return;
     }
     CMAllocator::FreeMemory(m_ppoHashTable);
@@ -738,7 +763,7 @@ void CMMap<KEY, VALUE, ARG_KEY, ARG_VALUE>::InitHashTable(MUINT32 uiHashSize, MB
         m_ppoHashTable = static_cast<SAssoc**>(CMAllocator::AllocateMemory(uiBytes));
         if (m_ppoHashTable == nullptr)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_MAP_HASH_TABLE_NO_MEMORY);
             return;
         }
         memset(static_cast<void*>(m_ppoHashTable), 0, uiBytes);
@@ -846,7 +871,7 @@ VALUE& CMMap<KEY, VALUE, ARG_KEY, ARG_VALUE>::operator[](ARG_KEY oKey)
     if (poAssoc == nullptr)
     {
         // No memory for the node: the caller writes into a scratch value and the map is unchanged.
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_MAP_NODE_NO_MEMORY);
         return MScratchElement<VALUE>();
     }
     poAssoc->oKey = oKey;
@@ -893,7 +918,7 @@ void CMMap<KEY, VALUE, ARG_KEY, ARG_VALUE>::GetNextAssoc(MPOSITION& ruiPosition,
     if (poAssoc == nullptr)
     {
         // Called at the end of the walk, or on an empty map.
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(QelMFCTypesReport::REPORT_MAP_WALK_PAST_END);
         ruiPosition = 0;
         return;
     }

@@ -6,6 +6,43 @@
 #include <cstdio>
 #include <strings.h>
 
+namespace
+{
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_STRING_NO_MEMORY           = 85,
+    REPORT_CONSTRUCT_BAD_LENGTH       = 216,
+    REPORT_CONSTRUCT_NEGATIVE_REPEAT  = 226,
+    REPORT_NEGATIVE_LENGTH            = 263,
+    REPORT_LENGTH_TOO_LONG            = 264,
+    REPORT_GET_AT_BAD_INDEX           = 330,
+    REPORT_GET_BUFFER_NEGATIVE_LENGTH = 361,
+    REPORT_RELEASED_TOO_OFTEN         = 369,
+    REPORT_RELEASE_BUFFER_BAD_LENGTH  = 401,
+    REPORT_UNLOCK_NOT_LOCKED          = 435,
+    REPORT_SEARCH_NULL_TEXT           = 449,
+    REPORT_SEARCH_NEGATIVE_START      = 477,
+    REPORT_COUNT_NULL_TEXT            = 492,
+    REPORT_SET_AT_BAD_INDEX_OR_ZERO   = 561,
+    REPORT_INSERT_NULL_TEXT           = 595,
+    REPORT_TRIM_LEFT_NULL_TARGETS     = 693,
+    REPORT_TRIM_RIGHT_NULL_TARGETS    = 706,
+    REPORT_FORMAT_NULL                = 745,
+    REPORT_FORMAT_FAILED              = 755,
+    REPORT_ITERATOR_NO_DELIMITERS     = 825,
+    REPORT_ITERATOR_READ_PAST_END     = 856,
+    REPORT_ITERATOR_ADVANCE_PAST_END  = 866,
+    REPORT_JOIN_NULL_SEPARATOR        = 888,
+    REPORT_JOIN_TOO_LONG              = 900,
+    REPORT_SPLIT_NULL_TEXT            = 924,
+    REPORT_PLEX_EMPTY_BLOCK           = 940,
+    REPORT_PLEX_NO_MEMORY             = 948,
+};
+}  // namespace
+
 // ================================================================================================
 // CMAllocator
 // ================================================================================================
@@ -68,12 +105,12 @@ SMetaData* CMString::AllocData(MINT64 iLength)
 {
     if (iLength < 0)
     {
-        QEL_ASSERT_REPORT_AT(263);
+        QEL_ASSERT_REPORT_AT(REPORT_NEGATIVE_LENGTH);
         return nullptr;
     }
     if (iLength > sc_iMaxStringLength)
     {
-        QEL_ASSERT_REPORT_AT(264);
+        QEL_ASSERT_REPORT_AT(REPORT_LENGTH_TOO_LONG);
         return nullptr;
     }
     if (iLength == 0)
@@ -82,7 +119,7 @@ SMetaData* CMString::AllocData(MINT64 iLength)
     void* pvMemory = CMAllocator::AllocateMemory(sizeof(SMetaData) + static_cast<size_t>(iLength) + 1);
     if (pvMemory == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_STRING_NO_MEMORY);
         return nullptr;
     }
     MINT32 iLength32 = static_cast<MINT32>(iLength);
@@ -98,7 +135,7 @@ void CMString::Release(SMetaData* poData)
     // A count of 0 here means a reference was dropped twice; the count still goes down so that
     // the block is freed rather than kept forever.
     if (poData->iRefs == 0)
-        QEL_ASSERT_REPORT_AT(369);
+        QEL_ASSERT_REPORT_AT(REPORT_RELEASED_TOO_OFTEN);
     poData->iRefs--;
     if (poData->iRefs <= 0)
         CMAllocator::FreeMemory(poData);
@@ -213,7 +250,7 @@ CMString::CMString(const MCHAR8* pchText, MINT32 iLength) : m_pchData(m_pszNil)
 {
     if (iLength < 0 || (pchText == nullptr && iLength > 0))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_CONSTRUCT_BAD_LENGTH);
         return;
     }
     AssignCopy(iLength, pchText);
@@ -223,7 +260,7 @@ CMString::CMString(MCHAR8 chCharacter, MINT32 iRepeat) : m_pchData(m_pszNil)
 {
     if (iRepeat < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_CONSTRUCT_NEGATIVE_REPEAT);
         return;
     }
     SMetaData* poData = AllocData(iRepeat);
@@ -327,7 +364,7 @@ MCHAR8 CMString::GetAt(MINT32 iIndex) const
 {
     if (iIndex < 0 || iIndex >= GetLength())
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_GET_AT_BAD_INDEX);
         return 0;
     }
     return m_pchData[iIndex];
@@ -358,7 +395,7 @@ MCHAR8* CMString::GetBuffer(MINT32 iMinLength)
 {
     if (iMinLength < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_GET_BUFFER_NEGATIVE_LENGTH);
         iMinLength = 0;
     }
     SMetaData* poData = GetData();
@@ -398,7 +435,7 @@ void CMString::ReleaseBuffer(MINT32 iNewLength)
     if (iNewLength < 0 || iNewLength > iAllocLength)
     {
         // The buffer cannot hold that many characters: keep what fits.
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_RELEASE_BUFFER_BAD_LENGTH);
         iNewLength = (iNewLength < 0) ? 0 : iAllocLength;
     }
     SetLength(iNewLength);
@@ -432,7 +469,7 @@ void CMString::UnlockBuffer()
     if (GetData()->iRefs != -1)
     {
         // Not locked: the count belongs to the sharing strings and stays as it is.
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_UNLOCK_NOT_LOCKED);
         return;
     }
     GetData()->iRefs = 1;
@@ -446,7 +483,7 @@ MINT32 CMString::Search(const MCHAR8* pchText, MINT32 iTextLength, MINT32 iStart
     if (pchText == nullptr)
     {
         // A null text is found nowhere.
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_SEARCH_NULL_TEXT);
         return -1;
     }
     MINT32 iLength = GetLength();
@@ -474,7 +511,7 @@ MINT32 CMString::Search(const MCHAR8* pchText, MINT32 iTextLength, MINT32 iStart
 
     if (iStart < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_SEARCH_NEGATIVE_START);
         iStart = 0;
     }
     for (MINT64 iAt = iStart; iAt + iTextLength <= iLength; iAt++)
@@ -489,7 +526,7 @@ MINT32 CMString::Count(const MCHAR8* pchText, MINT32 iTextLength, MBOOL32 bNoCas
 {
     if (pchText == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_COUNT_NULL_TEXT);
         return 0;
     }
     if (iTextLength == 0)
@@ -558,7 +595,7 @@ void CMString::SetAt(MINT32 iIndex, MCHAR8 chCharacter)
     // A zero would cut the text short of its recorded length.
     if (iIndex < 0 || iIndex >= GetLength() || chCharacter == 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_SET_AT_BAD_INDEX_OR_ZERO);
         return;
     }
     if (CopyBeforeWrite())
@@ -592,7 +629,7 @@ MINT32 CMString::Insert(MINT32 iIndex, const MCHAR8* pszText)
     MINT32 iLength = GetLength();
     if (pszText == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_INSERT_NULL_TEXT);
         return iLength;
     }
     MINT32 iInsertLength = TextLength(pszText);
@@ -690,7 +727,7 @@ CMString& CMString::TrimLeft(const MCHAR8* pszTargets)
 {
     if (pszTargets == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_TRIM_LEFT_NULL_TARGETS);
         return *this;
     }
     MINT32 iCount = LeadingCount(pszTargets);
@@ -703,7 +740,7 @@ CMString& CMString::TrimRight(const MCHAR8* pszTargets)
 {
     if (pszTargets == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_TRIM_RIGHT_NULL_TARGETS);
         return *this;
     }
     MINT32 iCount = TrailingCount(pszTargets);
@@ -742,7 +779,7 @@ MINT32 CMString::GetFormattedLength(const MCHAR8* pszFormat, va_list oArgs)
 {
     if (pszFormat == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_FORMAT_NULL);
         return -1;
     }
     // Measure on a copy: the caller formats from the same arguments afterwards.
@@ -752,7 +789,7 @@ MINT32 CMString::GetFormattedLength(const MCHAR8* pszFormat, va_list oArgs)
     va_end(oArgsCopy);
     if (iLength < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_FORMAT_FAILED);
         return -1;
     }
     return iLength;
@@ -822,7 +859,7 @@ CMString::CIterator::CIterator(const CMString* poString, const MCHAR8* pszDelimi
 {
     // Without a delimiter set the whole text is one token.
     if (pszDelimiters == nullptr)
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_ITERATOR_NO_DELIMITERS);
     SeekToken(0);
 }
 
@@ -853,7 +890,7 @@ CMString CMString::CIterator::operator*() const
 {
     if (m_poString == nullptr || m_iTokenStart < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_ITERATOR_READ_PAST_END);
         return CMString();
     }
     return m_poString->Mid(m_iTokenStart, m_iTokenLength);
@@ -863,7 +900,7 @@ CMString::CIterator& CMString::CIterator::operator++()
 {
     if (m_poString == nullptr || m_iTokenStart < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_ITERATOR_ADVANCE_PAST_END);
         return *this;
     }
     SeekToken(m_iTokenStart + m_iTokenLength);
@@ -885,7 +922,7 @@ CMString CMArrayString::Join(const MCHAR8* pszSeparator) const
     CMString oResult;
     if (pszSeparator == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_JOIN_NULL_SEPARATOR);
         pszSeparator = "";
     }
     if (m_iSize == 0)
@@ -897,7 +934,7 @@ CMString CMArrayString::Join(const MCHAR8* pszSeparator) const
         iTotal += m_poData[i].GetLength();
     if (iTotal > sc_iMaxStringLength)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_JOIN_TOO_LONG);
         return oResult;
     }
     MCHAR8* pchOut = oResult.GetBufferSetLength(static_cast<MINT32>(iTotal));
@@ -921,7 +958,7 @@ MINT32 CMArrayString::InitFromString(const MCHAR8* pszText, const MCHAR8* pszDel
     RemoveAll();
     if (pszText == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_SPLIT_NULL_TEXT);
         return 0;
     }
     CMString oText(pszText);
@@ -937,7 +974,7 @@ CMPlex* CMPlex::Create(CMPlex*& rpoHead, MUINT32 uiMax, MUINT32 uiElementSize)
 {
     if (uiMax == 0 || uiElementSize == 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_PLEX_EMPTY_BLOCK);
         return nullptr;
     }
     // Both factors are 32-bit: the product cannot overflow 64 bits.
@@ -945,7 +982,7 @@ CMPlex* CMPlex::Create(CMPlex*& rpoHead, MUINT32 uiMax, MUINT32 uiElementSize)
     void* pvMemory = CMAllocator::AllocateMemory(static_cast<size_t>(uiBytes));
     if (pvMemory == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_PLEX_NO_MEMORY);
         return nullptr;
     }
     CMPlex* poBlock = ::new (pvMemory) CMPlex;

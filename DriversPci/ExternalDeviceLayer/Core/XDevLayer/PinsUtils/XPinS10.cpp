@@ -7,6 +7,20 @@
 
 namespace
 {
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_NEXT_NULL_BLOCK       = 30,
+    REPORT_NEXT_BAD_BLOCK_SHAPE  = 37,
+    REPORT_GET_DATA_NULL_BLOCK   = 50,
+    REPORT_COPY_BAD_DESTINATION  = 79,
+    REPORT_VALIDATE_TOO_SMALL    = 95,
+    REPORT_VALIDATE_NO_HEADER    = 100,
+    REPORT_VALIDATE_BROKEN_CHAIN = 111,
+};
+
 constexpr MUINT32 msc_uiBlockHeaderSize = sizeof(tagPinsBlock);
 constexpr MUINT32 msc_uiListHeaderSize = sizeof(tagPinsBlockList);
 
@@ -27,14 +41,14 @@ const MUINT8* Pins10NextBlockHeader(const MUINT8* puiBlock)
 {
     if (puiBlock == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NEXT_NULL_BLOCK);
         return nullptr;
     }
     const MUINT16 uiSignature = Pins10BlockSignature(puiBlock);
     const MUINT16 uiLength = Pins10BlockLength(puiBlock);
     if (Pins10CheckBlockShape(uiSignature, uiLength) != PINS10_BLOCK_NEXT)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NEXT_BAD_BLOCK_SHAPE);
         return nullptr;
     }
     if (Pins10IsEndSignature(uiSignature))
@@ -47,7 +61,7 @@ const MUINT8* Pins10GetPinsBlockData(const MUINT8* puiBlock, MUINT16 uiSignature
 {
     if (puiBlock == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_GET_DATA_NULL_BLOCK);
         return nullptr;
     }
     const MUINT8* puiFound = puiBlock;
@@ -76,7 +90,7 @@ MBOOL32 Pins10CopyBlockData(const MUINT8* puiBlock, MUINT16 uiSignature, MUINT32
 {
     if (uiMaxSize == 0 || puiSize == nullptr || pvDestination == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_COPY_BAD_DESTINATION);
         return 0;
     }
     MUINT32 uiFoundSize = 0;
@@ -92,12 +106,12 @@ MBOOL32 Pins10Validate(MUINT8* puiBlock, MUINT32 uiSize)
 {
     if (puiBlock == nullptr || uiSize < PINS10_MIN_BLOCK_SIZE)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_VALIDATE_TOO_SMALL);
         return 0;
     }
     if ((Pins10BlockSignature(puiBlock) & PINS10_SIGNATURE_KIND_MASK) != PINS10_SIGNATURE_HEADER)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_VALIDATE_NO_HEADER);
         return 0;
     }
     // The older header is converted before anything reads it, but only when its data lies in the
@@ -108,7 +122,7 @@ MBOOL32 Pins10Validate(MUINT8* puiBlock, MUINT32 uiSize)
 
     if (Pins10WalkChain(puiBlock, uiSize, nullptr) != PINS10_BLOCK_END)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_VALIDATE_BROKEN_CHAIN);
         return 0;
     }
     return 1;

@@ -9,6 +9,33 @@
 
 namespace
 {
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_RECORD_NULL_ARGUMENT    = 46,
+    REPORT_RECORD_TOO_SHORT        = 55,
+    REPORT_MEMORY_V1_TOO_SHORT     = 79,
+    REPORT_COMBINE_NULL_OUTPUT     = 294,
+    REPORT_COMBINE_LIST_TOO_LONG   = 321,
+    REPORT_COMBINE_SHARED_REFUSED  = 327,
+    REPORT_COMBINE_TOO_LARGE       = 333,
+    REPORT_COMBINE_NO_MEMORY       = 340,
+    REPORT_COMBINE_WRITE_FAILED    = 365,
+    REPORT_MEMORY_NULL_ARGUMENT    = 398,
+    REPORT_MEMORY_NO_VERSION       = 406,
+    REPORT_MEMORY_V2_TOO_SHORT     = 414,
+    REPORT_MEMORY_UNKNOWN_VERSION  = 421,
+    REPORT_CALIBRATION_BAD_VERSION = 484,
+    // A fanless board with a blank EEPROM shows this one at every start; the README tells
+    // operators it is harmless.
+    REPORT_REMOVE_BAD_ARGUMENTS    = 507,
+    REPORT_REMOVE_BAD_CHAIN        = 533,
+    REPORT_REMOVE_NO_MEMORY        = 539,
+    REPORT_REMOVE_WRITE_FAILED     = 557,
+};
+
 // ---------------------------------------------------------------------------------------------
 // Record accessors
 // ---------------------------------------------------------------------------------------------
@@ -43,7 +70,7 @@ MBOOL32 CopyRecord(const SRecordAccess& roAccess, const MUINT8* puiPins, MUINT32
     if (pvRecord == nullptr || (puiPins == nullptr && roAccess.bReportFailure))
     {
         if (roAccess.bReportFailure)
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_RECORD_NULL_ARGUMENT);
         return 0;
     }
     MUINT32 uiCopied = 0;
@@ -52,7 +79,7 @@ MBOOL32 CopyRecord(const SRecordAccess& roAccess, const MUINT8* puiPins, MUINT32
     if (uiCopied < roAccess.uiMinSize)
     {
         if (roAccess.bReportFailure)
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_RECORD_TOO_SHORT);
         return 0;
     }
     return 1;
@@ -76,7 +103,7 @@ MBOOL32 ConvertMemoryV1(const MUINT8* puiPins, tagPins10Mem_v2* poMemory)
     Pins10CopyBlockData(puiPins, PINS10_SIGNATURE_MEMORY, 0, sizeof(auiOld), &uiCopied, auiOld);
     if (uiCopied < sizeof(auiOld))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_MEMORY_V1_TOO_SHORT);
         return 0;
     }
     poMemory->uiVersion = PINS10_MEMORY_VERSION;
@@ -95,10 +122,6 @@ constexpr MUINT32 msc_uiBlockHeaderSize = sizeof(tagPinsBlock);
 constexpr MUINT32 msc_uiListHeaderSize = sizeof(tagPinsBlockList);
 constexpr MUINT32 msc_uiEndBlockSize = sizeof(tagPinsBlock) + sizeof(PinsCheck);
 constexpr MUINT32 msc_uiMaxLength = 0xFFFF;
-// The line that RemovePinsMultiBlockElement's argument check reports. A fanless board with a blank
-// EEPROM shows it at every start and the README tells operators it is harmless, so it stays fixed
-// whatever moves in this file.
-constexpr int LINE_REMOVE_BAD_ARGUMENTS = 507;
 
 MUINT32 BlockSize(const MUINT8* puiBlock) { return msc_uiBlockHeaderSize + Pins10BlockLength(puiBlock); }
 MUINT32 ListItemSize(const MUINT8* puiBlock) { return Pins10ReadU16(puiBlock + offsetof(tagPinsBlockList, uiItemSize)); }
@@ -291,7 +314,7 @@ MBOOL32 CombinePins(ECombineMode eMode, MUINT8* puiPinsA, MUINT32 uiSizeA, MUINT
 {
     if (ppuiOut == nullptr || puiOutSize == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_COMBINE_NULL_OUTPUT);
         return 0;
     }
     SChain oA, oB;
@@ -318,26 +341,26 @@ MBOOL32 CombinePins(ECombineMode eMode, MUINT8* puiPinsA, MUINT32 uiSizeA, MUINT
                 break;   // a second list of the same kind in B: A's list already took the first
             if (ConcatenatedLength(puiBlockA, puiBlockB) == 0)
             {
-                QEL_ASSERT_REPORT();
+                QEL_ASSERT_REPORT_AT(REPORT_COMBINE_LIST_TOO_LONG);
                 return 0;
             }
             uiSize += RoundUp4(Pins10ListItemCount(puiBlockB) * ListItemSize(puiBlockB));
             break;
         case SHARED_REFUSE:
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_COMBINE_SHARED_REFUSED);
             return 0;
         }
     }
     if (uiSize > 0xFFFFFFFFu)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_COMBINE_TOO_LARGE);
         return 0;
     }
 
     MUINT8* puiOut = new (std::nothrow) MUINT8[(size_t)uiSize]();
     if (puiOut == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_COMBINE_NO_MEMORY);
         return 0;
     }
     COutCursor oOut(puiOut, (MUINT32)uiSize);
@@ -362,7 +385,7 @@ MBOOL32 CombinePins(ECombineMode eMode, MUINT8* puiPinsA, MUINT32 uiSizeA, MUINT
     bOk = bOk && oOut.PutEndBlock();
     if (!bOk)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_COMBINE_WRITE_FAILED);
         delete[] puiOut;
         return 0;
     }
@@ -395,7 +418,7 @@ MBOOL32 XPins10Helper::GetPinsMemoryConfig(const MUINT8* puiPins, tagPins10Mem_v
 {
     if (puiPins == nullptr || poMemory == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_MEMORY_NULL_ARGUMENT);
         return 0;
     }
     MUINT32 uiCopied = 0;
@@ -403,7 +426,7 @@ MBOOL32 XPins10Helper::GetPinsMemoryConfig(const MUINT8* puiPins, tagPins10Mem_v
         return 0;
     if (uiCopied < sizeof(poMemory->uiVersion))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_MEMORY_NO_VERSION);
         return 0;
     }
     switch (poMemory->uiVersion)
@@ -411,14 +434,14 @@ MBOOL32 XPins10Helper::GetPinsMemoryConfig(const MUINT8* puiPins, tagPins10Mem_v
     case PINS10_MEMORY_VERSION:
         if (uiCopied < sizeof(*poMemory))
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_MEMORY_V2_TOO_SHORT);
             return 0;
         }
         return 1;
     case PINS10_MEMORY_VERSION_V1:
         return ConvertMemoryV1(puiPins, poMemory);
     default:
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_MEMORY_UNKNOWN_VERSION);
         return 0;
     }
 }
@@ -481,7 +504,7 @@ MBOOL32 XPins10Helper::GetPinsCalibration(const MUINT8* puiPins, MUINT32 uiIndex
         return 0;
     if (poCalibration->uiVersion != PINS10_CALIBRATION_VERSION)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_CALIBRATION_BAD_VERSION);
         return 0;
     }
     return 1;
@@ -524,19 +547,19 @@ MBOOL32 XPins10Helper::RemovePinsMultiBlockElement(MUINT16 uiSignature, MUINT16 
 {
     if (uiSignature == 0 || uiType == 0 || ruiSize == 0 || puiPins == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_REMOVE_BAD_ARGUMENTS);
+        QEL_ASSERT_REPORT_AT(REPORT_REMOVE_BAD_ARGUMENTS);
         return 0;
     }
     SChain oChain;
     if (!OpenChain(puiPins, ruiSize, oChain))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_REMOVE_BAD_CHAIN);
         return 0;
     }
     MUINT8* puiCopy = new (std::nothrow) MUINT8[ruiSize]();
     if (puiCopy == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_REMOVE_NO_MEMORY);
         return 0;
     }
     COutCursor oOut(puiCopy, ruiSize);
@@ -554,7 +577,7 @@ MBOOL32 XPins10Helper::RemovePinsMultiBlockElement(MUINT16 uiSignature, MUINT16 
     bOk = bOk && oOut.Put(puiPins + oChain.uiEndOffset, BlockSize(puiPins + oChain.uiEndOffset));
     if (!bOk)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_REMOVE_WRITE_FAILED);
         delete[] puiCopy;
         return 0;
     }

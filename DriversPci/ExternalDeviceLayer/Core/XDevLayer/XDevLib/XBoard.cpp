@@ -13,6 +13,23 @@
 
 namespace
 {
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_GET_TEXT_NULL_OUTPUT         = 50,
+    REPORT_SET_TEXT_NO_SOURCE           = 66,
+    REPORT_READ_PINS_NO_DATA            = 152,
+    REPORT_READ_PINS_NO_MEMORY          = 160,
+    REPORT_READ_PINS_INVALID            = 166,
+    REPORT_FILL_NO_CPU_MEMORY_OR_HEADER = 184,
+    REPORT_FILL_NO_FACTORY_OPTIONS      = 195,
+    REPORT_FILL_NAME_OR_SERIAL          = 211,
+    REPORT_FILL_PCB_NUMBER              = 227,
+    REPORT_STORE_PINS_NO_DATA           = 246,
+};
+
 const char msc_szUnknown[] = "Unknown";
 
 // Bytes of the header texts that the record takes over.
@@ -47,7 +64,7 @@ MINT32 XBoard::GetText(const LSTR64& rszField, char* pszOut) const
 {
     if (pszOut == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_GET_TEXT_NULL_OUTPUT);
         return -1;
     }
     // A field written with 64 raw bytes has no terminator: terminate a copy so that the string
@@ -63,7 +80,7 @@ MINT32 XBoard::SetText(LSTR64& rszField, unsigned int uiLength, const void* pvSo
 {
     if (uiLength == 0 || pvSource == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_SET_TEXT_NO_SOURCE);
         return -1;
     }
     memcpy(rszField, pvSource, uiLength < msc_uiTextSize ? uiLength : msc_uiTextSize);
@@ -149,7 +166,7 @@ MBOOL32 XBoard::ReadPinsData(unsigned int uiSize, const unsigned char* puiPins)
 {
     if (uiSize == 0 || puiPins == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_READ_PINS_NO_DATA);
         return 0;
     }
     // Validation rewrites an older header in place, and the caller's block may be constant data:
@@ -157,13 +174,13 @@ MBOOL32 XBoard::ReadPinsData(unsigned int uiSize, const unsigned char* puiPins)
     MUINT8* puiCopy = new (std::nothrow) MUINT8[uiSize];
     if (puiCopy == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_READ_PINS_NO_MEMORY);
         return 0;
     }
     memcpy(puiCopy, puiPins, uiSize);
     MBOOL32 bOk = Pins10Validate(puiCopy, uiSize);
     if (!bOk)
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_READ_PINS_INVALID);
     else
         bOk = FillFromPins(puiCopy);
     delete[] puiCopy;
@@ -181,7 +198,7 @@ MBOOL32 XBoard::FillFromPins(const MUINT8* puiPins)
     if (!XPins10Helper::GetCpuInfo(puiPins, &oCpu) || !XPins10Helper::GetPinsMemoryConfig(puiPins, &oMemory) ||
         !XPins10Helper::GetPinsHeader(puiPins, &oHeader))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_FILL_NO_CPU_MEMORY_OR_HEADER);
         return 0;
     }
     SetSystemProcessorOnBoard((oCpu.uiCpuOptions & PINS10_CPU_ON_BOARD) != 0);
@@ -192,7 +209,7 @@ MBOOL32 XBoard::FillFromPins(const MUINT8* puiPins)
     memset(&oOptions, 0, sizeof(oOptions));
     if (!XPins10Helper::GetOptInfo(puiPins, &oOptions))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_FILL_NO_FACTORY_OPTIONS);
         return 0;
     }
     // The forced global reset (bit 3) is the core initialisation's business, not the record's.
@@ -208,7 +225,7 @@ MBOOL32 XBoard::FillFromPins(const MUINT8* puiPins)
     if (SetProductName(msc_uiHeaderTextLength, reinterpret_cast<const unsigned char*>(oHeader.szProductSku)) < 0 ||
         SetSerialNumber(msc_uiHeaderTextLength, reinterpret_cast<const unsigned char*>(oHeader.szSerialNumber)) < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_FILL_NAME_OR_SERIAL);
         return 0;
     }
     m_oBoardInfo.oPInSReleaseDate.uiDate = oHeader.uiReleaseDate;
@@ -224,7 +241,7 @@ MBOOL32 XBoard::FillFromPins(const MUINT8* puiPins)
     // The terminator goes along, so a shorter number never keeps the tail of a longer one.
     if (SetPcbNumber((unsigned int)strlen(szPcbNumber) + 1, szPcbNumber) < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_FILL_PCB_NUMBER);
         return 0;
     }
 
@@ -243,7 +260,7 @@ MBOOL32 XBoard::StorePinsData(unsigned int uiSize, const unsigned char* puiPins)
 {
     if (uiSize == 0 || puiPins == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_STORE_PINS_NO_DATA);
         return 0;
     }
     delete[] m_puiPinsData;

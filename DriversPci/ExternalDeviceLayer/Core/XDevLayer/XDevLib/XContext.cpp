@@ -20,6 +20,30 @@
 #include "XTracesMgr.h"
 #include "XTracesReg.h"
 
+namespace
+{
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_NO_OS_SERVICES_OR_HW_ACCESS = 118,
+    REPORT_NO_TRACES_MANAGER           = 130,
+    REPORT_NO_TRACES_REG               = 138,
+    REPORT_NO_EVENT_MANAGER            = 146,
+    REPORT_NO_SERVICES_CORE            = 155,
+    REPORT_NO_BOARD                    = 163,
+    REPORT_NO_IRQ_TIMING_EVENT         = 171,
+    REPORT_NO_IRQ_TIMING_HANDLER       = 180,
+    REPORT_SERVICES_ALREADY_REGISTERED = 246,
+    REPORT_SERVICES_MISSING            = 251,
+    REPORT_DEVICE_ALREADY_REGISTERED   = 273,
+    REPORT_BOARD_ALREADY_REGISTERED    = 304,
+    REPORT_RESET_NULL_DEVICE           = 392,
+    REPORT_DEVICE_RESET_FAILED         = 402,
+};
+}  // namespace
+
 CMArray<XContext*, XContext*>* XContext::ms_pdapoContexts = nullptr;
 
 namespace
@@ -115,7 +139,7 @@ XContext::XContext(OsServices* poOsServices, XHwAccess* poHwAccess, XTracesMgr* 
 
     if (poOsServices == nullptr || poHwAccess == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_OS_SERVICES_OR_HW_ACCESS);
         m_bInitialized = FALSE;
         return;
     }
@@ -127,7 +151,7 @@ XContext::XContext(OsServices* poOsServices, XHwAccess* poHwAccess, XTracesMgr* 
 
     if (poTracesMgr == nullptr || !poTracesMgr->m_bInitialized)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_TRACES_MANAGER);
         m_bInitialized = FALSE;
         return;
     }
@@ -135,7 +159,7 @@ XContext::XContext(OsServices* poOsServices, XHwAccess* poHwAccess, XTracesMgr* 
     m_poTracesReg = new (std::nothrow) XTracesReg(*poTracesMgr, poHwAccess->m_roReg);
     if (m_poTracesReg == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_TRACES_REG);
         m_bInitialized = FALSE;
         return;
     }
@@ -143,7 +167,7 @@ XContext::XContext(OsServices* poOsServices, XHwAccess* poHwAccess, XTracesMgr* 
     m_poEventNotificationMgr = new (std::nothrow) XEventNotificationMgr(poOsServices);
     if (m_poEventNotificationMgr == nullptr || !m_poEventNotificationMgr->m_bInitialized)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_EVENT_MANAGER);
         m_bInitialized = FALSE;
         return;
     }
@@ -152,7 +176,7 @@ XContext::XContext(OsServices* poOsServices, XHwAccess* poHwAccess, XTracesMgr* 
         XServicesCore(*this, *poOsServices, *poHwAccess, *poTracesMgr, *m_poEventNotificationMgr, *m_poTracesReg);
     if (m_poServicesCore == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_SERVICES_CORE);
         m_bInitialized = FALSE;
         return;
     }
@@ -160,7 +184,7 @@ XContext::XContext(OsServices* poOsServices, XHwAccess* poHwAccess, XTracesMgr* 
     m_poXBoard = new (std::nothrow) XBoard();
     if (m_poXBoard == nullptr || !m_poXBoard->m_bInitialized)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_BOARD);
         m_bInitialized = FALSE;
         return;
     }
@@ -168,7 +192,7 @@ XContext::XContext(OsServices* poOsServices, XHwAccess* poHwAccess, XTracesMgr* 
     if (!poOsServices->Event_Create(m_hTimePerIrqEvent))
     {
         m_hTimePerIrqEvent = nullptr;
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_IRQ_TIMING_EVENT);
         m_bInitialized = FALSE;
         return;
     }
@@ -177,7 +201,7 @@ XContext::XContext(OsServices* poOsServices, XHwAccess* poHwAccess, XTracesMgr* 
         new (std::nothrow) XInterruptHandler(ReceiveTestSoftIrq, this, INTTYPE_SOFTWARE, msc_uiTimePerIrqNumber);
     if (m_poTimePerIrqSoftIrq == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_IRQ_TIMING_HANDLER);
         m_bInitialized = FALSE;
     }
 }
@@ -243,12 +267,12 @@ LStatus XContext::RegisterDeviceServices(XBufferMgr* poBufferMgr, XCounterMgr* p
 {
     if (m_poBufferMgr != nullptr || m_poCounterMgr != nullptr || m_poInterruptMgr != nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_SERVICES_ALREADY_REGISTERED);
         return -1;
     }
     if (poBufferMgr == nullptr || poCounterMgr == nullptr || poInterruptMgr == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_SERVICES_MISSING);
         return -2;
     }
 
@@ -270,7 +294,7 @@ LStatus XContext::RegisterDevice(XDev* poDevice)
         return -2;
     if (m_dapoXDev.Contains(poDevice) || m_dapoRegistredObject.Contains(poDevice))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_DEVICE_ALREADY_REGISTERED);
         return -1;
     }
 
@@ -301,7 +325,7 @@ LStatus XContext::RegisterBoard(XBoard* poBoard)
         return -2;
     if (m_poXBoard != nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_BOARD_ALREADY_REGISTERED);
         return -1;
     }
     m_poXBoard = poBoard;
@@ -389,7 +413,7 @@ void XContext::ResetWithDependencies(XDev* poDevice, int iMode, CMMap<XDev*, int
 {
     if (poDevice == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_RESET_NULL_DEVICE);
         return;
     }
     for (MINT32 i = 0; i < poDevice->m_dapoResetBefore.GetSize(); i++)
@@ -399,7 +423,7 @@ void XContext::ResetWithDependencies(XDev* poDevice, int iMode, CMMap<XDev*, int
     if (riDone == 0)
     {
         if (poDevice->Reset(iMode) < 0)
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_DEVICE_RESET_FAILED);
         riDone = 1;
     }
 }

@@ -29,48 +29,51 @@ using namespace Hb4Phy;
 
 namespace
 {
-// Line numbers of this component's assertion reports. Field reports quote them, so they stay
-// fixed whatever this file looks like.
-enum EAssertLine : int
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
 {
-    LINE_MEMORY_RECORD_VERSION = 237,
-    LINE_NO_PLL_SOLVER         = 257,
-    LINE_ENGINE_FATAL          = 416,
-    LINE_MAP_MEMORY            = 471,
-    LINE_UNMAP_MEMORY          = 482,
-    LINE_TOO_MANY_TRIES        = 496,
-    LINE_LINK_WIDTH            = 515,
-    LINE_LINK_RETRAIN          = 522,
-    LINE_PORT_INDEX            = 614,
-    LINE_PORT_USE              = 642,
-    LINE_PORT_COMBINATION      = 664,
-    LINE_PHY_MASK              = 783,
-    LINE_PHYS_BUSY             = 870,
-    LINE_PHY_ERROR             = 884,
-    LINE_MEMORY_NOT_READY      = 1042,
-    LINE_RESET_REVISION        = 1129,
-    LINE_DEVCTL_UNSTABLE       = 1190,
-    LINE_CHIP_NOT_RECOVERED    = 1309,
-    LINE_NO_RESET_PIN          = 1315,
-    LINE_NO_PINS               = 1321,
-    LINE_HRB_SOURCE            = 1427,
-    LINE_MFE_SOURCE_BUS_ONLY   = 1450,
-    LINE_HRB_SYNTHESIZER       = 1497,
-    LINE_MFE_SYNTHESIZER       = 1506,
-    LINE_MFE_SOURCE            = 1563,
-    LINE_FS0                   = 1628,
-    LINE_FS1                   = 1636,
-    LINE_FS2                   = 1644,
-    LINE_FS_VIDEO              = 1654,
-    LINE_NO_SOLVER             = 1724,
-    LINE_NO_DIVIDERS           = 1735,
-    LINE_DMA_QUEUES_BUSY       = 1883,
-    LINE_ARMA_RUNNING          = 2077,
-    LINE_ENGINE_A_REQ_BUSY     = 2083,
-    LINE_ENGINE_A_RUNNING      = 2085,
-    LINE_ENGINE_B_REQ_BUSY     = 2092,
-    LINE_ENGINE_B_RUNNING      = 2094,
-    LINE_STREAM0_STOPPING      = 2098,   // channels 1-3 on the following lines
+    REPORT_MEMORY_RECORD_VERSION = 237,
+    REPORT_NO_PLL_SOLVER         = 257,
+    REPORT_REGISTERS_UNREADABLE  = 392,
+    REPORT_ENGINE_FATAL          = 416,
+    REPORT_MAP_MEMORY            = 471,
+    REPORT_UNMAP_MEMORY          = 482,
+    REPORT_TOO_MANY_TRIES        = 496,
+    REPORT_LINK_WIDTH            = 515,
+    REPORT_LINK_RETRAIN          = 522,
+    REPORT_PORT_INDEX            = 614,
+    REPORT_PORT_USE              = 642,
+    REPORT_PORT_COMBINATION      = 664,
+    REPORT_PHY_MASK              = 783,
+    REPORT_NO_DIVIDER_SET        = 843,
+    REPORT_PHYS_BUSY             = 870,
+    REPORT_PHY_ERROR             = 884,
+    REPORT_MEMORY_NOT_READY      = 1042,
+    REPORT_RESET_REVISION        = 1129,
+    REPORT_DEVCTL_UNSTABLE       = 1190,
+    REPORT_CHIP_NOT_RECOVERED    = 1309,
+    REPORT_NO_RESET_PIN          = 1315,
+    REPORT_NO_PINS               = 1321,
+    REPORT_HRB_SOURCE            = 1427,
+    REPORT_MFE_SOURCE_BUS_ONLY   = 1450,
+    REPORT_HRB_SYNTHESIZER       = 1497,
+    REPORT_MFE_SYNTHESIZER       = 1506,
+    REPORT_MFE_SOURCE            = 1563,
+    REPORT_FS0                   = 1628,
+    REPORT_FS1                   = 1636,
+    REPORT_FS2                   = 1644,
+    REPORT_FS_VIDEO              = 1654,
+    REPORT_NO_SOLVER             = 1724,
+    REPORT_DIVIDER_SEARCH_FAILED = 1735,
+    REPORT_DMA_QUEUES_BUSY       = 1883,
+    REPORT_ARMA_RUNNING          = 2077,
+    REPORT_ENGINE_A_REQ_BUSY     = 2083,
+    REPORT_ENGINE_A_RUNNING      = 2085,
+    REPORT_ENGINE_B_REQ_BUSY     = 2092,
+    REPORT_ENGINE_B_RUNNING      = 2094,
+    REPORT_STREAM0_STOPPING      = 2098,   // channels 1-3 take the next three numbers
 };
 
 // ---- Waits (microseconds) and poll counts of the sequence.
@@ -227,10 +230,10 @@ const MUINT32 msc_auiInterleaveMode[PHY_MASK_ALL + 1] = {
 
 // Assertion report through the debug channel, for a check whose failure is routine enough that
 // the sequence only notes it.
-void ReportQuietly(const char* pszSourcePath, int iLine)
+void ReportQuietly(const char* pszSourcePath, EReport eReport)
 {
-    OsServices::WriteMsg("%s(%d) Assertion failed\n", OsServices::GetFileNameOnlySubSring(pszSourcePath), iLine);
-    QelTools_Assert(0, pszSourcePath, iLine);
+    OsServices::WriteMsg("%s(%d) Assertion failed\n", OsServices::GetFileNameOnlySubSring(pszSourcePath), eReport);
+    QelTools_Assert(0, pszSourcePath, eReport);
 }
 }  // namespace
 
@@ -255,7 +258,7 @@ XDevCoreInitHb4::XDevCoreInitHb4(XServicesCore& roServicesCore, const tagPins10C
 {
     if (m_oPinsMem.uiVersion != PINS10_MEMORY_VERSION)
     {
-        QEL_ASSERT_REPORT_AT(LINE_MEMORY_RECORD_VERSION);
+        QEL_ASSERT_REPORT_AT(REPORT_MEMORY_RECORD_VERSION);
         m_bInitialized = 0;
     }
 
@@ -271,7 +274,7 @@ XDevCoreInitHb4::XDevCoreInitHb4(XServicesCore& roServicesCore, const tagPins10C
     m_ptoAlgo.reset(new (std::nothrow) XCascadedPll(oPllData));
     if (m_ptoAlgo == nullptr || !m_ptoAlgo->IsInitialized())
     {
-        QEL_ASSERT_REPORT_AT(LINE_NO_PLL_SOLVER);
+        QEL_ASSERT_REPORT_AT(REPORT_NO_PLL_SOLVER);
         m_bInitialized = 0;
     }
 }
@@ -389,12 +392,12 @@ LStatus XDevCoreInitHb4::InitializeHardware()
     }
     if (iRead < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_REGISTERS_UNREADABLE);
         return iRead;
     }
     if ((uiEngineStatus & ENG_STATUS_FATAL) != 0)
     {
-        QEL_ASSERT_REPORT_AT(LINE_ENGINE_FATAL);
+        QEL_ASSERT_REPORT_AT(REPORT_ENGINE_FATAL);
         return msc_iNotSupported;
     }
     if ((uiStatus & INIT_STATUS_MEMORY_INITIALIZED) != 0)
@@ -431,7 +434,7 @@ LStatus XDevCoreInitHb4::InitializeHardware()
                 WaitUs(msc_uiMemoryTestSettleUs);
                 if (!Mem().MapMemory())
                 {
-                    QEL_ASSERT_REPORT_AT(LINE_MAP_MEMORY);
+                    QEL_ASSERT_REPORT_AT(REPORT_MAP_MEMORY);
                     return -1;
                 }
                 bOk = TestMemory() != 0;
@@ -441,7 +444,7 @@ LStatus XDevCoreInitHb4::InitializeHardware()
                 }
                 if (!Mem().UnMapMemory())
                 {
-                    QEL_ASSERT_REPORT_AT(LINE_UNMAP_MEMORY);
+                    QEL_ASSERT_REPORT_AT(REPORT_UNMAP_MEMORY);
                     return -1;
                 }
             }
@@ -461,7 +464,7 @@ LStatus XDevCoreInitHb4::InitializeHardware()
     if (uiTries > msc_uiMaxTries)
     {
         OsServices::WriteErrorMsg("Memory initialization fail after %d tries\n", (int)uiTries);
-        QEL_ASSERT_REPORT_AT(LINE_TOO_MANY_TRIES);
+        QEL_ASSERT_REPORT_AT(REPORT_TOO_MANY_TRIES);
         return -1;
     }
 
@@ -501,14 +504,14 @@ void XDevCoreInitHb4::LinkCheck()
     const MUINT32 uiLink = ReadCfg(RegPCIE_LINKCTL);
     if (((uiLink >> PCIE_LINK_WIDTH_SHIFT) & PCIE_LINK_WIDTH_MASK) == 0)
     {
-        QEL_ASSERT_REPORT_AT(LINE_LINK_WIDTH);
+        QEL_ASSERT_REPORT_AT(REPORT_LINK_WIDTH);
     }
     if (((uiLink >> PCIE_LINK_SPEED_SHIFT) & PCIE_LINK_SPEED_MASK) == PCIE_LINK_SPEED_2_5GT)
     {
         OsServices::WriteMsg("LinkSpeed is 2.5 Gb/s, try to retrain PCIE link using Bridge\n");
         if (m_roHwAccess.RetrainLink() < 0)
         {
-            QEL_ASSERT_REPORT_AT(LINE_LINK_RETRAIN);
+            QEL_ASSERT_REPORT_AT(REPORT_LINK_RETRAIN);
         }
     }
 }
@@ -522,7 +525,7 @@ MBOOL32 XDevCoreInitHb4::HardwareReset()
     const MUINT32 uiRevision = Reg().m_uiChipRevision;
     if (uiRevision > 1)
     {
-        QEL_ASSERT_REPORT_AT(LINE_RESET_REVISION);
+        QEL_ASSERT_REPORT_AT(REPORT_RESET_REVISION);
         return 0;
     }
     if (!ResetEngines())
@@ -550,7 +553,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughRegister()
         if (uiWaits == msc_uiDevctlPolls)
         {
             OsServices::WriteErrorMsg("DEVCTL is still unstable (0x%08X) after %d ms\n", uiNow, (int)msc_uiDevctlPolls);
-            QEL_ASSERT_REPORT_AT(LINE_DEVCTL_UNSTABLE);
+            QEL_ASSERT_REPORT_AT(REPORT_DEVCTL_UNSTABLE);
             return 0;
         }
         WaitUs(msc_uiDevctlPollUs);
@@ -571,7 +574,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
     {
         OsServices::WriteUserMsg(
             "%s\n", "Hb4 MiscIo pins are not available, hardware reset cannot be initiated, continuing normally!");
-        QEL_ASSERT_REPORT_AT(LINE_NO_PINS);
+        QEL_ASSERT_REPORT_AT(REPORT_NO_PINS);
         return 0;
     }
     for (MUINT32 uiPort = 0; uiPort < HOST_PORT_COUNT; uiPort++)
@@ -604,7 +607,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
     {
         OsServices::WriteUserMsg("%s\n",
                                  "Hb4 reset MiscIo pin missing, no hardware reset performed, continuing normally!");
-        QEL_ASSERT_REPORT_AT(LINE_NO_RESET_PIN);
+        QEL_ASSERT_REPORT_AT(REPORT_NO_RESET_PIN);
         return 0;
     }
 
@@ -646,7 +649,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
     if (!bBack)
     {
         OsServices::WriteErrorMsg("%s\n", "Hb4 Chips did not recover from hardware reset");
-        QEL_ASSERT_REPORT_AT(LINE_CHIP_NOT_RECOVERED);
+        QEL_ASSERT_REPORT_AT(REPORT_CHIP_NOT_RECOVERED);
         return 0;
     }
     OsServices::WriteMsg("%s\n", "Hb4 Chips recovered from hardware reset");
@@ -692,7 +695,7 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
     }
     if (!bQueuesIdle)
     {
-        ReportQuietly(__FILE__, LINE_DMA_QUEUES_BUSY);
+        ReportQuietly(__FILE__, REPORT_DMA_QUEUES_BUSY);
     }
 
     // Ask the processor to halt, pause and abort the engines' requesters, stop the host DMA.
@@ -775,31 +778,31 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
 
     // Every check runs; each one still running is reported.
     MBOOL32 bAllStopped = 1;
-    auto fnCheck = [&bAllStopped, this](MUINT32 uiRegister, MUINT32 uiBusyMask, int iLine)
+    auto fnCheck = [&bAllStopped, this](MUINT32 uiRegister, MUINT32 uiBusyMask, EReport eReport)
     {
         if ((ReadReg(uiRegister) & uiBusyMask) != 0)
         {
-            QEL_ASSERT_REPORT_AT(iLine);
+            QEL_ASSERT_REPORT_AT(eReport);
             bAllStopped = 0;
         }
     };
-    fnCheck(RegARMA_CTL, ARMA_CTL_HALT, LINE_ARMA_RUNNING);
+    fnCheck(RegARMA_CTL, ARMA_CTL_HALT, REPORT_ARMA_RUNNING);
     for (MUINT32 uiEngine = 0; uiEngine < ENGINE_A_COUNT; uiEngine++)
     {
-        fnCheck(RegENGA_REQ(uiEngine), ENGINE_REQ_BUSY, LINE_ENGINE_A_REQ_BUSY);
-        fnCheck(RegENGA_CTL(uiEngine), ENGINE_CTL_RUNNING, LINE_ENGINE_A_RUNNING);
+        fnCheck(RegENGA_REQ(uiEngine), ENGINE_REQ_BUSY, REPORT_ENGINE_A_REQ_BUSY);
+        fnCheck(RegENGA_CTL(uiEngine), ENGINE_CTL_RUNNING, REPORT_ENGINE_A_RUNNING);
     }
     for (MUINT32 uiEngine = 0; uiEngine < ENGINE_B_COUNT; uiEngine++)
     {
-        fnCheck(RegENGB_REQ(uiEngine), ENGINE_REQ_BUSY, LINE_ENGINE_B_REQ_BUSY);
-        fnCheck(RegENGB_CTL(uiEngine), ENGINE_CTL_RUNNING, LINE_ENGINE_B_RUNNING);
+        fnCheck(RegENGB_REQ(uiEngine), ENGINE_REQ_BUSY, REPORT_ENGINE_B_REQ_BUSY);
+        fnCheck(RegENGB_CTL(uiEngine), ENGINE_CTL_RUNNING, REPORT_ENGINE_B_RUNNING);
     }
     const MUINT32 uiStopStatus = ReadReg(RegSTREAM_STOP);
     for (MUINT32 uiChannel = 0; uiChannel < STREAM_COUNT; uiChannel++)
     {
         if ((uiStopStatus & StreamStopRequest(uiChannel)) != 0)
         {
-            QEL_ASSERT_REPORT_AT(LINE_STREAM0_STOPPING + (int)uiChannel);
+            QEL_ASSERT_REPORT_AT(REPORT_STREAM0_STOPPING + (int)uiChannel);
             bAllStopped = 0;
         }
     }
@@ -820,7 +823,7 @@ MBOOL32 XDevCoreInitHb4::InitFS(MUINT32 uiRegA, MUINT32 uiRegB, MUINT32 uiFreqOu
 {
     if (m_ptoAlgo == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_NO_SOLVER);
+        QEL_ASSERT_REPORT_AT(REPORT_NO_SOLVER);
         return 0;
     }
     if (uiFreqOut == 0)
@@ -834,13 +837,13 @@ MBOOL32 XDevCoreInitHb4::InitFS(MUINT32 uiRegA, MUINT32 uiRegB, MUINT32 uiFreqOu
     SParamResult oParam;
     if (m_ptoAlgo->ComputeParam(uiFreqOut, uiFreqRef, uiTolerance, 1, oParam) < 0)
     {
-        QEL_ASSERT_REPORT_AT(LINE_NO_DIVIDERS);
+        QEL_ASSERT_REPORT_AT(REPORT_DIVIDER_SEARCH_FAILED);
         return 0;
     }
     if (oParam.uiM0 == 0)
     {
         // No divider set keeps the PLLs within their ranges: nothing sensible can be programmed.
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_DIVIDER_SET);
         return 0;
     }
     const MUINT32 uiIntermediate = oParam.uiM0 * uiFreqRef / oParam.uiP0;
@@ -890,14 +893,14 @@ bool XDevCoreInitHb4::SystemSynthesizerOf(MUINT32 uiClkCtl, MUINT32& ruiIndex, M
     }
 }
 
-bool XDevCoreInitHb4::StartClockProgramming(int iMfeSourceLine, MUINT32& ruiMfeSynthesizer)
+bool XDevCoreInitHb4::StartClockProgramming(int iMfeSourceReport, MUINT32& ruiMfeSynthesizer)
 {
     // The bus-side domain (MFE) must run from a system synthesizer; its frequency sets the host
     // interface's clock range.
     MUINT32 uiMfeFreq = 0;
     if (!SystemSynthesizerOf(m_oPinsClock.uiSYS_MFECLKCTL, ruiMfeSynthesizer, uiMfeFreq))
     {
-        QEL_ASSERT_REPORT_AT(iMfeSourceLine);
+        QEL_ASSERT_REPORT_AT(iMfeSourceReport);
         return false;
     }
     const MUINT32 uiRange = uiMfeFreq >= HST_CLK_HIGH_FROM_KHZ ? HST_CLK_RANGE_HIGH : HST_CLK_RANGE_LOW;
@@ -907,11 +910,11 @@ bool XDevCoreInitHb4::StartClockProgramming(int iMfeSourceLine, MUINT32& ruiMfeS
     return true;
 }
 
-bool XDevCoreInitHb4::ProgramSynthesizer(MUINT32 uiRegA, MUINT32 uiFreq, int iFailureLine)
+bool XDevCoreInitHb4::ProgramSynthesizer(MUINT32 uiRegA, MUINT32 uiFreq, int iFailureReport)
 {
     if (!InitFS(uiRegA, FsRegB(uiRegA), uiFreq, m_oPinsClock.uiFreqRef, msc_uiFsTolerance))
     {
-        QEL_ASSERT_REPORT_AT(iFailureLine);
+        QEL_ASSERT_REPORT_AT(iFailureReport);
         return false;
     }
     return true;
@@ -920,7 +923,7 @@ bool XDevCoreInitHb4::ProgramSynthesizer(MUINT32 uiRegA, MUINT32 uiFreq, int iFa
 MBOOL32 XDevCoreInitHb4::ClockMemInit()
 {
     MUINT32 uiMfe = 0;
-    if (!StartClockProgramming(LINE_MFE_SOURCE, uiMfe))
+    if (!StartClockProgramming(REPORT_MFE_SOURCE, uiMfe))
     {
         return 0;
     }
@@ -934,17 +937,17 @@ MBOOL32 XDevCoreInitHb4::ClockMemInit()
 
     const MUINT32 auiSystemFreq[FS_SYSTEM_COUNT] = {m_oPinsClock.uiFS0FOut, m_oPinsClock.uiFS1FOut,
                                                     m_oPinsClock.uiFS2FOut};
-    const int aiSystemLine[FS_SYSTEM_COUNT] = {LINE_FS0, LINE_FS1, LINE_FS2};
+    const EReport aeSystemReport[FS_SYSTEM_COUNT] = {REPORT_FS0, REPORT_FS1, REPORT_FS2};
     for (MUINT32 uiFs = 0; uiFs < FS_SYSTEM_COUNT; uiFs++)
     {
-        if (!ProgramSynthesizer(FsSystemRegA(uiFs), auiSystemFreq[uiFs], aiSystemLine[uiFs]))
+        if (!ProgramSynthesizer(FsSystemRegA(uiFs), auiSystemFreq[uiFs], aeSystemReport[uiFs]))
         {
             return 0;
         }
     }
     for (MUINT32 uiFs = 0; uiFs < FS_VIDEO_COUNT; uiFs++)
     {
-        if (!ProgramSynthesizer(FsVideoRegA(uiFs), m_oPinsClock.uiFSVidFOut[uiFs], LINE_FS_VIDEO))
+        if (!ProgramSynthesizer(FsVideoRegA(uiFs), m_oPinsClock.uiFSVidFOut[uiFs], REPORT_FS_VIDEO))
         {
             return 0;
         }
@@ -968,11 +971,11 @@ MBOOL32 XDevCoreInitHb4::ClockRegInitOnly()
     MUINT32 uiHrbFreq = 0;
     if (!SystemSynthesizerOf(m_oPinsClock.uiSYS_HRBCLKCTL, uiHrb, uiHrbFreq))
     {
-        QEL_ASSERT_REPORT_AT(LINE_HRB_SOURCE);
+        QEL_ASSERT_REPORT_AT(REPORT_HRB_SOURCE);
         return 0;
     }
     MUINT32 uiMfe = 0;
-    if (!StartClockProgramming(LINE_MFE_SOURCE_BUS_ONLY, uiMfe))
+    if (!StartClockProgramming(REPORT_MFE_SOURCE_BUS_ONLY, uiMfe))
     {
         return 0;
     }
@@ -983,8 +986,8 @@ MBOOL32 XDevCoreInitHb4::ClockRegInitOnly()
 
     // A separate MFE synthesizer gets the HRB frequency as well: both bus-side domains run at
     // the host request bus rate in this mode.
-    if (!ProgramSynthesizer(FsSystemRegA(uiHrb), uiHrbFreq, LINE_HRB_SYNTHESIZER) ||
-        (uiMfe != uiHrb && !ProgramSynthesizer(FsSystemRegA(uiMfe), uiHrbFreq, LINE_MFE_SYNTHESIZER)))
+    if (!ProgramSynthesizer(FsSystemRegA(uiHrb), uiHrbFreq, REPORT_HRB_SYNTHESIZER) ||
+        (uiMfe != uiHrb && !ProgramSynthesizer(FsSystemRegA(uiMfe), uiHrbFreq, REPORT_MFE_SYNTHESIZER)))
     {
         return 0;
     }
@@ -1005,7 +1008,7 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
     const MUINT32 uiMode = uiPhyMask <= PHY_MASK_ALL ? msc_auiInterleaveMode[uiPhyMask] : msc_uiNoMode;
     if (uiMode == msc_uiNoMode)
     {
-        QEL_ASSERT_REPORT_AT(LINE_PHY_MASK);
+        QEL_ASSERT_REPORT_AT(REPORT_PHY_MASK);
         return -1;
     }
     const tagPins10Mem_v2& roMem = m_oPinsMem;
@@ -1062,14 +1065,14 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
     {
         OsServices::WriteErrorMsg(
             "Memory initialization fail, Phys stay busy (may occur when memory is already initialized)\n");
-        QEL_ASSERT_REPORT_AT(LINE_PHYS_BUSY);
+        QEL_ASSERT_REPORT_AT(REPORT_PHYS_BUSY);
         bFailed = true;
     }
     ForEachPhy(uiPhyMask, [this, &bFailed]
     {
         if ((ReadReg(RegMPHY_PGSR0) & PGSR0_ERROR_MASK) != 0)
         {
-            QEL_ASSERT_REPORT_AT(LINE_PHY_ERROR);
+            QEL_ASSERT_REPORT_AT(REPORT_PHY_ERROR);
             bFailed = true;
         }
     });
@@ -1135,7 +1138,7 @@ LStatus XDevCoreInitHb4::PortArbitration(MUINT32 uiPort, EPortConfig ePortConfig
 {
     if (uiPort >= msc_uiPortCount)
     {
-        QEL_ASSERT_REPORT_AT(LINE_PORT_INDEX);
+        QEL_ASSERT_REPORT_AT(REPORT_PORT_INDEX);
         return -1;
     }
     if (Reg().m_uiChipRevision != 1)
@@ -1155,7 +1158,7 @@ LStatus XDevCoreInitHb4::PortArbitration(MUINT32 uiPort, EPortConfig ePortConfig
         case PORT_DEM_OUT: uiDemOut++; break;
         case PORT_FPGA_OUT: uiFpgaOut++; break;
         case PORT_FPGA_IN: uiFpgaIn++; break;
-        default: QEL_ASSERT_REPORT_AT(LINE_PORT_USE); break;
+        default: QEL_ASSERT_REPORT_AT(REPORT_PORT_USE); break;
         }
     }
     const MUINT32 uiCode = PortConfigCode(uiDemOut, uiFpgaOut, uiFpgaIn);
@@ -1170,7 +1173,7 @@ LStatus XDevCoreInitHb4::PortArbitration(MUINT32 uiPort, EPortConfig ePortConfig
     }
     if (poRow == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(LINE_PORT_COMBINATION);
+        QEL_ASSERT_REPORT_AT(REPORT_PORT_COMBINATION);
         return -1;
     }
 
@@ -1199,7 +1202,7 @@ MBOOL32 XDevCoreInitHb4::TestMemory()
     if (!bReady)
     {
         OsServices::WriteErrorMsg("Memory initialization fail: MBE stay busy\n");
-        QEL_ASSERT_REPORT_AT(LINE_MEMORY_NOT_READY);
+        QEL_ASSERT_REPORT_AT(REPORT_MEMORY_NOT_READY);
     }
     const MUINT32 uiBase = EngineBase();
     WriteReg(uiBase + RegENG_MEMPATH1, ENG_MEMPATH1_TEST);

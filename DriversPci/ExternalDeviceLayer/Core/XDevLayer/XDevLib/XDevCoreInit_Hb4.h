@@ -130,12 +130,12 @@ private:
     // Target and synthesizer index (0-2) of a clock-control word whose source is a system
     // synthesizer; false for any other source.
     bool SystemSynthesizerOf(MUINT32 uiClkCtl, MUINT32& ruiIndex, MUINT32& ruiFreq) const;
-    // First steps of both clock programmings: the MFE source check (reported at iMfeSourceLine),
+    // First steps of both clock programmings: the MFE source check (reported as iMfeSourceReport),
     // the host interface's clock range and the system control word.
-    bool StartClockProgramming(int iMfeSourceLine, MUINT32& ruiMfeSynthesizer);
-    // InitFS of the synthesizer at uiRegA from the board's reference; a failure is reported at
-    // iFailureLine.
-    bool ProgramSynthesizer(MUINT32 uiRegA, MUINT32 uiFreq, int iFailureLine);
+    bool StartClockProgramming(int iMfeSourceReport, MUINT32& ruiMfeSynthesizer);
+    // InitFS of the synthesizer at uiRegA from the board's reference; a failure is reported as
+    // iFailureReport.
+    bool ProgramSynthesizer(MUINT32 uiRegA, MUINT32 uiFreq, int iFailureReport);
     MBOOL32 ResetThroughRegister();
     MBOOL32 ResetThroughPins();
     void LinkCheck();

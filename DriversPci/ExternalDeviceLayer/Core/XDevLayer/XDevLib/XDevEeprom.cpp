@@ -9,6 +9,22 @@
 
 namespace
 {
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_NO_WRITE_MUTEX           = 154,
+    REPORT_READ_NULL_BUFFER         = 177,
+    REPORT_READ_OUT_OF_RANGE        = 182,
+    REPORT_WRITE_NULL_DATA          = 194,
+    REPORT_WRITE_OUT_OF_RANGE       = 204,
+    REPORT_WRITE_MUTEX_NOT_ACQUIRED = 209,
+    REPORT_SECTOR_NO_MEMORY         = 223,
+    REPORT_SECTOR_REWRITE_FAILED    = 247,
+    REPORT_NAME_NULL_OUTPUT         = 333,
+};
+
 // A part as one identification instruction reports it, and how to drive it.
 struct SChipDesc
 {
@@ -151,7 +167,7 @@ XDevEeprom::XDevEeprom(OsServices& roOsServices)
 {
     if (!m_roOsServices.Mutex_Create(m_oWriteAccessMutex))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_WRITE_MUTEX);
         m_oWriteAccessMutex = nullptr;
         m_bInitialized = FALSE;
     }
@@ -174,12 +190,12 @@ LStatus XDevEeprom::Read(MUINT32 uiAddress, MUINT8* pui8Buffer, MUINT32 uiCount)
 {
     if (pui8Buffer == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_READ_NULL_BUFFER);
         return -2;
     }
     if (!IsInside(uiAddress, uiCount))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_READ_OUT_OF_RANGE);
         return -1;
     }
     return Read(m_ui8ReadInst, m_uiAddressSize, uiAddress, pui8Buffer, uiCount);
@@ -191,7 +207,7 @@ LStatus XDevEeprom::Write(MUINT32 uiAddress, const MUINT8* pui8Data, MUINT32 uiC
     {
         if (pui8Data == nullptr)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_WRITE_NULL_DATA);
             return -2;
         }
         if (uiCount == 0)
@@ -201,12 +217,12 @@ LStatus XDevEeprom::Write(MUINT32 uiAddress, const MUINT8* pui8Data, MUINT32 uiC
     }
     if (!IsInside(uiAddress, uiCount))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_WRITE_OUT_OF_RANGE);
         return -1;
     }
     if (m_oWriteAccessMutex == nullptr || !m_roOsServices.Mutex_Acquire(m_oWriteAccessMutex, OSSERVICES_INFINITE_TIMEOUT))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_WRITE_MUTEX_NOT_ACQUIRED);
         return -1;
     }
     const LStatus iStatus = bReadModifyWrite ? RewriteSectors(uiAddress, pui8Data, uiCount)
@@ -220,7 +236,7 @@ LStatus XDevEeprom::RewriteSectors(MUINT32 uiAddress, const MUINT8* pui8Data, MU
     MUINT8* pui8Sector = new (std::nothrow) MUINT8[msc_uiSectorSize];
     if (pui8Sector == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_SECTOR_NO_MEMORY);
         return -1;
     }
     LStatus iStatus = 0;
@@ -244,7 +260,7 @@ LStatus XDevEeprom::RewriteSectors(MUINT32 uiAddress, const MUINT8* pui8Data, MU
         }
         if (iStatus < 0)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_SECTOR_REWRITE_FAILED);
         }
         uiDone += uiBytes;
     }
@@ -336,7 +352,7 @@ LStatus XDevEeprom::GetVendorDeviceName(EInfoType eInfoType, MCHAR8* pszName, MU
 {
     if (pszName == nullptr || uiSize == 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NAME_NULL_OUTPUT);
         return -2;
     }
     const MCHAR8* pszFound = nullptr;

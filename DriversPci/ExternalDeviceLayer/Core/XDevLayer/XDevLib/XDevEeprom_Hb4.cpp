@@ -7,6 +7,36 @@
 #include "XServicesCore.h"
 #include "XTracesReg.h"
 
+namespace
+{
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_BYPASS_NOT_READ_FOR_UPDATE = 47,
+    REPORT_BYPASS_NOT_WRITTEN         = 59,
+    REPORT_DATA_OUT_NOT_READ          = 87,
+    REPORT_GRANT_POLL_NOT_READ        = 109,
+    REPORT_BUS_NOT_GRANTED            = 119,
+    REPORT_BAD_ADDRESS_SIZE           = 200,
+    REPORT_STATUS_POLL_FAILED         = 259,
+    REPORT_STILL_BUSY                 = 267,
+    REPORT_MODIFY_STEP_FAILED         = 285,
+    REPORT_READ_NO_INSTRUCTION        = 297,
+    REPORT_READ_NULL_BUFFER           = 302,
+    REPORT_READ_FAILED                = 316,
+    REPORT_PROTECT_UNIDENTIFIED_PART  = 387,
+    REPORT_PROTECTION_NOT_WRITTEN     = 394,
+    REPORT_BEGIN_UNPROTECT_FAILED     = 412,
+    REPORT_BEGIN_SOFT_COM_FAILED      = 419,
+    REPORT_END_MODIFY_FAILED          = 434,
+    REPORT_END_PROTECT_FAILED         = 440,
+    REPORT_WRITE_REFUSED              = 458,
+    REPORT_ERASE_REFUSED              = 488,
+};
+}  // namespace
+
 using namespace Hb4RegEeprom;
 
 XDevEepromHb4::XDevEepromHb4(XServicesCore& roServicesCore)
@@ -42,7 +72,7 @@ LStatus XDevEepromHb4::UpdateBypass(MUINT32 uiMask, MBOOL32 bSet)
     LStatus iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
     if (iStatus < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_BYPASS_NOT_READ_FOR_UPDATE);
         return iStatus;
     }
     const MUINT32 uiNew = bSet ? (uiValue | uiMask) : (uiValue & ~uiMask);
@@ -53,7 +83,7 @@ LStatus XDevEepromHb4::UpdateBypass(MUINT32 uiMask, MBOOL32 bSet)
     iStatus = m_roRegAccess.Write(HST_EEPROMBYP, uiNew);
     if (iStatus < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_BYPASS_NOT_WRITTEN);
         return iStatus;
     }
     return 0;
@@ -80,7 +110,7 @@ LStatus XDevEepromHb4::GetDataOut(MBOOL32& rbHigh)
     const LStatus iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
     if (iStatus < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_DATA_OUT_NOT_READ);
         return iStatus;
     }
     rbHigh = (uiValue & uE2pq) != 0 ? TRUE : FALSE;
@@ -100,7 +130,7 @@ LStatus XDevEepromHb4::SetStateMachine(MBOOL32 bRequest)
         iStatus = m_roRegAccess.Read(HST_EEPROMBYP, uiValue);
         if (iStatus < 0)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_GRANT_POLL_NOT_READ);
             return iStatus;
         }
         if ((uiValue & uE2pgnt) != 0)
@@ -110,7 +140,7 @@ LStatus XDevEepromHb4::SetStateMachine(MBOOL32 bRequest)
         OsServices::WaitMicroSeconds(1);
     }
     // The engine kept the bus: withdraw the request so that it is not granted later, to nobody.
-    QEL_ASSERT_REPORT();
+    QEL_ASSERT_REPORT_AT(REPORT_BUS_NOT_GRANTED);
     UpdateBypass(uE2pbyp, FALSE);
     return -1;
 }
@@ -189,7 +219,7 @@ LStatus XDevEepromHb4::SendAddress(MUINT32 uiAddressSize, MUINT32 uiAddress)
 {
     if (uiAddressSize == 0 || uiAddressSize > msc_uiMaxAddressSize)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_BAD_ADDRESS_SIZE);
         return -1;
     }
     for (MUINT32 uiByte = uiAddressSize; uiByte-- > 0;)
@@ -248,7 +278,7 @@ LStatus XDevEepromHb4::WaitWhileBusy(MUINT32 uiPolls)
             Transaction(INST_READ_STATUS, 0, 0, nullptr, 0, &ui8Status, 1, msc_uiStatusPollDelayUs);
         if (iStatus < 0)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_STATUS_POLL_FAILED);
             return iStatus;
         }
         if ((ui8Status & INST_STATUS_READY) == 0)
@@ -256,7 +286,7 @@ LStatus XDevEepromHb4::WaitWhileBusy(MUINT32 uiPolls)
             return 0;
         }
     }
-    QEL_ASSERT_REPORT();
+    QEL_ASSERT_REPORT_AT(REPORT_STILL_BUSY);
     return -1;
 }
 
@@ -274,7 +304,7 @@ LStatus XDevEepromHb4::ModifyStep(MUINT8 ui8Inst, MUINT32 uiAddressSize, MUINT32
     }
     if (iStatus < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_MODIFY_STEP_FAILED);
     }
     return iStatus;
 }
@@ -286,12 +316,12 @@ LStatus XDevEepromHb4::Read(MUINT8 ui8Inst, MUINT32 uiAddressSize, MUINT32 uiAdd
 {
     if (ui8Inst == INST_NONE)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_READ_NO_INSTRUCTION);
         return -1;
     }
     if (pui8Buffer == nullptr && uiCount != 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_READ_NULL_BUFFER);
         return -2;
     }
     LStatus iStatus = EnableSoftCom(TRUE);
@@ -305,7 +335,7 @@ LStatus XDevEepromHb4::Read(MUINT8 ui8Inst, MUINT32 uiAddressSize, MUINT32 uiAdd
     }
     if (iStatus < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_READ_FAILED);
         // Best effort: a chip select left low would swallow the next instruction, and a bus left
         // requested keeps the chip's own engine away from its EEPROM.
         SetChipSelect(msc_bCSInactive);
@@ -376,14 +406,14 @@ LStatus XDevEepromHb4::SetProtection(MBOOL32 bOn)
     {
         // The part is not identified: its protection value is unknown, and a status write of 0
         // would lift the protection it has.
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_PROTECT_UNIDENTIFIED_PART);
         SetHwProtection(TRUE);
         return -1;
     }
     LStatus iStatus = WriteProtectionStatus(bOn);
     if (iStatus < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_PROTECTION_NOT_WRITTEN);
         // A step may have failed with the flash selected: end its transaction first.
         SetChipSelect(msc_bCSInactive);
     }
@@ -401,14 +431,14 @@ LStatus XDevEepromHb4::BeginModify()
     LStatus iStatus = SetProtection(FALSE);
     if (iStatus < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_BEGIN_UNPROTECT_FAILED);
         SetProtection(TRUE);
         return iStatus;
     }
     iStatus = EnableSoftCom(TRUE);
     if (iStatus < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_BEGIN_SOFT_COM_FAILED);
         return AbortModify(iStatus);
     }
     return 0;
@@ -423,13 +453,13 @@ LStatus XDevEepromHb4::EndModify()
     }
     if (iStatus < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_END_MODIFY_FAILED);
         return AbortModify(iStatus);
     }
     iStatus = SetProtection(TRUE);
     if (iStatus < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_END_PROTECT_FAILED);
     }
     return iStatus;
 }
@@ -447,7 +477,7 @@ LStatus XDevEepromHb4::Write(MUINT32 uiAddressSize, MUINT32 uiAddress, const MUI
     if (pui8Data == nullptr || uiCount == 0 || m_ui8WriteInst == INST_NONE || m_ui8WriteEnable == INST_NONE ||
         m_uiWritePageSize == 0 || m_uiMemSize == 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_WRITE_REFUSED);
         SetProtection(TRUE);
         return -1;
     }
@@ -477,7 +507,7 @@ LStatus XDevEepromHb4::Erase(ECommonInst eInst, MUINT32 uiAddress, MUINT32 uiSiz
     if (uiBlock == ERASE_SIZE_NONE || m_uiMemSize == 0 || uiSize == 0 || uiAddress % uiBlock != 0 ||
         m_ui8WriteEnable == INST_NONE || uiAddress >= m_uiMemSize || uiSize > m_uiMemSize - uiAddress)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_ERASE_REFUSED);
         return -1;
     }
     LStatus iStatus = BeginModify();

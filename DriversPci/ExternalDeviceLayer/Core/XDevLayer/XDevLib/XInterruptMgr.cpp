@@ -6,10 +6,24 @@
 #include "QelAssert.h"
 #include "XPtrRegistry.h"
 
+namespace
+{
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_BAD_INTERRUPT_TYPE     = 12,
+    REPORT_DPC_THREAD_NOT_STARTED = 88,
+    REPORT_HANDLER_NOT_ENABLED    = 102,
+    REPORT_HANDLER_NOT_DISABLED   = 125,
+};
+}  // namespace
+
 MUINT32 XInterruptAlgoDummy::GetNbOfInterrupt(EInterruptType eType)
 {
     if (eType > INTTYPE_LAST)
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_BAD_INTERRUPT_TYPE);
     return 0;
 }
 
@@ -85,7 +99,7 @@ LStatus XInterruptMgr::Enable()
     }
     if (m_bUseDPCThread && StartDpcThread() < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_DPC_THREAD_NOT_STARTED);
         return -1;
     }
     m_bIsEnabled = TRUE;
@@ -99,7 +113,7 @@ LStatus XInterruptMgr::Enable()
         iResult = EnableHandler(poHandler);
         if (iResult < 0)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_HANDLER_NOT_ENABLED);
             m_bIsEnabled = FALSE;
             StopDpcThread();
             return iResult;
@@ -122,7 +136,7 @@ LStatus XInterruptMgr::Disable()
         poHandler->m_bIsEnabled = TRUE;
         if (iResult < 0)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_HANDLER_NOT_DISABLED);
             return iResult;
         }
     }

@@ -11,6 +11,27 @@
 #include "XServicesCore.h"
 #include "XTracesReg.h"
 
+namespace
+{
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
+{
+    REPORT_PINS_POINTER_UNREADABLE    = 52,
+    REPORT_PINS_SIGNATURE_UNREADABLE  = 60,
+    REPORT_PINS_BLOCK_UNREADABLE      = 91,
+    REPORT_PINS_BLOCK_BAD_LENGTH      = 98,
+    REPORT_PINS_EMPTY                 = 111,
+    REPORT_PINS_NO_MEMORY             = 117,
+    REPORT_PINS_UNREADABLE_OR_INVALID = 123,
+    REPORT_NO_CPU_RECORD              = 142,
+    REPORT_NO_HW_ACCESS               = 161,
+    REPORT_NO_HEADER_RECORD           = 174,
+    REPORT_NO_SERVICES_CORE           = 190,
+};
+}  // namespace
+
 using namespace XHb4BoardData;
 
 namespace
@@ -49,7 +70,7 @@ MBOOL32 XContextConstructHb4::FindPinsOffset(XDevEeprom& roEeprom, MUINT32& ruiO
     MUINT8 auiPointer[EEPROM_PINS_POINTER_SIZE] = {};
     if (roEeprom.Read(EEPROM_PINS_POINTER_ADDR, auiPointer, sizeof(auiPointer)) < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_PINS_POINTER_UNREADABLE);
         return 0;
     }
     const MUINT32 uiAddress = LittleEndian16(auiPointer);
@@ -57,7 +78,7 @@ MBOOL32 XContextConstructHb4::FindPinsOffset(XDevEeprom& roEeprom, MUINT32& ruiO
     MUINT8 auiSignature[sizeof(MUINT16)] = {};
     if (roEeprom.Read(uiAddress, auiSignature, sizeof(auiSignature)) < 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_PINS_SIGNATURE_UNREADABLE);
         return 0;
     }
     // A blank EEPROM reads 0xFFFF here: no block, and no reason to complain.
@@ -88,14 +109,14 @@ MBOOL32 XContextConstructHb4::ReadEepromPins(XDevEeprom& roEeprom, MUINT8*& rpui
         tagPinsBlock oBlock = {};
         if (roEeprom.Read(uiAddress, reinterpret_cast<MUINT8*>(&oBlock), sizeof(oBlock)) < 0)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_PINS_BLOCK_UNREADABLE);
             return 0;
         }
         uiAddress += sizeof(oBlock);
         if (oBlock.uiDataLenght == EEPROM_PINS_LENGTH_ZERO || oBlock.uiDataLenght == EEPROM_PINS_LENGTH_ERASED ||
             uiAddress > EEPROM_PINS_LIMIT_ADDR)
         {
-            QEL_ASSERT_REPORT();
+            QEL_ASSERT_REPORT_AT(REPORT_PINS_BLOCK_BAD_LENGTH);
             return 0;
         }
         uiAddress += oBlock.uiDataLenght;
@@ -108,19 +129,19 @@ MBOOL32 XContextConstructHb4::ReadEepromPins(XDevEeprom& roEeprom, MUINT8*& rpui
     const MUINT32 uiSize = uiAddress - uiStart;
     if (uiSize == 0)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_PINS_EMPTY);
         return 0;
     }
     MUINT8* puiPins = new (std::nothrow) MUINT8[uiSize];
     if (puiPins == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_PINS_NO_MEMORY);
         return 0;
     }
     // The whole chain in one transaction: every bit costs several register accesses.
     if (roEeprom.Read(uiStart, puiPins, uiSize) < 0 || !Pins10Validate(puiPins, uiSize))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_PINS_UNREADABLE_OR_INVALID);
         delete[] puiPins;
         return 0;
     }
@@ -139,7 +160,7 @@ MBOOL32 XContextConstructHb4::ExtractBoardData(const MUINT8* puiPins, XContext& 
     tagPins10Cpu oCpu = {};
     if (!XPins10Helper::GetCpuInfo(puiPins, &oCpu))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_CPU_RECORD);
         return 0;
     }
     const int iOnBoard = (oCpu.uiCpuOptions & PINS10_CPU_ON_BOARD) ? 1 : 0;
@@ -158,7 +179,7 @@ MBOOL32 XContextConstructHb4::ExtractBoardData(const MUINT8* puiPins, XContext& 
     // neither processor is there.
     if (roContext.m_poHwAccess == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_HW_ACCESS);
         return 0;
     }
     const int iProbe = ProbeIoSpace(roContext.m_poHwAccess->m_roCfg) ? 1 : 0;
@@ -171,7 +192,7 @@ MBOOL32 XContextConstructHb4::ExtractBoardData(const MUINT8* puiPins, XContext& 
     tagPins10Header oHeader = {};
     if (!XPins10Helper::GetPinsHeader(puiPins, &oHeader))
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_NO_HEADER_RECORD);
         return 0;
     }
 
@@ -187,7 +208,7 @@ MBOOL32 XContextConstructHb4::ExtractBoardData(const MUINT8* puiPins, XContext& 
             // This PCB straps the presence of the external processor into a chip register.
             if (roContext.m_poServicesCore == nullptr)
             {
-                QEL_ASSERT_REPORT();
+                QEL_ASSERT_REPORT_AT(REPORT_NO_SERVICES_CORE);
                 return 0;
             }
             MUINT32 uiStraps = 0;

@@ -21,28 +21,37 @@ using namespace XHb4BoardData;
 namespace
 {
 
-// Failures of the population are reported under the device API, the component the user drives,
-// each with its own fixed number so that a report keeps its meaning across releases.
-const char* const g_pszReportSource = "DriversPci/ExternalDeviceLayer/Utilities/XDevQelVxd/XDevQelVxd.cpp";
-
-enum EPopulateReport : int
+// Numbers of this file's assertion reports. Operators and support read them in the
+// messages, so they stay fixed whatever the layout of the file; a new report takes a
+// number of its own.
+enum EReport : int
 {
-    REPORT_EEPROM_REGISTRATION = 700,
-    REPORT_EEPROM_UNKNOWN      = 701,
-    REPORT_EEPROM_HEADER       = 702,
-    REPORT_DEFAULT_FOR_MERGE   = 703,
-    REPORT_MERGE               = 704,
-    REPORT_DEFAULT_ALONE       = 705,
-    REPORT_DEFAULT_INVALID     = 706,
-    REPORT_BOARD_RECORD        = 707,
-    REPORT_BOARD_DATA          = 708,
-    REPORT_CPU_RECORD          = 709,
-    REPORT_INIT_RECORDS        = 710,
-    REPORT_CORE_DEVICE         = 711,
-    REPORT_CORE_REGISTRATION   = 712,
+    // Reported under this file's name.
+    REPORT_BUILD_NO_HW_ACCESS            = 80,
+    REPORT_BUILD_NO_OS_SERVICES          = 85,
+    REPORT_POPULATE_NO_OS_SERVICES       = 240,
+    REPORT_POPULATE_NO_CORE_OR_HW_ACCESS = 256,
+    REPORT_POPULATE_NO_EEPROM_MEMORY     = 263,
+    // Failures of the population, reported under the device API (ReportPopulateFailure).
+    REPORT_EEPROM_REGISTRATION           = 700,
+    REPORT_EEPROM_UNKNOWN                = 701,
+    REPORT_EEPROM_HEADER                 = 702,
+    REPORT_DEFAULT_FOR_MERGE             = 703,
+    REPORT_MERGE                         = 704,
+    REPORT_DEFAULT_ALONE                 = 705,
+    REPORT_DEFAULT_INVALID               = 706,
+    REPORT_BOARD_RECORD                  = 707,
+    REPORT_BOARD_DATA                    = 708,
+    REPORT_CPU_RECORD                    = 709,
+    REPORT_INIT_RECORDS                  = 710,
+    REPORT_CORE_DEVICE                   = 711,
+    REPORT_CORE_REGISTRATION             = 712,
 };
 
-void ReportPopulateFailure(EPopulateReport eReport)
+// Failures of the population are reported under the device API, the component the user drives.
+const char* const g_pszReportSource = "DriversPci/ExternalDeviceLayer/Utilities/XDevQelVxd/XDevQelVxd.cpp";
+
+void ReportPopulateFailure(EReport eReport)
 {
     QelAssertReport(g_pszReportSource, eReport);
 }
@@ -111,12 +120,12 @@ LStatus XContextConstructHb4MemInit::BuildCoreContext(LDeviceCreateOptTag oOptio
     (void)oOptions;
     if (roContext.m_poHwAccess == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_BUILD_NO_HW_ACCESS);
         return -1;
     }
     if (roContext.m_poOsServices == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_BUILD_NO_OS_SERVICES);
         return -1;
     }
     return 0;
@@ -271,7 +280,7 @@ LStatus XContextConstructHb4MemInit::ReadEepromAndPopulateXContext(XContext& roC
 {
     if (roContext.m_poOsServices == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_POPULATE_NO_OS_SERVICES);
         return -1;
     }
     if (m_bIsPopulate)
@@ -287,14 +296,14 @@ LStatus XContextConstructHb4MemInit::ReadEepromAndPopulateXContext(XContext& roC
     }
     if (roContext.m_poServicesCore == nullptr || roContext.m_poHwAccess == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_POPULATE_NO_CORE_OR_HW_ACCESS);
         return -1;
     }
 
     auto* poEeprom = new (std::nothrow) XDevEepromHb4(*roContext.m_poOsServices, *roContext.m_poHwAccess);
     if (poEeprom == nullptr)
     {
-        QEL_ASSERT_REPORT();
+        QEL_ASSERT_REPORT_AT(REPORT_POPULATE_NO_EEPROM_MEMORY);
         return -1;
     }
     // From here on the result is the registration's; later failures leave the context without
