@@ -1,5 +1,4 @@
-// The board record: its quirks (raw text copies, bit 0 of flag arguments) and how it is filled
-// from a parameter block.
+// The board record: its quirks (raw text copies) and how it is filled from a parameter block.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -78,43 +77,6 @@ TEST(XBoardTexts, ZeroLengthOrNullIsRefused)
     EXPECT_EQ("Unknown", ProductName(oBoard));
     EXPECT_EQ("Unknown", PcbNumber(oBoard));
 }
-
-// ---- Flags: only bit 0 of the argument counts, and each setter owns one bit.
-
-struct SFlagCase
-{
-    const char* pszName;
-    MINT32 (XBoard::*pfnSet)(int);
-    MUINT32 uiBit;
-};
-
-using XBoardFlagTest = testing::TestWithParam<SFlagCase>;
-
-TEST_P(XBoardFlagTest, StoresBitZeroOfItsArgumentInItsOwnBit)
-{
-    const SFlagCase& roCase = GetParam();
-    XBoard oBoard;
-    EXPECT_EQ(0, (oBoard.*roCase.pfnSet)(1));
-    EXPECT_EQ(1u << roCase.uiBit, FlagsWord(oBoard));
-    EXPECT_EQ(0, (oBoard.*roCase.pfnSet)(2));
-    EXPECT_EQ(0u, FlagsWord(oBoard));
-    (oBoard.*roCase.pfnSet)(3);
-    EXPECT_EQ(1u << roCase.uiBit, FlagsWord(oBoard));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Setters, XBoardFlagTest,
-    testing::Values(SFlagCase{"SystemProcessorOnBoard", &XBoard::SetSystemProcessorOnBoard, 0},
-                    SFlagCase{"SystemProcessorOnPrimaryBus", &XBoard::SetSystemProcessorOnPrimaryBus, 1},
-                    SFlagCase{"ExternalProcessorAvailable", &XBoard::SetExternalProcessorAvailable, 2},
-                    SFlagCase{"MemoryInitialization", &XBoard::SetMemoryInitialization, 3},
-                    SFlagCase{"VpeEnabled", &XBoard::SetFactoryOptionsVpeEnabled, 4},
-                    SFlagCase{"VpcEnabled", &XBoard::SetFactoryOptionsVpcEnabled, 5},
-                    SFlagCase{"SubFieldEnabled", &XBoard::SetFactoryOptionsSubFieldEnabled, 6},
-                    SFlagCase{"MemoryInterleaveDualMode", &XBoard::SetMemoryInterleaveDualMode, 7},
-                    SFlagCase{"EncoderCapable", &XBoard::SetEncoderCapable, 8},
-                    SFlagCase{"RgbYuvFullRangeConversion", &XBoard::SetRgbYuvFullRangeConversion, 9}),
-    [](const testing::TestParamInfo<SFlagCase>& roInfo) { return roInfo.param.pszName; });
 
 // ---- Filling from a parameter block
 
