@@ -215,22 +215,6 @@ TEST_F(CCoreInitTest, MemoryTestWritesEverythingThenReadsItBackInOrder)
     EXPECT_EQ(it[2], (SAccess{'W', 0x6800, 0x00200000}));
 }
 
-// The first controller initialisation of a board with memory_fail_inits 1 has a stuck data line;
-// with 0 none has.
-using CStuckBitTest = TCoreInitParamTest<int>;
-
-TEST_P(CStuckBitTest, MemoryTestFailsExactlyWhenADataLineIsStuck)
-{
-    BuildBoard("\"faults\": {\"memory_fail_inits\": " + std::to_string(GetParam()) + "}");
-    ASSERT_EQ(Core().ClockMemInit(), 1);
-    ASSERT_EQ(Core().InitMctl(0xF), 0);
-    ASSERT_EQ(Context().m_poHwAccess->m_roMem.MapMemory(), 1);
-    EXPECT_EQ(Board().Dram().StuckBits() != 0, GetParam() == 1);
-    EXPECT_EQ(Core().TestMemory(), GetParam() == 1 ? 0 : 1);
-}
-
-INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CStuckBitTest, ::testing::Values(0, 1));
-
 TEST_F(CCoreInitTest, MemoryTestRefusesABusyController)
 {
     Build({.sBoard = R"("faults": {"controller_not_ready": true})", .bOnPrimaryBus = 1});
