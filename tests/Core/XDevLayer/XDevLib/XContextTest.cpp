@@ -18,19 +18,14 @@ namespace
 using ::testing::internal::CaptureStdout;
 using ::testing::internal::GetCapturedStdout;
 
-bool HasAssertion(const std::string& rsOutput)
-{
-    return rsOutput.find("XContext.cpp(") != std::string::npos &&
-           rsOutput.find("Assertion failed") != std::string::npos;
-}
-
 // Whether running fn made the context report a failed assertion.
 template <class TFn>
 bool Asserts(TFn&& rfn)
 {
     CaptureStdout();
     rfn();
-    return HasAssertion(GetCapturedStdout());
+    const std::string sOut = GetCapturedStdout();
+    return sOut.find("XContext.cpp(") != std::string::npos && sOut.find("Assertion failed") != std::string::npos;
 }
 
 std::vector<std::string> Resets(const CEventLog& roLog)
