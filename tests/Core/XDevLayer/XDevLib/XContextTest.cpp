@@ -93,6 +93,7 @@ struct SConstructionCase
     int iTraces;     // 0 none, 1 not initialised, 2 valid
     bool bListed;    // the context joins the list of live contexts
 };
+void PrintTo(const SConstructionCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 using ContextConstructionTest = ::testing::TestWithParam<SConstructionCase>;
 
@@ -223,6 +224,7 @@ struct SResetCase
     std::vector<std::pair<std::string, std::string>> aoResetBefore;   // (device, must be reset before it)
     std::vector<std::string> asExpected;
 };
+void PrintTo(const SResetCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 class ResetOrderTest : public ContextTest, public ::testing::WithParamInterface<SResetCase>
 {
@@ -264,6 +266,7 @@ struct SInitCase
     bool bEnabledAfter;
     bool bDevicesReset;
 };
+void PrintTo(const SInitCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 class InitializeHardwareTest : public ContextTest, public ::testing::WithParamInterface<SInitCase>
 {
