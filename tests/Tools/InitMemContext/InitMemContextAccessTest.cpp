@@ -193,6 +193,7 @@ struct SPciLibraryCase
     const char* pszLibrary;
     const char* pszReason;   // in the message besides the package hint
 };
+void PrintTo(const SPciLibraryCase& ro, std::ostream* poStream) { *poStream << ro.pszName; }
 
 const SPciLibraryCase g_aoPciLibraryCases[] = {
     {"Missing", "libpci-missing.so.3", "libpci-missing.so.3"},

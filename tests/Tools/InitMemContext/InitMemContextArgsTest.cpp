@@ -14,6 +14,7 @@ struct SHexCase
     const char* pszText;
     MUINT32     uiExpected;
 };
+void PrintTo(const SHexCase& ro, std::ostream* po) { *po << (*ro.pszText != 0 ? ro.pszText : "empty"); }
 
 using AtohTest = ::testing::TestWithParam<SHexCase>;
 
@@ -58,6 +59,7 @@ struct SWalkCase
     bool                     bGoOn;
     int                      iUsageBlocks;
 };
+void PrintTo(const SWalkCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 using ArgumentWalkTest = ::testing::TestWithParam<SWalkCase>;
 

@@ -90,9 +90,7 @@ CRigDir::CRigDir(CRigDir&& roOther) noexcept
 CRigDir::~CRigDir()
 {
     if (!m_oDir.empty())
-    {
         fs::remove_all(m_oDir);
-    }
 }
 
 fs::path CRigDir::OutputPath(int iNumber, const char* pszStream) const
@@ -100,35 +98,31 @@ fs::path CRigDir::OutputPath(int iNumber, const char* pszStream) const
     return m_oDir / (std::string(pszStream) + "." + std::to_string(iNumber) + ".txt");
 }
 
+namespace
+{
+// The strings as the NULL-terminated array of pointers that posix_spawn takes.
+std::vector<char*> Pointers(std::vector<std::string>& ras)
+{
+    std::vector<char*> apsz;
+    for (std::string& rs : ras)
+        apsz.push_back(rs.data());
+    apsz.push_back(nullptr);
+    return apsz;
+}
+} // namespace
+
 CRigDir::SStarted CRigDir::Start(const std::string& rsArgs, const std::vector<std::string>& rasEnv) const
 {
     // The caller's simulator settings never leak into a run: only the rig's and the extra ones.
     std::vector<std::string> asEnv = {"QELVXD_SIM=" + m_sRig, "XDG_RUNTIME_DIR=" + m_oDir.string()};
     asEnv.insert(asEnv.end(), rasEnv.begin(), rasEnv.end());
     for (char** ppsz = environ; *ppsz != nullptr; ++ppsz)
-    {
         if (std::string(*ppsz).rfind("QELVXD_SIM", 0) != 0 && std::string(*ppsz).rfind("XDG_RUNTIME_DIR=", 0) != 0)
-        {
             asEnv.push_back(*ppsz);
-        }
-    }
     std::vector<std::string> asArgs = {INITMEM_TOOL_PATH};
     std::istringstream oWords(rsArgs);
     for (std::string sWord; oWords >> sWord;)
-    {
         asArgs.push_back(sWord);
-    }
-    std::vector<char*> apszArgs, apszEnv;
-    for (std::string& rs : asArgs)
-    {
-        apszArgs.push_back(rs.data());
-    }
-    for (std::string& rs : asEnv)
-    {
-        apszEnv.push_back(rs.data());
-    }
-    apszArgs.push_back(nullptr);
-    apszEnv.push_back(nullptr);
 
     posix_spawn_file_actions_t oActions;
     posix_spawn_file_actions_init(&oActions);
@@ -139,10 +133,8 @@ CRigDir::SStarted CRigDir::Start(const std::string& rsArgs, const std::vector<st
     const fs::path oErr = OutputPath(oStarted.iNumber, "stderr");
     posix_spawn_file_actions_addopen(&oActions, STDOUT_FILENO, oOut.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_addopen(&oActions, STDERR_FILENO, oErr.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (posix_spawn(&oStarted.iPid, apszArgs[0], &oActions, nullptr, apszArgs.data(), apszEnv.data()) != 0)
-    {
+    if (posix_spawn(&oStarted.iPid, asArgs[0].c_str(), &oActions, nullptr, Pointers(asArgs).data(), Pointers(asEnv).data()) != 0)
         oStarted.iPid = -1;
-    }
     posix_spawn_file_actions_destroy(&oActions);
     return oStarted;
 }

@@ -1,5 +1,4 @@
-// The board record: its quirks (raw text copies, bit 0 of flag arguments) and how it is filled
-// from a parameter block.
+// The board record: its quirks (raw text copies) and how it is filled from a parameter block.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -34,19 +33,6 @@ MUINT32 FlagsWord(const XBoard& roBoard)
 
 // ---- Texts
 
-TEST(XBoardTexts, FreshRecordIsUnknown)
-{
-    XBoard oBoard;
-    for (PfnGetText pfnGet :
-         {&XBoard::GetProductName, &XBoard::GetSerialNumber, &XBoard::GetPcbNumber, &XBoard::GetFirmwareVersion})
-        EXPECT_EQ("Unknown", Text(oBoard, pfnGet));
-    tagLBoard_Info oInfo;
-    oBoard.GetBoardInfo(oInfo);
-    EXPECT_EQ(352u, oInfo.uiSize);
-    EXPECT_EQ(0u, oBoard.GetConnectorCount());
-    EXPECT_EQ(nullptr, oBoard.GetPinsData());
-}
-
 TEST(XBoardTexts, SetterCopiesRawBytesWithoutTerminator)
 {
     XBoard oBoard;
@@ -67,7 +53,8 @@ TEST(XBoardTexts, SetterCopiesRawBytesWithoutTerminator)
     EXPECT_EQ("1.2nown", Text(oBoard, &XBoard::GetFirmwareVersion));
 }
 
-TEST(XBoardTexts, ZeroLengthOrNullIsRefused)
+// A fresh record says "Unknown"; a zero length or a null pointer is refused and changes nothing.
+TEST(XBoardTexts, FreshRecordIsUnknownAndRefusedTextsLeaveItSo)
 {
     XBoard oBoard;
     testing::internal::CaptureStdout();
@@ -75,46 +62,14 @@ TEST(XBoardTexts, ZeroLengthOrNullIsRefused)
     EXPECT_EQ(-1, oBoard.SetPcbNumber(4, nullptr));
     EXPECT_EQ(-1, oBoard.GetSerialNumber(nullptr));
     EXPECT_NE(std::string::npos, testing::internal::GetCapturedStdout().find("XBoard.cpp("));
-    EXPECT_EQ("Unknown", ProductName(oBoard));
-    EXPECT_EQ("Unknown", PcbNumber(oBoard));
+    for (PfnGetText pfnGet :
+         {&XBoard::GetProductName, &XBoard::GetSerialNumber, &XBoard::GetPcbNumber, &XBoard::GetFirmwareVersion})
+        EXPECT_EQ("Unknown", Text(oBoard, pfnGet));
+    tagLBoard_Info oInfo;
+    oBoard.GetBoardInfo(oInfo);
+    EXPECT_EQ(352u, oInfo.uiSize);
+    EXPECT_EQ(0u, oBoard.GetConnectorCount());
 }
-
-// ---- Flags: only bit 0 of the argument counts, and each setter owns one bit.
-
-struct SFlagCase
-{
-    const char* pszName;
-    MINT32 (XBoard::*pfnSet)(int);
-    MUINT32 uiBit;
-};
-
-using XBoardFlagTest = testing::TestWithParam<SFlagCase>;
-
-TEST_P(XBoardFlagTest, StoresBitZeroOfItsArgumentInItsOwnBit)
-{
-    const SFlagCase& roCase = GetParam();
-    XBoard oBoard;
-    EXPECT_EQ(0, (oBoard.*roCase.pfnSet)(1));
-    EXPECT_EQ(1u << roCase.uiBit, FlagsWord(oBoard));
-    EXPECT_EQ(0, (oBoard.*roCase.pfnSet)(2));
-    EXPECT_EQ(0u, FlagsWord(oBoard));
-    (oBoard.*roCase.pfnSet)(3);
-    EXPECT_EQ(1u << roCase.uiBit, FlagsWord(oBoard));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Setters, XBoardFlagTest,
-    testing::Values(SFlagCase{"SystemProcessorOnBoard", &XBoard::SetSystemProcessorOnBoard, 0},
-                    SFlagCase{"SystemProcessorOnPrimaryBus", &XBoard::SetSystemProcessorOnPrimaryBus, 1},
-                    SFlagCase{"ExternalProcessorAvailable", &XBoard::SetExternalProcessorAvailable, 2},
-                    SFlagCase{"MemoryInitialization", &XBoard::SetMemoryInitialization, 3},
-                    SFlagCase{"VpeEnabled", &XBoard::SetFactoryOptionsVpeEnabled, 4},
-                    SFlagCase{"VpcEnabled", &XBoard::SetFactoryOptionsVpcEnabled, 5},
-                    SFlagCase{"SubFieldEnabled", &XBoard::SetFactoryOptionsSubFieldEnabled, 6},
-                    SFlagCase{"MemoryInterleaveDualMode", &XBoard::SetMemoryInterleaveDualMode, 7},
-                    SFlagCase{"EncoderCapable", &XBoard::SetEncoderCapable, 8},
-                    SFlagCase{"RgbYuvFullRangeConversion", &XBoard::SetRgbYuvFullRangeConversion, 9}),
-    [](const testing::TestParamInfo<SFlagCase>& roInfo) { return roInfo.param.pszName; });
 
 // ---- Filling from a parameter block
 

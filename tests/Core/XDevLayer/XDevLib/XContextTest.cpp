@@ -18,19 +18,14 @@ namespace
 using ::testing::internal::CaptureStdout;
 using ::testing::internal::GetCapturedStdout;
 
-bool HasAssertion(const std::string& rsOutput)
-{
-    return rsOutput.find("XContext.cpp(") != std::string::npos &&
-           rsOutput.find("Assertion failed") != std::string::npos;
-}
-
 // Whether running fn made the context report a failed assertion.
 template <class TFn>
 bool Asserts(TFn&& rfn)
 {
     CaptureStdout();
     rfn();
-    return HasAssertion(GetCapturedStdout());
+    const std::string sOut = GetCapturedStdout();
+    return sOut.find("XContext.cpp(") != std::string::npos && sOut.find("Assertion failed") != std::string::npos;
 }
 
 std::vector<std::string> Resets(const CEventLog& roLog)
@@ -98,6 +93,7 @@ struct SConstructionCase
     int iTraces;     // 0 none, 1 not initialised, 2 valid
     bool bListed;    // the context joins the list of live contexts
 };
+void PrintTo(const SConstructionCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 using ContextConstructionTest = ::testing::TestWithParam<SConstructionCase>;
 
@@ -228,6 +224,7 @@ struct SResetCase
     std::vector<std::pair<std::string, std::string>> aoResetBefore;   // (device, must be reset before it)
     std::vector<std::string> asExpected;
 };
+void PrintTo(const SResetCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 class ResetOrderTest : public ContextTest, public ::testing::WithParamInterface<SResetCase>
 {
@@ -269,6 +266,7 @@ struct SInitCase
     bool bEnabledAfter;
     bool bDevicesReset;
 };
+void PrintTo(const SInitCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 class InitializeHardwareTest : public ContextTest, public ::testing::WithParamInterface<SInitCase>
 {
