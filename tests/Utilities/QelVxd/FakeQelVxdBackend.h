@@ -16,10 +16,10 @@
 
 struct SFakeAccess
 {
-    char cKind;          // 'r'/'w' configuration read/write, 'R'/'W' mapped read/write
+    char cKind;          // 'r'/'w' configuration read/write, 'R'/'W' mapped read/write, 'M' map
     PCIHANDLE hDevice;   // configuration accesses only
     MUINT64 uiAddress;   // configuration offset or mapped address
-    MUINT32 uiSize;      // byte count or access width
+    MUINT32 uiSize;      // byte count or access width; the flags of a map
     bool operator==(const SFakeAccess&) const = default;
 };
 
@@ -60,6 +60,7 @@ public:
     // Reads of a present function that fail, by (function, offset): the backend scribbles over
     // the buffer and reports the failure.
     std::set<std::pair<PCIHANDLE, MUINT32>> m_oFailingReads;
+    std::set<MUINT32> m_oRefusedMapFlags;   // a map with these flags fails
     std::vector<SFakeAccess> m_daLog;
 };
 
@@ -114,6 +115,14 @@ inline int ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer
     return 1;
 }
 
+// The physical address is the process address: tests map their own buffers.
+inline MEMHANDLE Map(MUINT32 uiLow, MUINT32 uiHigh, MUINT32, MUINT32 uiFlags)
+{
+    const MEMHANDLE hAddress = ((MEMHANDLE)uiHigh << 32) | uiLow;
+    g_poFake->m_daLog.push_back({'M', 0, hAddress, uiFlags});
+    return g_poFake->m_oRefusedMapFlags.count(uiFlags) != 0 ? 0 : hAddress;
+}
+
 template <typename TValue>
 TValue Read(MEMHANDLE hAddress)
 {
@@ -134,9 +143,7 @@ void Write(MEMHANDLE hAddress, TValue uiValue)
 inline SQelVxdDirectPage g_oFakeDirectPage;
 
 inline const SQelVxdBackend g_oTable = {
-    "fake", ConfigRead, ConfigWrite, [] {},
-    [](MUINT32 uiLow, MUINT32 uiHigh, MUINT32, MUINT32) { return ((MEMHANDLE)uiHigh << 32) | uiLow; },
-    [](MEMHANDLE) { return 1; },
+    "fake", ConfigRead, ConfigWrite, [] {}, Map, [](MEMHANDLE) { return 1; },
     Read<MUINT8>, Read<MUINT16>, Read<MUINT32>, Write<MUINT8>, Write<MUINT16>, Write<MUINT32>,
     QelVxdPrivateLinuxTimer_Counter, QelVxdPrivateLinuxTimer_Delay, QelVxdPrivateLinuxTimer_Sleep,
     &g_oFakeDirectPage,

@@ -154,26 +154,31 @@ protected:
     int m_iFile = -1;
 };
 
-TEST_F(QelVxdLinuxMap, AddressKeepsItsPageOffsetAndWritesReachTheDevice)
+// The mapping starts at the page of the address and rounds its length up; the unmap rounds the
+// length down, so the partial last page stays mapped.
+TEST_F(QelVxdLinuxMap, MapsWholePagesAroundTheAddressAndUnmapsTheWholeOnes)
 {
     PutFileDword(0x12345000, 0xA0A0A0A0);
     PutFileDword(0x12345678, 0x12345678);
-    const MEMHANDLE hAddress = memMap64(0x12345678, 0x10, 0);
+    const MEMHANDLE hAddress = memMap64(0x12345678, 0x1000, 0);   // 0x678 + 0x1000 bytes: two pages
     ASSERT_NE(0u, hAddress);
     EXPECT_EQ(0x678u, hAddress & QELVXD_PAGE_OFFSET_MASK);
+    const MEMHANDLE hFirstPage = hAddress - 0x678;
 
     MUINT32 uiValue = 0;
     memReadDword(hAddress, 0, &uiValue);
     EXPECT_EQ(0x12345678u, uiValue);
-    memReadDword(hAddress - 0x678, 0, &uiValue);
-    EXPECT_EQ(0xA0A0A0A0u, uiValue) << "the mapping must start at the page of the address";
+    memReadDword(hFirstPage, 0, &uiValue);
+    EXPECT_EQ(0xA0A0A0A0u, uiValue);
     memWriteDword(hAddress, 4, 0xCAFEF00D);
     EXPECT_EQ(4, pread(m_iFile, &uiValue, 4, 0x1234567C));
     EXPECT_EQ(0xCAFEF00Du, uiValue);
+    EXPECT_TRUE(IsPageMapped(hFirstPage + QELVXD_PAGE_SIZE));
 
     EXPECT_EQ(1, memUnmap(hAddress));
-    EXPECT_TRUE(IsPageMapped(hAddress - 0x678)) << "under a page: the unmap length rounds down to 0";
-    DropPage(hAddress - 0x678);
+    EXPECT_FALSE(IsPageMapped(hFirstPage));
+    EXPECT_TRUE(IsPageMapped(hFirstPage + QELVXD_PAGE_SIZE)) << "the partial last page stays mapped";
+    DropPage(hFirstPage + QELVXD_PAGE_SIZE);
 
     // The high half of a 64-bit address is part of the file offset.
     PutFileDword(0x100001010LL, 0x600DF00D);
@@ -182,20 +187,6 @@ TEST_F(QelVxdLinuxMap, AddressKeepsItsPageOffsetAndWritesReachTheDevice)
     memReadDword(hHigh, 0, &uiValue);
     EXPECT_EQ(0x600DF00Du, uiValue);
     EXPECT_EQ(1, memUnmap(hHigh));
-}
-
-TEST_F(QelVxdLinuxMap, LengthRoundsUpOnMapAndDownOnUnmap)
-{
-    const MEMHANDLE hAddress = memMap64(0x12345678, 0x1000, 0);   // 0x678 + 0x1000 bytes: two pages
-    ASSERT_NE(0u, hAddress);
-    const MEMHANDLE hFirstPage = hAddress - 0x678;
-    EXPECT_TRUE(IsPageMapped(hFirstPage));
-    EXPECT_TRUE(IsPageMapped(hFirstPage + QELVXD_PAGE_SIZE));
-
-    EXPECT_EQ(1, memUnmap(hAddress));
-    EXPECT_FALSE(IsPageMapped(hFirstPage));
-    EXPECT_TRUE(IsPageMapped(hFirstPage + QELVXD_PAGE_SIZE)) << "the partial last page stays mapped";
-    DropPage(hFirstPage + QELVXD_PAGE_SIZE);
 }
 
 TEST_F(QelVxdLinuxMap, OnlyLiveMappingsUnmapAndFailuresKeepNothing)

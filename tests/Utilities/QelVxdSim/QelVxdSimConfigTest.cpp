@@ -1,5 +1,8 @@
-// Configuration space as the tool and the operating system see it: BAR sizing and layouts,
-// command register, capability list, PCI Express link, bridges and multi-function devices.
+// Configuration space as the tool and the operating system see it, partly through the platform
+// layer's own bus scan and capability walk: BAR sizing and layouts, command register, capability
+// list, PCI Express link, bridges and multi-function devices.
+#include "QelVxdApi.h"
+#include "QelVxdPrivate.h"
 #include "QelVxdSimTestSupport.h"
 
 namespace
@@ -24,7 +27,12 @@ protected:
     void SetUp() override
     {
         CSimTest::SetUp();
-        Load(s_pszRig);
+        QelVxdSetBackendForTest(&Load(s_pszRig));
+    }
+    void TearDown() override
+    {
+        QelVxdSetBackendForTest(nullptr);
+        CSimTest::TearDown();
     }
 
     // BAR sizing as the platform does it: write all ones, read back, restore.
@@ -38,26 +46,24 @@ protected:
         return uiMask;
     }
 
-    // Capability walk as the platform does it; 0 when absent.
-    MUINT32 FindCapability(PCIHANDLE hDevice, MUINT32 uiId)
+    // The capability's offset as the platform's walk finds it; 0 when absent.
+    static MUINT32 FindCapability(PCIHANDLE hDevice, MUINT32 uiId)
     {
-        if ((Cfg32(hDevice, 0x04) & (1u << 20)) == 0)
-        {
-            return 0;
-        }
-        MUINT32 uiPointer = Cfg32(hDevice, 0x34) & 0xFC;
-        for (int iStep = 0; iStep < 48 && uiPointer >= 0x40 && uiPointer <= 0xFC; ++iStep)
-        {
-            const MUINT32 uiHeader = Cfg32(hDevice, uiPointer);
-            if ((uiHeader & 0xFF) == uiId)
-            {
-                return uiPointer;
-            }
-            uiPointer = (uiHeader >> 8) & 0xFF;
-        }
-        return 0;
+        MUINT32 uiOffset = 0;
+        return pciFindCapability(hDevice, &uiOffset, uiId) == 1 ? uiOffset : 0;
     }
 };
+
+TEST_F(CConfigTest, BusScanFindsExactlyTheRigsFunctions)
+{
+    std::vector<PCIHANDLE> ahFound;
+    const auto fnCollect = [](PCIHANDLE hPci, void* pvFound) {
+        static_cast<std::vector<PCIHANDLE>*>(pvFound)->push_back(hPci);
+        return 0;
+    };
+    ASSERT_EQ(pciScan(fnCollect, &ahFound), 0);
+    EXPECT_EQ(ahFound, (std::vector<PCIHANDLE>{DEVICE_02_0, DEVICE_02_1, BRIDGE_1C, BOARD_03, BOARD_04, BOARD_05}));
+}
 
 struct SBarCase
 {
@@ -70,21 +76,12 @@ TEST_F(CConfigTest, BarSizingGivesTheLayoutOfEachBoard)
 {
     const SBarCase aoCases[] = {
         // 64-bit prefetchable memory window (256 MiB) in BARs 0-1, 64-bit registers (64 KiB) in 2-3.
-        {BOARD_03, 0x10, 0xF000000C},
-        {BOARD_03, 0x14, 0xFFFFFFFF},
-        {BOARD_03, 0x18, 0xFFFF0004},
-        {BOARD_03, 0x1C, 0xFFFFFFFF},
-        {BOARD_03, 0x20, 0x00000000},
-        {BOARD_03, 0x24, 0x00000000},
+        {BOARD_03, 0x10, 0xF000000C}, {BOARD_03, 0x14, 0xFFFFFFFF}, {BOARD_03, 0x18, 0xFFFF0004},
+        {BOARD_03, 0x1C, 0xFFFFFFFF}, {BOARD_03, 0x20, 0x00000000}, {BOARD_03, 0x24, 0x00000000},
         // 32-bit memory window (32 MiB) in BAR 0, registers in BAR 1.
-        {BOARD_04, 0x10, 0xFE000008},
-        {BOARD_04, 0x14, 0xFFFF0000},
-        {BOARD_04, 0x18, 0x00000000},
-        // First generation: 128 MiB and an 8 KiB register window.
-        {BOARD_05, 0x10, 0xF800000C},
-        {BOARD_05, 0x18, 0xFFFFE004},
-        // Other devices implement no BAR.
-        {DEVICE_02_0, 0x10, 0x00000000},
+        {BOARD_04, 0x10, 0xFE000008}, {BOARD_04, 0x14, 0xFFFF0000}, {BOARD_04, 0x18, 0x00000000},
+        // First generation: 128 MiB and an 8 KiB register window. Other devices implement no BAR.
+        {BOARD_05, 0x10, 0xF800000C}, {BOARD_05, 0x18, 0xFFFFE004}, {DEVICE_02_0, 0x10, 0x00000000},
     };
     for (const SBarCase& roCase : aoCases)
     {
@@ -138,6 +135,9 @@ TEST_F(CConfigTest, CommandRegisterKeepsItsEnableBits)
 TEST_F(CConfigTest, CapabilitiesAndLinkStatus)
 {
     EXPECT_EQ(FindCapability(BOARD_03, 0x01), 0x50u);
+    MUINT32 uiPowerManagement = 0;
+    EXPECT_EQ(pciFindPMCapability(BOARD_03, &uiPowerManagement), 1);
+    EXPECT_EQ(uiPowerManagement, 0x50u);
     ASSERT_EQ(FindCapability(BOARD_03, 0x10), 0x60u);
     const MUINT32 uiLink = Cfg32(BOARD_03, 0x70);
     EXPECT_EQ((uiLink >> 16) & 0xF, 1u) << "current link speed 2.5 Gb/s";

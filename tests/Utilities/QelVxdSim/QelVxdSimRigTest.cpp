@@ -1,6 +1,5 @@
 // Rig files: every kind of mistake is refused with one line that names the rig file and the
-// entry at fault, through the in-process loader and through the real entry point (exit status 2,
-// nothing on standard output); the default rig has the board it promises.
+// entry at fault; the default rig has the board it promises.
 #include <cstdlib>
 
 #include "QelVxdSimTestSupport.h"
@@ -60,6 +59,8 @@ const SRigErrorCase s_aoRigErrors[] = {
     {"BadJson", "{\"boards\": [\n", "bad JSON: parse error at line 2, column 1"},
     {"DuplicateJsonKey", R"({"time":"virtual","time":"real"})", R"(bad JSON: key "time" appears twice in one object)"},
     {"StateDirectoryMissing", R"({"state":"no/such/dir/rig.state.json"})", "state: directory \""},
+    {"DamagedStateFile", R"({"state":"damaged.state.json","boards":[{"bus":3,"device":0,"function":0}]})",
+     R"(is damaged (delete it to power-cycle the rig): bad register entry "0x26fc" of 03:00.0)"},
 };
 
 class CRigErrorTest : public CSimTest, public ::testing::WithParamInterface<SRigErrorCase>
@@ -69,6 +70,7 @@ class CRigErrorTest : public CSimTest, public ::testing::WithParamInterface<SRig
 TEST_P(CRigErrorTest, RefusedWithOneLineNamingTheRigFile)
 {
     WriteBytes("big.bin", std::vector<MUINT8>(128 * 1024 + 1, 0));
+    WriteFile("damaged.state.json", R"({"boards":{"03:00.0":{"0x26fc":12}}})");
     WriteFile("rig.json", GetParam().pszRig);
     std::string sError;
     EXPECT_EQ(QelVxdSim_LoadRigFile(Path("rig.json"), sError), nullptr);
@@ -83,13 +85,6 @@ INSTANTIATE_TEST_SUITE_P(Rig, CRigErrorTest, ::testing::ValuesIn(s_aoRigErrors),
                          [](const ::testing::TestParamInfo<SRigErrorCase>& roInfo) { return roInfo.param.pszName; });
 
 using CRigLoadTest = CSimTest;
-
-TEST_F(CRigLoadTest, MissingRigFileIsAnError)
-{
-    std::string sError;
-    EXPECT_EQ(QelVxdSim_LoadRigFile(Path("absent.json"), sError), nullptr);
-    EXPECT_EQ(sError.rfind("qelvxd-sim: " + Path("absent.json") + ": cannot open", 0), 0u) << sError;
-}
 
 TEST_F(CRigLoadTest, RigFileThatNeverEndsIsRefused)
 {
@@ -177,27 +172,11 @@ TEST_F(CRigLoadTest, DefaultRig)
     }
 }
 
-// ---- The real entry point, in a child process.
-
-// A good rig's run (status 0, "ok") is shown by the state test that shares a board between two probes.
-using CEntryPointTest = CSimTest;
-
-TEST_F(CEntryPointTest, BadRigExitsWithStatus2AndOneLineOnStandardError)
+TEST_F(CRigLoadTest, UnwritableTraceFileIsARigError)
 {
-    WriteFile("rig.json", R"({"boards":[{"bus":3,"device":0,"function":0,"faults":{"smoke":true}}]})");
-    const SProcessResult oResult = RunProcess({QELVXD_SIM_PROBE, Path("rig.json")}, {});
-    EXPECT_EQ(oResult.iStatus, 2);
-    EXPECT_EQ(oResult.sOut, "");
-    EXPECT_EQ(oResult.sErr, "qelvxd-sim: " + Path("rig.json") + ": boards[0].faults: unknown fault \"smoke\"\n");
-}
-
-TEST_F(CEntryPointTest, UnwritableTraceFileIsARigError)
-{
-    WriteFile("rig.json", "{}");
-    const SProcessResult oResult =
-        RunProcess({QELVXD_SIM_PROBE, Path("rig.json")}, {"QELVXD_SIM_TRACE=" + Path("no/dir/trace.txt")});
-    EXPECT_EQ(oResult.iStatus, 2);
-    EXPECT_EQ(oResult.sOut, "");
-    EXPECT_NE(oResult.sErr.find(": QELVXD_SIM_TRACE: cannot open trace file"), std::string::npos) << oResult.sErr;
+    setenv("QELVXD_SIM_TRACE", Path("no/dir/trace.txt").c_str(), 1);
+    std::string sError;
+    EXPECT_EQ(QelVxdSim_LoadRigText("{}", m_sDir, sError), nullptr);
+    EXPECT_EQ(sError.rfind("qelvxd-sim: inline rig: QELVXD_SIM_TRACE: cannot open trace file", 0), 0u) << sError;
 }
 }  // namespace

@@ -68,27 +68,6 @@ TEST_F(CStateTest, FileIsReplacedAtomicallyAndOnlyOnChange)
     }
 }
 
-TEST_F(CStateTest, DamagedStateFileIsARigError)
-{
-    WriteFile("rig.state.json", R"({"boards":{"03:00.0":{"0x26fc":12}}})");
-    WriteFile("rig.json", s_pszRig);
-    std::string sError;
-    EXPECT_EQ(QelVxdSim_LoadRigFile(Path("rig.json"), sError), nullptr);
-    EXPECT_EQ(sError, "qelvxd-sim: " + Path("rig.json") + ": state file \"" + Path("rig.state.json") +
-                          "\" is damaged (delete it to power-cycle the rig): bad register entry \"0x26fc\" of 03:00.0");
-}
-
-TEST_F(CStateTest, StateIsSharedBetweenProcesses)
-{
-    WriteFile("rig.json", s_pszRig);
-    SProcessResult oFirst =
-        RunProcess({QELVXD_SIM_PROBE, Path("rig.json"), "reg-write", "3", "0x26fc", "0xc0000000"}, {});
-    EXPECT_EQ(oFirst.iStatus, 0) << oFirst.sErr;
-    SProcessResult oSecond = RunProcess({QELVXD_SIM_PROBE, Path("rig.json"), "reg-read", "3", "0x26fc"}, {});
-    EXPECT_EQ(oSecond.iStatus, 0) << oSecond.sErr;
-    EXPECT_EQ(oSecond.sOut, "ok\n0xc0000000\n");
-}
-
 TEST_F(CStateTest, ChangedFlashImageIsRewrittenAtFlush)
 {
     WriteBytes("flash.bin", {1, 2, 3});

@@ -79,15 +79,18 @@ TEST_F(CStatsTest, ARigWithoutBoardsCountsNothing)
 // The lines come at exit, on standard error, only when asked for.
 TEST_F(CStatsTest, PrintedAtExitOnlyWithTheVariable)
 {
-    WriteFile("rig.json", R"({"boards": [{"bus": 3, "device": 0, "function": 0}]})");
-    const char* const pszLine = "sim-stats 03:00.0 cfg_reads=3 cfg_writes=0 reg_reads=1 reg_writes=0 mem_reads=0 "
-                                "mem_writes=0 delay_us=0 sleep_us=0\n";
     for (const char* pszValue : {"1", "0"})
     {
-        const SProcessResult oRun = RunProcess({QELVXD_SIM_PROBE, Path("rig.json"), "reg-read", "3", "0x100"},
-                                               {std::string("QELVXD_SIM_STATS=") + pszValue});
-        EXPECT_EQ(oRun.iStatus, 0);
-        EXPECT_EQ(oRun.sErr, pszValue[0] == '1' ? pszLine : "") << pszValue;
+        const auto fnReadARegisterAndExit = [&] {
+            setenv("QELVXD_SIM_STATS", pszValue, 1);   // read when the rig is loaded
+            const SQelVxdBackend& roSim = Load(R"({"boards": [{"bus": 3, "device": 0, "function": 0}]})");
+            roSim.pfnRead32(MapRegisters(*QelVxdSim_Board(3, 0, 0)) + 0x100);
+            exit(0);
+        };
+        EXPECT_EXIT(fnReadARegisterAndExit(), testing::ExitedWithCode(0),
+                    pszValue[0] == '1' ? "^sim-stats 03:00\\.0 cfg_reads=0 cfg_writes=0 reg_reads=1 reg_writes=0 "
+                                         "mem_reads=0 mem_writes=0 delay_us=0 sleep_us=0\n$"
+                                       : "^$");
     }
 }
 }  // namespace

@@ -2,16 +2,10 @@
 
 #include "QelVxdSimPciRegs.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-extern char** environ;
 
 void CSimTest::SetUp()
 {
@@ -84,53 +78,4 @@ MEMHANDLE CSimTest::MapMemory(const CQelSimBoard& roBoard)
 {
     const MUINT64 uiBase = roBoard.MemoryBase();
     return QelVxdSim_Backend()->pfnMap((MUINT32)uiBase, (MUINT32)(uiBase >> 32), roBoard.MemorySize(), 1);
-}
-
-SProcessResult RunProcess(const std::vector<std::string>& rasArgs, const std::vector<std::string>& rasEnv)
-{
-    SProcessResult oResult;
-    char szOut[]   = "/tmp/qelvxd-sim-out.XXXXXX";
-    char szErr[]   = "/tmp/qelvxd-sim-err.XXXXXX";
-    const int iOut = mkstemp(szOut);
-    const int iErr = mkstemp(szErr);
-    // The extra entries come first, so that they win over the inherited ones.
-    std::vector<char*> apszArgs, apszEnv;
-    for (const std::string& rs : rasArgs)
-    {
-        apszArgs.push_back(const_cast<char*>(rs.c_str()));
-    }
-    for (const std::string& rs : rasEnv)
-    {
-        apszEnv.push_back(const_cast<char*>(rs.c_str()));
-    }
-    for (char** ppsz = environ; *ppsz != nullptr; ++ppsz)
-    {
-        apszEnv.push_back(*ppsz);
-    }
-    apszArgs.push_back(nullptr);
-    apszEnv.push_back(nullptr);
-
-    posix_spawn_file_actions_t oActions;
-    posix_spawn_file_actions_init(&oActions);
-    posix_spawn_file_actions_adddup2(&oActions, iOut, 1);
-    posix_spawn_file_actions_adddup2(&oActions, iErr, 2);
-    pid_t iPid = 0;
-    if (posix_spawn(&iPid, apszArgs[0], &oActions, nullptr, apszArgs.data(), apszEnv.data()) == 0)
-    {
-        int iWait = 0;
-        waitpid(iPid, &iWait, 0);
-        oResult.iStatus = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : -1;
-    }
-    posix_spawn_file_actions_destroy(&oActions);
-    close(iOut);
-    close(iErr);
-    auto fnSlurp = [](const char* pszPath) {
-        std::ostringstream oText;
-        oText << std::ifstream(pszPath).rdbuf();
-        unlink(pszPath);
-        return oText.str();
-    };
-    oResult.sOut = fnSlurp(szOut);
-    oResult.sErr = fnSlurp(szErr);
-    return oResult;
 }

@@ -1,6 +1,5 @@
 // Shared by the simulator tests: a scratch directory per test, rig loading that fails the test
-// with the loader's message, access through the backend table as the platform layer makes it,
-// and running a program as a child process.
+// with the loader's message, and access through the backend table as the platform layer makes it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -38,16 +37,6 @@ protected:
     const SQelVxdBackend* m_poBackend = nullptr;
     std::string m_sDir;
 };
-
-struct SProcessResult
-{
-    int iStatus = -1;  // exit status, or -1 when it did not exit normally
-    std::string sOut;
-    std::string sErr;
-};
-
-// Runs argv with extra "NAME=value" environment entries; stdout and stderr captured.
-SProcessResult RunProcess(const std::vector<std::string>& rasArgs, const std::vector<std::string>& rasEnv);
 
 inline constexpr PCIHANDLE BOARD_03  = 0x0300;  // 03:00.0
 inline constexpr PCIHANDLE BRIDGE_1C = 0x00E0;  // 00:1c.0

@@ -16,9 +16,12 @@ MUINT64 Counter()
     return uiNow;
 }
 
+const char* const s_pszOneBoard = R"("boards":[{"bus":1,"device":0,"function":0}])";
+
+// The waits of a board prepare its memory's spare pages in real time only.
 TEST_F(CTimeTest, VirtualWaitsAdvanceTheClockAndReturnAtOnce)
 {
-    const SQelVxdBackend& roSim = Load("{}");
+    const SQelVxdBackend& roSim = Load(std::string("{") + s_pszOneBoard + "}");
     EXPECT_EQ(Counter(), 0u);
     const steady_clock::time_point oStart = steady_clock::now();
     roSim.pfnDelay(1000000);
@@ -27,71 +30,27 @@ TEST_F(CTimeTest, VirtualWaitsAdvanceTheClockAndReturnAtOnce)
     EXPECT_EQ(Counter(), 3500000u);
     EXPECT_EQ(QelVxdSim_NowUs(), 3500000u);
     EXPECT_LT(steady_clock::now() - oStart, std::chrono::seconds(2)) << "3.5 simulated seconds took real time";
+    EXPECT_EQ(QelVxdSim_Board(1, 0, 0)->Dram().SparePages(), 0u);
 }
 
-TEST_F(CTimeTest, RealWaitsTakeAtLeastTheTimeAsked)
+// Work done during a real-time wait: never in a wait too short to hold it, and the wait still
+// lasts the time asked.
+TEST_F(CTimeTest, RealWaitsTakeAtLeastTheTimeAskedAndPrepareSparePages)
 {
-    const SQelVxdBackend& roSim     = Load(R"({"time":"real"})");
-    const MUINT64 uiBefore          = Counter();
+    const SQelVxdBackend& roSim = Load(std::string(R"({"time":"real",)") + s_pszOneBoard + "}");
+    const CQelSimDram& roDram   = QelVxdSim_Board(1, 0, 0)->Dram();
+    const MUINT64 uiBefore      = Counter();
+    roSim.pfnDelay(10);
+    EXPECT_EQ(roDram.SparePages(), 0u);
     steady_clock::time_point oStart = steady_clock::now();
     roSim.pfnDelay(20000);
     EXPECT_GE(steady_clock::now() - oStart, std::chrono::microseconds(20000));
+    EXPECT_GT(roDram.SparePages(), 0u);
+    EXPECT_LE(roDram.SparePages(), CQelSimDram::msc_uiSparePages);
     oStart = steady_clock::now();
     EXPECT_EQ(roSim.pfnSleep(30000), 1);
     EXPECT_GE(steady_clock::now() - oStart, std::chrono::microseconds(30000));
-    EXPECT_GE(Counter() - uiBefore, 50000u);
-}
-
-// Work done during a real-time busy wait: never in virtual time, never in a wait too short to
-// hold it, and the wait still lasts the time asked. In a rig, the waits of a board prepare its
-// memory's spare pages.
-class CCountingWork : public CQelSimIdleWork
-{
-public:
-    explicit CCountingWork(int iPieces) : m_iLeft(iPieces) {}
-    bool DoSome() override
-    {
-        ++m_iDone;
-        return --m_iLeft > 0;
-    }
-    int m_iLeft;
-    int m_iDone = 0;
-};
-
-TEST(CIdleWorkTest, RunsOnlyWhereAWaitHasRoomForIt)
-{
-    CQelSimClock oVirtual(EQelSimTime::Virtual);
-    CCountingWork oUnused(1000);
-    oVirtual.Delay(20000, &oUnused);
-    EXPECT_EQ(oUnused.m_iDone, 0);
-    EXPECT_EQ(oVirtual.NowUs(), 20000u);
-
-    CQelSimClock oReal(EQelSimTime::Real);
-    CCountingWork oTooShort(1000);
-    oReal.Delay((MUINT32)(CQelSimClock::msc_uiIdleMarginNs / 1000), &oTooShort);
-    EXPECT_EQ(oTooShort.m_iDone, 0);
-
-    CCountingWork oSome(3);
-    const steady_clock::time_point oStart = steady_clock::now();
-    oReal.Delay(20000, &oSome);
-    EXPECT_GE(steady_clock::now() - oStart, std::chrono::microseconds(20000));
-    EXPECT_EQ(oSome.m_iDone, 3) << "stops when the work says it is done";
-}
-
-TEST_F(CTimeTest, RealWaitsOfABoardPrepareItsMemorysSparePages)
-{
-    const SQelVxdBackend& roSim = Load(R"({"time":"real","boards":[{"bus":1,"device":0,"function":0}]})");
-    CQelSimBoard* poBoard       = QelVxdSim_Board(1, 0, 0);
-    ASSERT_NE(poBoard, nullptr);
-    roSim.pfnDelay(10);
-    EXPECT_EQ(poBoard->Dram().SparePages(), 0u);
-    roSim.pfnDelay(5000);
-    EXPECT_GT(poBoard->Dram().SparePages(), 0u);
-    EXPECT_LE(poBoard->Dram().SparePages(), CQelSimDram::msc_uiSparePages);
-
-    const SQelVxdBackend& roVirtual = Load(R"({"boards":[{"bus":1,"device":0,"function":0}]})");
-    roVirtual.pfnDelay(5000);
-    EXPECT_EQ(QelVxdSim_Board(1, 0, 0)->Dram().SparePages(), 0u);
+    EXPECT_GE(Counter() - uiBefore, 50010u);
 }
 
 class CTraceTest : public CSimTest

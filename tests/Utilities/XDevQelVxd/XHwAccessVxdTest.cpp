@@ -1,13 +1,11 @@
 // Hardware access objects on simulated boards, through the real platform layer.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "FakeQelVxdBackend.h"
 #include "QelVxdApi.h"
 #include "QelVxdPrivate.h"
 #include "QelVxdSim.h"
@@ -189,81 +187,64 @@ TEST_F(SimBoardTest, ConfigurationAccessesStayInside256Bytes)
 
 // ---- Link retraining on the bridge above the board.
 
-TEST_F(SimBoardTest, RetrainLinkSetsRetrainOnTheBridge)
-{
-    // The simulated root port clears Retrain Link as it starts training: the trace shows what
-    // was written.
-    const std::string sTrace = ::testing::TempDir() + "xhwaccess_retrain.trace";
-    std::remove(sTrace.c_str());
-    setenv("QELVXD_SIM_TRACE", sTrace.c_str(), 1);
-    Load({});
-    unsetenv("QELVXD_SIM_TRACE");
-    {
-        XHwAccessVxd oHw(hBoard, hBridge);
-        EXPECT_EQ(oHw.RetrainLink(), 0);
-    }
-    EXPECT_EQ(QelVxdSim_Current()->FindFunction(hBridge)->Link()->RetrainCount(), 1u);
-    QelVxdSim_Unload();
-
-    // Link Control/Status of the root port's PCI Express capability (at 0x40) is at 0x50: read,
-    // then written back whole with bit 5 set.
-    std::ifstream oFile(sTrace);
-    std::string sLine;
-    MUINT32 uiRead = 0, uiWritten = 0;
-    unsigned uiWrites = 0;
-    while (std::getline(oFile, sLine))
-    {
-        char szOp[4] = {};
-        MUINT32 uiValue = 0;
-        if (sLine.find(" 00:1c.0 cfg ") != std::string::npos &&
-            std::sscanf(sLine.c_str() + sLine.find("cfg"), "cfg %1s 0x50 32 %x", szOp, &uiValue) == 2)
-        {
-            uiWrites += szOp[0] == 'W' ? 1 : 0;
-            (szOp[0] == 'W' ? uiWritten : uiRead) = uiValue;
-        }
-    }
-    EXPECT_EQ(uiWrites, 1u);
-    EXPECT_EQ(uiRead & 0x20u, 0u);
-    EXPECT_EQ(uiWritten, uiRead | 0x20u);
-}
-
 // Configuration dwords of a bridge; bridges and the test device put their PCI Express capability
 // at 0x40, so Link Control/Status is at 0x50.
 const MUINT32 HEADER = 0x0C, HEADER_BRIDGE = 0x00010000;
 const MUINT32 BUSES = 0x18, BUSES_3_TO_3 = 0x00030300;
 const MUINT32 LINK_AT_0X40 = 0x50;
-const MUINT32 LINK_DISABLE = 1u << 4;
+const MUINT32 LINK_RETRAIN = 1u << 5;
 
-// The simulator's table with one read failing: Link Control/Status of the root port, which the
-// backend reports as present but unreadable, scribbling over the buffer.
-SQelVxdBackend s_oLinkControlUnreadable;
-int ReadFailingAtLinkControl(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
+// The simulator's table, wrapped: the writes to the root port's Link Control/Status are recorded
+// (the simulated port clears Retrain Link as it starts training), and its read can fail as an
+// unreadable register does, the backend scribbling over the buffer.
+SQelVxdBackend s_oWrapped;
+bool s_bLinkReadFails = false;
+std::vector<MUINT32> s_auiLinkWrites;
+int ReadLinkMayFail(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
 {
-    if (hDevice == hBridge && uiOffset == LINK_AT_0X40)
+    if (s_bLinkReadFails && hDevice == hBridge && uiOffset == LINK_AT_0X40)
     {
         memset(pvBuffer, 0x5A, uiSize);
         return -1;
     }
     return QelVxdSim_Backend()->pfnConfigRead(hDevice, uiOffset, pvBuffer, uiSize);
 }
+int WriteRecordingLink(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize)
+{
+    if (hDevice == hBridge && uiOffset == LINK_AT_0X40 && uiSize == 4)
+    {
+        s_auiLinkWrites.push_back(*static_cast<const MUINT32*>(pvBuffer));
+    }
+    return QelVxdSim_Backend()->pfnConfigWrite(hDevice, uiOffset, pvBuffer, uiSize);
+}
 
-// A Link Control that cannot be read must not be written back as all ones: that would set Link
-// Disable and take the board off the bus. Only Retrain Link is set.
-TEST_F(SimBoardTest, RetrainLinkAfterAFailedLinkControlReadSetsOnlyRetrain)
+// Link Control/Status is written back once, whole, with Retrain Link set. A Link Control that
+// cannot be read must not be written back as all ones: that would set Link Disable and take the
+// board off the bus. Only Retrain Link is set then.
+class RetrainLinkOnTheRootPort : public SimBoardTest, public ::testing::WithParamInterface<bool>
+{
+};
+
+TEST_P(RetrainLinkOnTheRootPort, SetsRetrainAndKeepsWhatWasRead)
 {
     Load({});
-    s_oLinkControlUnreadable = *QelVxdSim_Backend();
-    s_oLinkControlUnreadable.pfnConfigRead = ReadFailingAtLinkControl;
-    QelVxdSetBackendForTest(&s_oLinkControlUnreadable);
-    {
-        XHwAccessVxd oHw(hBoard, hBridge);
-        EXPECT_EQ(oHw.RetrainLink(), 0);
-    }
+    MUINT32 uiBefore = 0;
+    ASSERT_EQ(QelVxdSim_Backend()->pfnConfigRead(hBridge, LINK_AT_0X40, &uiBefore, 4), 1);
+    ASSERT_EQ(uiBefore & LINK_RETRAIN, 0u);
+    s_bLinkReadFails = GetParam();
+    s_auiLinkWrites.clear();
+    s_oWrapped = *QelVxdSim_Backend();
+    s_oWrapped.pfnConfigRead = ReadLinkMayFail;
+    s_oWrapped.pfnConfigWrite = WriteRecordingLink;
+    QelVxdSetBackendForTest(&s_oWrapped);
+
+    EXPECT_EQ(XHwAccessVxd(hBoard, hBridge).RetrainLink(), 0);
+    EXPECT_EQ(s_auiLinkWrites, std::vector<MUINT32>{(GetParam() ? 0 : uiBefore) | LINK_RETRAIN});
     EXPECT_EQ(QelVxdSim_Current()->FindFunction(hBridge)->Link()->RetrainCount(), 1u);
-    MUINT32 uiLink = 0;
-    ASSERT_EQ(QelVxdSim_Backend()->pfnConfigRead(hBridge, LINK_AT_0X40, &uiLink, 4), 1);
-    EXPECT_EQ(uiLink & LINK_DISABLE, 0u) << "Link Disable set: " << std::hex << uiLink;
 }
+
+INSTANTIATE_TEST_SUITE_P(LinkControl, RetrainLinkOnTheRootPort, ::testing::Bool(),
+                         [](const auto& roInfo) { return std::string(roInfo.param ? "Unreadable" : "Readable"); });
 
 // Capability lists written into the configuration space of the plain device at 00:02.0, which
 // stands in for the bridge: {offset, dword} pairs. It is first given a bridge header with the
@@ -325,69 +306,27 @@ INSTANTIATE_TEST_SUITE_P(
         SCapListCase{"BridgeAboveTheBoardBus", PcieAt0x40And({BUSES, 0x00050400}), -1}),
     [](const auto& roInfo) { return std::string(roInfo.param.pszName); });
 
-// ---- Memory window mapping attributes: the simulator ignores them, so a fake backend that
-// refuses cacheable mappings stands behind the platform layer.
+// ---- Memory window mapping attributes: the simulator ignores them, so the recording fake
+// backend, refusing cacheable mappings, stands behind the platform layer.
 
-namespace
+TEST(MemoryWindowMapping, FallsBackToUncachedWhenCacheableIsRefusedAndMapsOnce)
 {
-std::vector<MUINT32> s_auiMapFlags;
-MUINT32 s_auiMemory[64];
-
-MEMHANDLE MapUncachedOnly(MUINT32, MUINT32, MUINT32, MUINT32 uiFlags)
-{
-    s_auiMapFlags.push_back(uiFlags);
-    return uiFlags == 0 ? reinterpret_cast<MEMHANDLE>(s_auiMemory) : 0;
-}
-template <typename TValue>
-TValue Read(MEMHANDLE hAddress)
-{
-    return *reinterpret_cast<TValue*>(hAddress);
-}
-template <typename TValue>
-void Write(MEMHANDLE hAddress, TValue uiValue)
-{
-    *reinterpret_cast<TValue*>(hAddress) = uiValue;
-}
-
-SQelVxdDirectPage s_oNoDirectPage;
-const SQelVxdBackend s_oUncachedOnly = {
-    "uncached-only", [](PCIHANDLE, MUINT32, void*, MUINT32) { return 0; },
-    [](PCIHANDLE, MUINT32, const void*, MUINT32) { return 0; }, [] {}, MapUncachedOnly, [](MEMHANDLE) { return 1; },
-    Read<MUINT8>, Read<MUINT16>, Read<MUINT32>, Write<MUINT8>, Write<MUINT16>, Write<MUINT32>,
-    [](MUINT64* puiNow) { *puiNow = 0; return 1; }, [](MUINT32) {}, [](MUINT32) { return 1; }, &s_oNoDirectPage};
-}  // namespace
-
-class MemoryWindowMapping : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        s_auiMapFlags.clear();
-        QelVxdSetBackendForTest(&s_oUncachedOnly);
-    }
-    void TearDown() override { QelVxdSetBackendForTest(nullptr); }
-};
-
-TEST_F(MemoryWindowMapping, FallsBackToUncachedWhenCacheableIsRefused)
-{
+    CFakeQelVxdBackend oFake;
+    oFake.m_oRefusedMapFlags = {1};
+    MUINT32 auiMemory[64] = {};
+    const MEMHANDLE hMemory = reinterpret_cast<MEMHANDLE>(auiMemory);
     XMmAccessVxd oMem;
-    oMem.Init(0, 0x80000000, 0, sizeof(s_auiMemory));
+    oMem.Init(0, (MUINT32)hMemory, (MUINT32)(hMemory >> 32), sizeof(auiMemory));
     EXPECT_EQ(oMem.MapMemory(), 1);
-    EXPECT_EQ(s_auiMapFlags, (std::vector<MUINT32>{1, 0}));
-    EXPECT_EQ(oMem.Write(sizeof(s_auiMemory) - 4, MUINT32{0x600DF00D}), 0);
-    EXPECT_EQ(s_auiMemory[63], 0x600DF00Du);
-    MUINT32 uiValue = 0;
-    EXPECT_EQ(oMem.Read(sizeof(s_auiMemory) - 3, uiValue), -1);   // would run past the window
-
-    s_auiMapFlags.clear();
     EXPECT_EQ(oMem.MapMemory(), 1);   // already mapped: no second mapping
-    EXPECT_TRUE(s_auiMapFlags.empty());
-}
+    EXPECT_EQ(oFake.Log("M"), (std::vector<SFakeAccess>{{'M', 0, hMemory, 1}, {'M', 0, hMemory, 0}}));
+    EXPECT_EQ(oMem.Write(sizeof(auiMemory) - 4, MUINT32{0x600DF00D}), 0);
+    EXPECT_EQ(auiMemory[63], 0x600DF00Du);
+    MUINT32 uiValue = 0;
+    EXPECT_EQ(oMem.Read(sizeof(auiMemory) - 3, uiValue), -1);   // would run past the window
 
-TEST_F(MemoryWindowMapping, WindowWithoutBaseAddressIsNeverMapped)
-{
-    XMmAccessVxd oMem;
-    oMem.Init(0, 0, 0, sizeof(s_auiMemory));
-    EXPECT_EQ(oMem.MapMemory(), 0);
-    EXPECT_TRUE(s_auiMapFlags.empty());
+    XMmAccessVxd oNoWindow;
+    oNoWindow.Init(0, 0, 0, sizeof(auiMemory));
+    EXPECT_EQ(oNoWindow.MapMemory(), 0);
+    EXPECT_EQ(oFake.Log("M").size(), 2u) << "a window without base address is never mapped";
 }
