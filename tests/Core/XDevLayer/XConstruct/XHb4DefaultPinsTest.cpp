@@ -12,9 +12,6 @@
 #include "XPinS10.h"
 #include "XPins10Helper.h"
 
-// The generic block's size as generated from Data/Generic.json.
-extern const unsigned int XHb4DefaultPins_Generic_size;
-
 namespace
 {
 struct SBuiltInCase
@@ -270,26 +267,4 @@ TEST(Hb4DefaultPinsSelection, SupportedAndFanlessLists)
         EXPECT_FALSE(XHb4DefaultPins::IsFanlessSubsysId(uiSubsysId)) << std::hex << uiSubsysId;
 }
 
-// ---- The generic block
-
-TEST(Hb4GenericBlock, LaidOutAsTheUsualBlock)
-{
-    ASSERT_EQ(sizeof(tagDefaultPins10), XHb4DefaultPins_Generic_size) << "the generated block is not a tagDefaultPins10";
-    std::vector<MUINT8> auiPins(DefaultPins::msc_oPins, DefaultPins::msc_oPins + DefaultPins::msc_uiPinsSize);
-    ASSERT_EQ(sizeof(tagDefaultPins10), auiPins.size());
-    const struct
-    {
-        size_t uiOffset;
-        MUINT16 uiSignature;
-    } aoBlocks[] = {{offsetof(tagDefaultPins10, oHeaderBlock), PINS10_SIGNATURE_HEADER},
-                    {offsetof(tagDefaultPins10, oCpuBlock), PINS10_SIGNATURE_CPU},
-                    {offsetof(tagDefaultPins10, oClockBlock), PINS10_SIGNATURE_CLOCK},
-                    {offsetof(tagDefaultPins10, oMemoryBlock), PINS10_SIGNATURE_MEMORY},
-                    {offsetof(tagDefaultPins10, oMiscIoList), PINS10_SIGNATURE_MISC_IO},
-                    {offsetof(tagDefaultPins10, oI2cBusList), PINS10_SIGNATURE_I2C_BUS},
-                    {offsetof(tagDefaultPins10, oOptionsBlock), PINS10_SIGNATURE_FACTORY_OPTIONS},
-                    {offsetof(tagDefaultPins10, oEndBlock), PINS10_SIGNATURE_END}};
-    for (const auto& roBlock : aoBlocks)
-        EXPECT_EQ(roBlock.uiSignature, Pins10ReadU16(&auiPins[roBlock.uiOffset])) << roBlock.uiOffset;
-}
 }  // namespace
