@@ -182,6 +182,7 @@ struct SSearchCase
     const char* pszSearch;
     MINT32 iFind, iFindNoCase, iReverseFind, iReverseFindNoCase, iCount, iCountNoCase;
 };
+void PrintTo(const SSearchCase& c, std::ostream* poStream) { *poStream << '"' << c.pszSearch << "\" in \"" << c.pszText << '"'; }
 
 class CMStringSearchTest : public CContainerTest, public testing::WithParamInterface<SSearchCase>
 {
@@ -215,6 +216,7 @@ struct STokenCase
     const char* pszDelimiters;
     std::vector<std::string> oTokens;
 };
+void PrintTo(const STokenCase& c, std::ostream* poStream) { *poStream << '"' << c.pszText << "\" at \"" << c.pszDelimiters << '"'; }
 
 class CMStringTokenTest : public CContainerTest, public testing::WithParamInterface<STokenCase>
 {

@@ -94,6 +94,7 @@ struct SBuiltIn
     const char* pszName;
     std::vector<std::string> aszArgs;
 };
+void PrintTo(const SBuiltIn& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
 
 using Pins10BuiltInRoundTripTest = testing::TestWithParam<SBuiltIn>;
 

@@ -24,6 +24,10 @@ struct SMemoryCase
     MUINT32 uiSizeInMB;
     MBOOL32 bDualMode;
 };
+void PrintTo(const SMemoryCase& c, std::ostream* poStream)
+{
+    *poStream << "codes " << +c.auiMemQty[0] << ' ' << +c.auiMemQty[1] << ' ' << +c.auiMemQty[2] << ' ' << +c.auiMemQty[3];
+}
 
 using Pins10MemorySizeTest = testing::TestWithParam<SMemoryCase>;
 

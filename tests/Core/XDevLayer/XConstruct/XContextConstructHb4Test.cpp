@@ -88,6 +88,7 @@ struct SEepromCase
     bool                bFound;
     bool                bReported;   // an assertion report is made
 };
+void PrintTo(const SEepromCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
 
 using ReadEepromPinsTest = ::testing::TestWithParam<SEepromCase>;
 
@@ -176,6 +177,7 @@ struct SBoardDataCase
     int         iOnPrimaryBus;
     int         iExternal;
 };
+void PrintTo(const SBoardDataCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
 
 using ExtractBoardDataTest = ::testing::TestWithParam<SBoardDataCase>;
 

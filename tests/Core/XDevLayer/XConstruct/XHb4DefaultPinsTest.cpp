@@ -21,6 +21,7 @@ struct SBuiltInCase
     int iPcbRev;   // -1: no PCB info
     MUINT32 uiVariant;
 };
+void PrintTo(const SBuiltInCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
 
 std::vector<MUINT8> CopyOf(const SBuiltInCase& roCase)
 {
