@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <memory>
 
 #include "Pins10TestChain.h"
 #include "XPinS10.h"

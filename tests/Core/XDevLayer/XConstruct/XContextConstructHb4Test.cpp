@@ -19,9 +19,7 @@
 #include "XContextConstructHb4MemInit.h"
 #include "XDevEeprom.h"
 #include "XDevLibTestDoubles.h"
-#include "XServicesCore.h"
 #include "XTracesMgrStub.h"
-#include "XTracesReg.h"
 
 namespace
 {

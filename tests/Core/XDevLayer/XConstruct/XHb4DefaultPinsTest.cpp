@@ -3,7 +3,6 @@
 // the synthesizers can produce).
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <set>
 #include <vector>
 
