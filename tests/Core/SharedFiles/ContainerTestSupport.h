@@ -34,13 +34,11 @@ public:
         if (oBlock == m_oLiveBlocks.end())
             return;
         m_oLiveBlocks.erase(oBlock);
-        m_uiFreeCount++;
         free(pvMemory);
     }
 
     std::map<void*, size_t> m_oLiveBlocks;
     size_t m_uiAllocCount = 0;
-    size_t m_uiFreeCount = 0;
     bool   m_bRefuse = false;
 };
 

@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -38,26 +38,20 @@ SRun RunTool(std::vector<std::string> aszArgs)
     return {iStatus, oOut.str(), oErr.str()};
 }
 
-// Files of this test and process only (tests run in parallel processes), removed at the end.
-std::vector<std::string> g_aszTempFiles;
-
-class CRemoveTempFiles : public testing::Environment
+// Files of this process only (tests run in parallel processes), in a directory removed at exit.
+struct STempDir
 {
-public:
-    void TearDown() override
-    {
-        for (const std::string& rszPath : g_aszTempFiles)
-            std::remove(rszPath.c_str());
-    }
-};
-testing::Environment* const g_poRemoveTempFiles = testing::AddGlobalTestEnvironment(new CRemoveTempFiles);
+    STempDir() { std::filesystem::create_directories(oPath); }
+    ~STempDir() { std::filesystem::remove_all(oPath, oError); }
+    std::filesystem::path oPath = std::filesystem::path(testing::TempDir()) / ("pins10_" + std::to_string(getpid()));
+    std::error_code oError;   // a directory that cannot be removed is left behind
+} g_oTempDir;
 
 std::string TempPath(const std::string& rszName)
 {
     std::string szTest = testing::UnitTest::GetInstance()->current_test_info()->name();
     std::replace(szTest.begin(), szTest.end(), '/', '_');
-    g_aszTempFiles.push_back(testing::TempDir() + "pins10_" + std::to_string(getpid()) + "_" + szTest + "_" + rszName);
-    return g_aszTempFiles.back();
+    return (g_oTempDir.oPath / (szTest + "_" + rszName)).string();
 }
 
 std::string WriteTemp(const std::string& rszName, const std::vector<MUINT8>& rauiData)
@@ -99,6 +93,7 @@ struct SBuiltIn
     const char* pszName;
     std::vector<std::string> aszArgs;
 };
+void PrintTo(const SBuiltIn& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
 
 using Pins10BuiltInRoundTripTest = testing::TestWithParam<SBuiltIn>;
 

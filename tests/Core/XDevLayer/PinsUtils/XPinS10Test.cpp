@@ -16,6 +16,7 @@ struct SValidationCase
     MUINT32 uiSize;   // size handed to the validator
     MBOOL32 bValid;
 };
+void PrintTo(const SValidationCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
 
 std::vector<MUINT8> TypicalBytes() { return Pins10TestTypicalChain().End().Bytes(); }
 

@@ -19,9 +19,7 @@
 #include "XContextConstructHb4MemInit.h"
 #include "XDevEeprom.h"
 #include "XDevLibTestDoubles.h"
-#include "XServicesCore.h"
 #include "XTracesMgrStub.h"
-#include "XTracesReg.h"
 
 namespace
 {
@@ -88,6 +86,7 @@ struct SEepromCase
     bool                bFound;
     bool                bReported;   // an assertion report is made
 };
+void PrintTo(const SEepromCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
 
 using ReadEepromPinsTest = ::testing::TestWithParam<SEepromCase>;
 
@@ -150,31 +149,18 @@ public:
     explicit CProbeCfg(bool bIoSticks) : TFakeRes(256), m_bIoSticks(bIoSticks) {}
     int Write(MUINT32 uiOffset, MUINT32 uiValue) override
     {
-        ++m_uiWrites;
         if (uiOffset == XHb4BoardData::CFG_COMMAND_STATUS && !m_bIoSticks)
-        {
             uiValue &= ~XHb4BoardData::CFG_COMMAND_IO_ENABLE;
-        }
         return TFakeRes::Write(uiOffset, uiValue);
     }
-    bool    m_bIoSticks;
-    MUINT32 m_uiWrites = 0;
+    bool m_bIoSticks;
 };
 
-struct SProbeHw
-{
-    explicit SProbeHw(bool bIoSticks) : m_oCfg(bIoSticks) {}
-    CProbeCfg            m_oCfg;
-    CFakeMem             m_oMem;
-    TFakeRes<XRegAccess> m_oReg{0x10000};
-};
-
-class CProbeHwAccess : public SProbeHw, public XHwAccess
+// Windows owned by the test, so that they outlive the context that owns this.
+class CProbeHwAccess : public XHwAccess
 {
 public:
-    explicit CProbeHwAccess(bool bIoSticks) : SProbeHw(bIoSticks), XHwAccess(SProbeHw::m_oCfg, m_oMem, SProbeHw::m_oReg)
-    {
-    }
+    using XHwAccess::XHwAccess;
     int RetrainLink() override { return 0; }
 };
 
@@ -189,6 +175,7 @@ struct SBoardDataCase
     int         iOnPrimaryBus;
     int         iExternal;
 };
+void PrintTo(const SBoardDataCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
 
 using ExtractBoardDataTest = ::testing::TestWithParam<SBoardDataCase>;
 
@@ -196,11 +183,13 @@ TEST_P(ExtractBoardDataTest, ConcludesFromRecordAndProbe)
 {
     const SBoardDataCase& roCase = GetParam();
     OsServices oOs;
-    auto* poHw = new CProbeHwAccess(roCase.bIoSticks);
+    CProbeCfg oCfg(roCase.bIoSticks);
+    CFakeMem oMem;
+    TFakeRes<XRegAccess> oReg(0x10000);
     const MUINT32 uiCommand = 0x00100006;   // memory space and bus master on, I/O space off
-    poHw->SProbeHw::m_oCfg.TFakeRes::Write(XHb4BoardData::CFG_COMMAND_STATUS, uiCommand);
-    poHw->SProbeHw::m_oReg.Write(XHb4BoardData::REG_PROCESSOR_STRAPS, roCase.uiStrapReg);
-    XContext oContext(&oOs, poHw, new XTracesMgrStub());
+    oCfg.TFakeRes::Write(XHb4BoardData::CFG_COMMAND_STATUS, uiCommand);
+    oReg.Write(XHb4BoardData::REG_PROCESSOR_STRAPS, roCase.uiStrapReg);
+    XContext oContext(&oOs, new CProbeHwAccess(oCfg, oMem, oReg), new XTracesMgrStub());
     ASSERT_TRUE(oContext.m_bInitialized);
 
     tagPins10Cpu oCpu = {roCase.uiCpuOptions, 1, {3, 3, 0, 0}};
@@ -216,7 +205,7 @@ TEST_P(ExtractBoardDataTest, ConcludesFromRecordAndProbe)
     EXPECT_EQ(iExternal, roCase.iExternal);
 
     MUINT32 uiAfter = 0;
-    poHw->m_roCfg.Read(XHb4BoardData::CFG_COMMAND_STATUS, uiAfter);
+    oCfg.Read(XHb4BoardData::CFG_COMMAND_STATUS, uiAfter);
     EXPECT_EQ(uiAfter, uiCommand) << "the command register is left as found";
 }
 

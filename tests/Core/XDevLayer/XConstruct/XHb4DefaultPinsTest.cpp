@@ -3,16 +3,13 @@
 // the synthesizers can produce).
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <set>
 #include <vector>
 
+#include "XCascadedPll.h"
 #include "XHb4DefaultPins.h"
 #include "XPinS10.h"
 #include "XPins10Helper.h"
-
-// The generic block's size as generated from Data/Generic.json.
-extern const unsigned int XHb4DefaultPins_Generic_size;
 
 namespace
 {
@@ -23,6 +20,7 @@ struct SBuiltInCase
     int iPcbRev;   // -1: no PCB info
     MUINT32 uiVariant;
 };
+void PrintTo(const SBuiltInCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
 
 std::vector<MUINT8> CopyOf(const SBuiltInCase& roCase)
 {
@@ -44,37 +42,16 @@ const SBuiltInCase msc_aoBuiltIns[] = {
     {"Fanless", E_SUB_SYS_ID_REF_FANLESS, -1, 0},
 };
 
-// Whether the chip's two-PLL synthesizer reaches the target within +-1.1 %: the second PLL's VCO
-// is 2 x P1 x target, the intermediate frequency that VCO over M1, the first VCO the reference
-// times M0, and P0 the divider that brings the first VCO to the intermediate frequency.
+// Whether the chip's two cascaded PLLs, held to the ranges the block gives them, reach the target
+// within the +-1.1 % band that clock programming accepts.
 bool SynthesizerReaches(const tagPins10Clock& roClock, MUINT32 uiTarget)
 {
-    const MUINT64 uiBand = (MUINT64)uiTarget * 110 / 10000;
-    for (MUINT64 uiM1 = 1; uiM1 <= 64; ++uiM1)
-    {
-        for (MUINT64 uiP1 = 1; uiP1 <= 64; ++uiP1)
-        {
-            const MUINT64 uiVco2 = 2 * uiP1 * uiTarget;
-            const MUINT64 uiIntermediate = uiVco2 / uiM1;
-            if (uiVco2 < roClock.uiVco2Min || uiVco2 > roClock.uiVco2Max || uiIntermediate < roClock.uiFreqRef2Min ||
-                uiIntermediate > roClock.uiFreqRef2Max)
-                continue;
-            for (MUINT64 uiM0 = 1; uiM0 <= 128; ++uiM0)
-            {
-                const MUINT64 uiVco1 = (MUINT64)roClock.uiFreqRef * uiM0;
-                if (uiVco1 < roClock.uiVco1Min || uiVco1 > roClock.uiVco1Max)
-                    continue;
-                const MUINT64 uiQ = uiVco1 * uiM1 / (uiTarget * uiP1);
-                const MUINT64 uiP0 = (uiQ >> 1) + (uiQ & 1);
-                if (uiP0 < 1 || uiP0 > 64)
-                    continue;
-                const MUINT64 uiOut = uiVco1 * uiM1 / (2 * uiP1 * uiP0);
-                if (uiOut + uiBand > uiTarget && uiOut < uiTarget + uiBand)
-                    return true;
-            }
-        }
-    }
-    return false;
+    SPllData oLimits = XCascadedPll::m_oDefaultPllAlgoData;
+    oLimits.oVco0kHzLimit = {roClock.uiVco1Min, roClock.uiVco1Max};
+    oLimits.oRef1kHzLimit = {roClock.uiFreqRef2Min, roClock.uiFreqRef2Max};
+    oLimits.oVco1kHzLimit = {roClock.uiVco2Min, roClock.uiVco2Max};
+    SParamResult oResult{};
+    return XCascadedPll(oLimits).ComputeParam(uiTarget, roClock.uiFreqRef, 110, 1, oResult) == 0;
 }
 
 // Source field of a clock-control word: 0 the oscillator, 1, 2 and 4 the system synthesizers FS0,
@@ -110,19 +87,6 @@ TEST_P(BuiltInBlockTest, SizeIsExactlyTheChain)
     oPlain.iPcbRev = -1;
     oPlain.uiVariant = 0;
     EXPECT_EQ(CopyOf(oPlain).size(), m_auiPins.size());
-}
-
-// The generic block is the short usual block; a model's block describes a whole board (its
-// I2C devices, connectors, signal maps and calibrations), which takes 1408 to 5492 bytes.
-TEST_P(BuiltInBlockTest, SizeFitsItsKind)
-{
-    if (GetParam().uiSubsysId == E_SUB_SYS_ID_DEFAULT)
-    {
-        EXPECT_EQ(sizeof(tagDefaultPins10), m_auiPins.size());
-        return;
-    }
-    EXPECT_GE(m_auiPins.size(), 1408u);
-    EXPECT_LE(m_auiPins.size(), 5492u);
 }
 
 // Devices, connectors and ports name each other by id: a name with nothing behind it leaves a
@@ -271,21 +235,20 @@ TEST(Hb4DefaultPinsSelection, SupportedAndFanlessLists)
     auiIds[32] = 0xA5A5A5A5;
     EXPECT_EQ(32u, XHb4DefaultPins::GetSupportedSubsysIds(auiIds));
     EXPECT_EQ(0xA5A5A5A5u, auiIds[32]);
-    // Every listed word is a board of the family with a valid block of its own, listed once.
+    // Every listed word is a board of the family with a model block of its own, listed once. An OEM
+    // word (subsystem id 0x0Amn) carries the block, and the size, of its design's reference word
+    // (0x0A0n), which the built-in block cases check.
     std::set<MUINT32> oSupported;
     for (MUINT32 i = 0; i < 32; ++i)
     {
-        const MUINT32 uiSubsysId = auiIds[i];
+        const MUINT32 uiSubsysId = auiIds[i], uiReference = uiSubsysId & 0xFF0FFFFFu;
         EXPECT_TRUE(oSupported.insert(uiSubsysId).second) << std::hex << uiSubsysId << " twice";
         EXPECT_EQ(0x1E5Bu, uiSubsysId & 0xFFFF) << std::hex << uiSubsysId;
         const MUINT8* puiPins = XHb4DefaultPins::GetPinsContent(uiSubsysId, nullptr, 0);
-        const MUINT32 uiSize = XHb4DefaultPins::GetDefaultPinsSize(uiSubsysId, nullptr, 0);
         EXPECT_NE(DefaultPins::msc_oPins, puiPins) << std::hex << uiSubsysId;
-        std::vector<MUINT8> auiPins(puiPins, puiPins + uiSize);
-        EXPECT_TRUE(Pins10Validate(auiPins.data(), uiSize)) << std::hex << uiSubsysId;
-        // An OEM word (subsystem id 0x0Amn) carries the board of its design's reference word (0x0A0n).
-        const MUINT32 uiReference = uiSubsysId & 0xFF0FFFFFu;
         EXPECT_EQ(XHb4DefaultPins::GetPinsContent(uiReference, nullptr, 0), puiPins) << std::hex << uiSubsysId;
+        EXPECT_EQ(XHb4DefaultPins::GetDefaultPinsSize(uiReference, nullptr, 0),
+                  XHb4DefaultPins::GetDefaultPinsSize(uiSubsysId, nullptr, 0)) << std::hex << uiSubsysId;
     }
     // Every fanless word is a supported board, and is found by the scan.
     std::set<MUINT32> oFanless;
@@ -303,48 +266,4 @@ TEST(Hb4DefaultPinsSelection, SupportedAndFanlessLists)
         EXPECT_FALSE(XHb4DefaultPins::IsFanlessSubsysId(uiSubsysId)) << std::hex << uiSubsysId;
 }
 
-TEST(Hb4DefaultPinsSelection, FanlessModelLosesItsFanPin)
-{
-    std::vector<MUINT8> auiPins = CopyOf({"", E_SUB_SYS_ID_REF_FANLESS, -1, 0});
-    MUINT32 uiSize = (MUINT32)auiPins.size();
-    ASSERT_TRUE(XPins10Helper::RemovePinsMultiBlockElement(PINS10_SIGNATURE_MISC_IO, PINS10_MISC_IO_TYPE_FAN, uiSize,
-                                                           auiPins.data()));
-    EXPECT_EQ(auiPins.size() - sizeof(tagPins10MiscIo), uiSize);
-    tagPins10MiscIo oPin;
-    for (MUINT32 i = 0; XPins10Helper::GetPinsMiscIo(auiPins.data(), i, &oPin); ++i)
-        EXPECT_NE(PINS10_MISC_IO_TYPE_FAN, oPin.uiType);
-}
-
-// ---- The generic block
-
-TEST(Hb4GenericBlock, LaidOutAsTheUsualBlock)
-{
-    ASSERT_EQ(sizeof(tagDefaultPins10), XHb4DefaultPins_Generic_size) << "the generated block is not a tagDefaultPins10";
-    std::vector<MUINT8> auiPins(DefaultPins::msc_oPins, DefaultPins::msc_oPins + DefaultPins::msc_uiPinsSize);
-    ASSERT_EQ(sizeof(tagDefaultPins10), auiPins.size());
-    const struct
-    {
-        size_t uiOffset;
-        MUINT16 uiSignature;
-    } aoBlocks[] = {{offsetof(tagDefaultPins10, oHeaderBlock), PINS10_SIGNATURE_HEADER},
-                    {offsetof(tagDefaultPins10, oCpuBlock), PINS10_SIGNATURE_CPU},
-                    {offsetof(tagDefaultPins10, oClockBlock), PINS10_SIGNATURE_CLOCK},
-                    {offsetof(tagDefaultPins10, oMemoryBlock), PINS10_SIGNATURE_MEMORY},
-                    {offsetof(tagDefaultPins10, oMiscIoList), PINS10_SIGNATURE_MISC_IO},
-                    {offsetof(tagDefaultPins10, oI2cBusList), PINS10_SIGNATURE_I2C_BUS},
-                    {offsetof(tagDefaultPins10, oOptionsBlock), PINS10_SIGNATURE_FACTORY_OPTIONS},
-                    {offsetof(tagDefaultPins10, oEndBlock), PINS10_SIGNATURE_END}};
-    for (const auto& roBlock : aoBlocks)
-        EXPECT_EQ(roBlock.uiSignature, Pins10ReadU16(&auiPins[roBlock.uiOffset])) << roBlock.uiOffset;
-
-    tagPins10Cpu oCpu = {};
-    ASSERT_TRUE(XPins10Helper::GetCpuInfo(auiPins.data(), &oCpu));
-    EXPECT_EQ(2048u, XPins10Helper::CalcMemorySizeInMB(oCpu.auiMemQty));
-    tagPins10Mem_v2 oMemory = {};
-    ASSERT_TRUE(XPins10Helper::GetPinsMemoryConfig(auiPins.data(), &oMemory));
-    EXPECT_FALSE(XPins10Helper::IsMemoryInterleaveDualMode(oMemory.auiMemQty));
-    tagPins10MiscIo oFan = {};
-    ASSERT_TRUE(XPins10Helper::GetPinsMiscIo(auiPins.data(), 2, &oFan));
-    EXPECT_EQ(PINS10_MISC_IO_TYPE_FAN, oFan.uiType);
-}
 }  // namespace
