@@ -1,9 +1,11 @@
 #include "XDevQelVxd.h"
 
+#include <cstdio>
 #include <new>
 
 #include "QelAssert.h"
 #include "QelTools.h"
+#include "QelVxdApi.h"
 #include "XBoard.h"
 #include "XContext.h"
 #include "XContextConstructHb4MemInit.h"
@@ -31,6 +33,7 @@ enum EReportLine : int
     LINE_INITDEVICE_NO_CONTEXT   = 530,
     LINE_INITDEVICE_NO_BUILDER   = 534,
     LINE_INITDEVICE_POPULATE     = 536,
+    LINE_INITDEVICE_NO_MEMORY    = 538,
     LINE_INFO_NO_MANAGER         = 577,
     LINE_INFO_NULL               = 578,
     LINE_INFO_NO_CONTEXT         = 584,
@@ -54,6 +57,7 @@ enum class EPrepareFailure
     NO_BUILDER,
     POPULATE,
     UNREACHABLE,   // register window not mapped: reported when the board was found
+    NO_MEMORY,     // memory window without an address: the board's memory cannot be reached
 };
 
 struct SReportLines
@@ -61,11 +65,37 @@ struct SReportLines
     int iNoContext;
     int iNoBuilder;
     int iPopulate;
+    int iNoMemory = 0;   // 0: the call does not need the memory window
 };
+
+// Firmware leaves a BAR at address 0 when it could not give the window a place. Physical
+// address 0 is system RAM, never the board: such a board must not be brought up, since its
+// memory could be neither tested nor used. One line on standard error tells the operator why.
+bool MemoryWindowAssigned(MUINT32 uiIndex, const XContext& roContext)
+{
+    if (roContext.m_poHwAccess == nullptr || roContext.m_poHwAccess->m_roMem.GetPhysMemory() != 0)
+    {
+        return true;
+    }
+    XContext* poContext = nullptr;
+    unsigned long hPci = 0, hRegs = 0, hMem = 0;
+    MUINT32 uiRegsSize = 0, uiMemSize = 0;
+    PCILOCATION oLocation = {};
+    if (g_poContextMgr->GetContext(uiIndex, poContext, hPci, hRegs, uiRegsSize, hMem, uiMemSize))
+    {
+        pciGetLocation(hPci, &oLocation);
+    }
+    std::fprintf(stderr,
+                 "XDevQelVxd: the board at PCI %02x:%02x.%x has no address for its memory window (BAR 0 reads 0): "
+                 "assign it in the firmware's PCI settings\n",
+                 (unsigned)oLocation.bus, (unsigned)oLocation.device, (unsigned)oLocation.function);
+    return false;
+}
 
 // Gets the board's context and builder and lets the builder read the EEPROM and populate the
 // context (the builder does this once per board). A board whose register window is not mapped
-// is left alone: nothing could reach it, and the manager already told the user why.
+// is left alone: nothing could reach it, and the manager already told the user why. A call that
+// needs the memory window (iNoMemory) also leaves a board alone whose memory window has no address.
 EPrepareFailure PrepareBoard(MUINT32 uiIndex, const SReportLines& roLines, XContext*& rpoContext)
 {
     rpoContext = nullptr;
@@ -83,6 +113,11 @@ EPrepareFailure PrepareBoard(MUINT32 uiIndex, const SReportLines& roLines, XCont
     if (rpoContext->m_poHwAccess != nullptr && !rpoContext->m_poHwAccess->IsRegisterWindowMapped())
     {
         return EPrepareFailure::UNREACHABLE;
+    }
+    if (roLines.iNoMemory != 0 && !MemoryWindowAssigned(uiIndex, *rpoContext))
+    {
+        QEL_ASSERT_REPORT_AT(roLines.iNoMemory);
+        return EPrepareFailure::NO_MEMORY;
     }
     if (poBuilder->ReadEepromAndPopulateXContext(*rpoContext) < 0)
     {
@@ -209,7 +244,9 @@ int XDevQelVxd_InitializeDevice(MUINT32 uiIndex)
         return -1;
     }
     XContext* poContext = nullptr;
-    if (PrepareBoard(uiIndex, {LINE_INITDEVICE_NO_CONTEXT, LINE_INITDEVICE_NO_BUILDER, LINE_INITDEVICE_POPULATE},
+    if (PrepareBoard(uiIndex,
+                     {LINE_INITDEVICE_NO_CONTEXT, LINE_INITDEVICE_NO_BUILDER, LINE_INITDEVICE_POPULATE,
+                      LINE_INITDEVICE_NO_MEMORY},
                      poContext) != EPrepareFailure::NONE)
     {
         return -1;
