@@ -73,6 +73,27 @@ TEST_F(CClockTest, ZeroTargetSwitchesTheSynthesizerOff)
     EXPECT_EQ(m_aoLog, aoExpected);
 }
 
+// With these limits the closest divider set (M0 45, M1 30, P0 30, P1 1) gives 607.5 MHz for a
+// 600 MHz target, 1.25 % off: outside the band, and still what the synthesizer gets.
+TEST_F(CClockTest, TargetOutsideTheBandIsStillProgrammed)
+{
+    Build({.fnPatch = [](tagPins10Clock& roClock, tagPins10Mem_v2&) {
+        roClock.uiVco1Min = roClock.uiVco1Max = 1215000;
+        roClock.uiFreqRef2Min = roClock.uiFreqRef2Max = 40000;
+        roClock.uiVco2Min = roClock.uiVco2Max = 1200000;
+    }});
+    EXPECT_EQ(Core().InitFS(0x2650, 0x2654, 600000, 27000, 110), 1);
+    EXPECT_EQ(Clocks().OutputKhz(0), 607500u);
+}
+
+TEST_F(CClockTest, TargetThatNoDividerSetReachesWritesNothing)
+{
+    Build();
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().InitFS(0x2650, 0x2654, 1, 27000, 110), 0); });
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(843) Assertion failed")) << sOut;
+    EXPECT_TRUE(Writes().empty());
+}
+
 TEST_F(CClockTest, BusSideSourceOtherThanASystemSynthesizerWritesNothing)
 {
     // The bus side runs from video synthesizer 0.
@@ -214,6 +235,32 @@ TEST_F(CCoreInitTest, PhyThatNeverFinishesFailsWithThePollingRules)
     EXPECT_EQ(Count('W', 0x5D04), 1u);
     EXPECT_FALSE(Chip().MemoryUp());
 }
+
+// The PHYs report done, and the controller ready, on the Nth read of their status. The ready poll
+// makes 50 reads and fails when it used them all, even if the 50th showed ready; the done poll
+// makes 51 and fails only when the 51st still showed the PHY busy.
+struct SPollCase
+{
+    MUINT32 uiPolls;
+    LStatus iResult;
+    bool bPhysBusy;
+};
+void PrintTo(const SPollCase& ro, std::ostream* po) { *po << "ready on poll " << ro.uiPolls; }
+
+using CPollLimitTest = TCoreInitParamTest<SPollCase>;
+
+TEST_P(CPollLimitTest, CountOfReadsDecides)
+{
+    BuildBoard(R"("faults": {"training_polls": )" + std::to_string(GetParam().uiPolls) + "}");
+    ASSERT_EQ(Core().ClockMemInit(), 1);
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().InitMctl(0xF), GetParam().iResult); });
+    EXPECT_EQ(Contains(sOut, "Phys stay busy"), GetParam().bPhysBusy) << sOut;
+    EXPECT_EQ(Count('R', 0x5DE4), std::min<size_t>(GetParam().uiPolls, 50));
+}
+
+INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CPollLimitTest,
+                         ::testing::Values(SPollCase{49, 0, false}, SPollCase{50, -1, false}, SPollCase{51, -1, false},
+                                           SPollCase{52, -1, true}));
 
 TEST_F(CCoreInitTest, PhyTrainingErrorFailsTheController)
 {

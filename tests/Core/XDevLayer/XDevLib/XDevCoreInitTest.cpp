@@ -93,8 +93,11 @@ void PrintTo(const SAttemptCase& ro, std::ostream* po) { *po << ro.pszName; }
 const SAttemptCase s_aoAttemptCases[] = {
     {"MemoryAlwaysFails", R"("faults": {"memory_fail_inits": -1})", XDevCoreInit::OPTION_INIT_ALL, -1, 11, 10, 0,
      "Memory initialization fail after 11 tries\n"},
-    {"MemoryFailsTwice", R"("faults": {"memory_fail_inits": 2})", XDevCoreInit::OPTION_INIT_ALL, 0, 3, 2, 0xC0000000,
-     "Memory initialization fail: Memory test failed\n"},
+    // The count decides: the 11th attempt fails the initialisation even when it passed.
+    {"MemoryFailsNineTimes", R"("faults": {"memory_fail_inits": 9})", XDevCoreInit::OPTION_INIT_ALL, 0, 10, 9,
+     0xC0000000, "Memory initialization fail: Memory test failed\n"},
+    {"MemoryFailsTenTimes", R"("faults": {"memory_fail_inits": 10})", XDevCoreInit::OPTION_INIT_ALL, -1, 11, 10, 0,
+     "Memory initialization fail after 11 tries\n"},
     {"NoResetPermission", R"("faults": {"memory_fail_inits": -1})", (XDevCoreInit::EInitOption)6, 0, 1, 0, 0xC0000000,
      "Memory initialization fail: Memory test failed\n"},
     {"PllNeverLocks", R"("faults": {"pll_no_lock": ["FS1"]})", XDevCoreInit::OPTION_INIT_ALL, -1, 11, 10, 0,
