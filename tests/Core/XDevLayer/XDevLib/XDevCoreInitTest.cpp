@@ -199,6 +199,18 @@ TEST_F(CResetTest, RevisionZeroPullsTheResetPinsAndRestoresTheConfiguration)
     EXPECT_EQ(auiRestored, auiExpected);
 }
 
+TEST_F(CResetTest, RevisionZeroThatLeavesTheBusIsPolledForASecondAndReported)
+{
+    BuildBoard(R"("chip_revision": 0, "faults": {"gone_after_reset": true})");
+    AddPins({"HB4_SRST"});
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().HardwareReset(), 0); });
+    EXPECT_TRUE(Contains(sOut, "Hb4 Chips did not recover from hardware reset\n")) << sOut;
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(1309) Assertion failed"));
+    EXPECT_FALSE(Contains(sOut, "not functional")) << "the chip left the bus as the reset should make it";
+    EXPECT_EQ(Count('c', 0), 1002u) << "saved, checked once after the pulse, then polled 1000 times";
+    EXPECT_EQ(Count('C', 4), 0u) << "nothing is restored";
+}
+
 struct SPinCase
 {
     const char* pszName;
