@@ -98,22 +98,17 @@ INSTANTIATE_TEST_SUITE_P(
         SNoManagerCase{"ClearInitialized", [] { return XDevQelVxd_ClearInitialized(0); }, 0, 645}),
     [](const ::testing::TestParamInfo<SNoManagerCase>& roInfo) { return std::string(roInfo.param.pszName); });
 
-// The manager is kept and its boards too; the refused builder is the manager's all the same and
-// goes with it at Cleanup.
-TEST_F(DeviceApiTest, SecondInitIsRefusedAndKeepsTheBoards)
+// A second Init is refused and keeps the manager and its boards; the refused builder is the
+// manager's all the same and goes with it at Cleanup. A second Cleanup finds nothing to do.
+TEST_F(DeviceApiTest, SecondInitIsRefusedAndSecondCleanupIsSilent)
 {
     LoadAndInit(s_pszOneBoard);
     CaptureStdout();
     EXPECT_EQ(XDevQelVxd_Init(), 0);
-    EXPECT_EQ(GetCapturedStdout(), Report(354).insert(0, "hb4(0.2.3.2)[0]: "));
+    EXPECT_NE(GetCapturedStdout().find(Report(354)), std::string::npos);
     MUINT32 uiCount = 0;
     EXPECT_EQ(XDevQelVxd_GetNbDevice(&uiCount), 1);
     EXPECT_EQ(uiCount, 1u);
-}
-
-TEST_F(DeviceApiTest, SecondCleanupReturnsZeroSilently)
-{
-    LoadAndInit(s_pszOneBoard);
     EXPECT_EQ(XDevQelVxd_Cleanup(), 1);
     CaptureStdout();
     EXPECT_EQ(XDevQelVxd_Cleanup(), 0);

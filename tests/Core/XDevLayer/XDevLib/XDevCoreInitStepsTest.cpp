@@ -236,40 +236,42 @@ TEST_F(CCoreInitTest, PhyThatNeverFinishesFailsWithThePollingRules)
     EXPECT_FALSE(Chip().MemoryUp());
 }
 
-// The PHYs report done, and the controller ready, on the Nth read of their status. The ready poll
-// makes 50 reads and fails when it used them all, even if the 50th showed ready; the done poll
-// makes 51 and fails only when the 51st still showed the PHY busy.
-struct SPollCase
+// Training that ends late or badly. With training_polls N the PHYs report done, and the
+// controller ready, on the Nth read of their status. The ready poll makes 50 reads and fails when
+// it used them all, even if the 50th showed ready; the done poll makes 51 and fails only when the
+// 51st still showed the PHY busy. A PHY that trained with an error is reported on its own.
+struct STrainingCase
 {
-    MUINT32 uiPolls;
+    const char* pszName;
+    const char* pszFaults;
     LStatus iResult;
     bool bPhysBusy;
+    size_t uiReadyReads;
+    const char* pszMessage;
 };
-void PrintTo(const SPollCase& ro, std::ostream* po) { *po << "ready on poll " << ro.uiPolls; }
+void PrintTo(const STrainingCase& ro, std::ostream* po) { *po << ro.pszName; }
 
-using CPollLimitTest = TCoreInitParamTest<SPollCase>;
+using CTrainingTest = TCoreInitParamTest<STrainingCase>;
 
-TEST_P(CPollLimitTest, CountOfReadsDecides)
+TEST_P(CTrainingTest, PollsAndErrorsDecide)
 {
-    BuildBoard(R"("faults": {"training_polls": )" + std::to_string(GetParam().uiPolls) + "}");
+    BuildBoard(std::string(R"("faults": {)") + GetParam().pszFaults + "}");
     ASSERT_EQ(Core().ClockMemInit(), 1);
     const std::string sOut = Output([&] { EXPECT_EQ(Core().InitMctl(0xF), GetParam().iResult); });
     EXPECT_EQ(Contains(sOut, "Phys stay busy"), GetParam().bPhysBusy) << sOut;
-    EXPECT_EQ(Count('R', 0x5DE4), std::min<size_t>(GetParam().uiPolls, 50));
+    EXPECT_TRUE(Contains(sOut, GetParam().pszMessage)) << sOut;
+    EXPECT_EQ(Count('R', 0x5DE4), GetParam().uiReadyReads);
 }
 
-INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CPollLimitTest,
-                         ::testing::Values(SPollCase{49, 0, false}, SPollCase{50, -1, false}, SPollCase{51, -1, false},
-                                           SPollCase{52, -1, true}));
+const STrainingCase s_aoTrainingCases[] = {
+    {"ReadyOnTheLastPollButOne", R"("training_polls": 49)", 0, false, 49, ""},
+    {"ReadyOnTheLastPoll", R"("training_polls": 50)", -1, false, 50, ""},
+    {"PhysDoneOnTheirLastPoll", R"("training_polls": 51)", -1, false, 50, ""},
+    {"PhysDoneAfterTheirLastPoll", R"("training_polls": 52)", -1, true, 50, "XDevCoreInit_Hb4.cpp(870) Assertion"},
+    {"PhyTrainingError", R"("phy_error": [1])", -1, false, 50, "XDevCoreInit_Hb4.cpp(884) Assertion failed"},
+};
 
-TEST_F(CCoreInitTest, PhyTrainingErrorFailsTheController)
-{
-    BuildBoard(R"("faults": {"phy_error": [1]})");
-    ASSERT_EQ(Core().ClockMemInit(), 1);
-    const std::string sOut = Output([&] { EXPECT_EQ(Core().InitMctl(0xF), -1); });
-    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(884) Assertion failed"));
-    EXPECT_FALSE(Contains(sOut, "Phys stay busy"));
-}
+INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CTrainingTest, ::testing::ValuesIn(s_aoTrainingCases), CaseName);
 
 // ---- Memory test.
 
