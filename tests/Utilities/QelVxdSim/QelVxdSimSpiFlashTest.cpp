@@ -120,14 +120,9 @@ TEST_F(CFlashTest, ReadIsContinuousAndWrapsAtTheEndOfTheChip)
     EXPECT_EQ(m_poHost->Transfer({0xAB}, 2), (std::vector<MUINT8>{0xFF, 0xFF})) << "unknown instruction";
 }
 
-// A faulty data output: stuck at either level, or single bits inverted, the same ones every run.
-TEST_F(CFlashTest, FaultyDataOutputReachesTheHost)
+// Bit errors on the data output: about one bit in N inverted, the same ones on every run.
+TEST_F(CFlashTest, BitErrorsAreRareAndReproducible)
 {
-    for (MUINT8 ucStuck : {0x00, 0xFF})
-    {
-        Start("IS25WD020", "\"flash_out_stuck\": " + std::to_string(ucStuck & 1));
-        EXPECT_EQ(m_poHost->Transfer({0x03, 0, 0, 0}, 4), std::vector<MUINT8>(4, ucStuck));
-    }
     std::vector<MUINT8> aaucRuns[2];
     for (std::vector<MUINT8>& raucRun : aaucRuns)
     {
