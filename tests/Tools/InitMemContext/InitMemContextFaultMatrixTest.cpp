@@ -72,6 +72,24 @@ const SFaultCase g_aoCases[] = {
     {"PhyErrorAndControllerNotReady", R"("phy_error": [3], "controller_not_ready": true)", "", g_pszFailed, 255,
      "fail after 11 tries"},
     {"EngineFatalAndStuck", R"("engine_fatal": true, "engines_stuck": true)", "", g_pszFailed, 255, "STRAPS"},
+    // Flash data, bus and windows, training polls.
+    {"FlashOutStuckLow", R"("flash_out_stuck": 0)", "", g_pszFailed, 255, "XDevQelVxd.cpp(701) Assertion failed",
+     "no flash part answered on the board's EEPROM bus (its data line read 0x00"},
+    {"FlashOutStuckHigh", R"("flash_out_stuck": 1)", "", g_pszFailed, 255, "XDevQelVxd.cpp(701) Assertion failed",
+     "no flash part answered on the board's EEPROM bus (its data line read 0xFF"},
+    {"FlashBitErrors", R"("flash_bit_errors": 100)", "", g_pszDone, 0, "XPinS10.cpp(100) Assertion failed"},
+    {"RetryWithGoneAfterReset", R"("memory_fail_inits": 1, "gone_after_reset": true)", "", g_pszFailed, 255,
+     "DEVCTL is still unstable (0xFFFFFFFF)"},
+    {"MemoryBarUnassigned", R"("bar_unassigned": ["memory"])", "", g_pszFailed, 255,
+     "XDevQelVxd.cpp(538) Assertion failed", "the board at PCI 03:00.0 has no address for its memory window"},
+    {"RegisterBarUnassigned", R"("bar_unassigned": ["registers"])", "", g_pszFailed, 255, "",
+     "the board at PCI 03:00.0 has no address for its register window"},
+    {"ConfigWritesIgnored", R"("config_writes_ignored": true)", "", g_pszDone, 0, ""},
+    {"MapRegistersFails", R"("map_registers_fails": true)", "", g_pszFailed, 255, "",
+     "the registers of the board at PCI 03:00.0 could not be mapped"},
+    {"MapMemoryFails", R"("map_memory_fails": true)", "", g_pszFailed, 255, "XDevCoreInit_Hb4.cpp(471) Assertion"},
+    {"ReadyOnTheLastPollButOne", R"("training_polls": 49)", "", g_pszDone, 0, ""},
+    {"ReadyOnTheLastPoll", R"("training_polls": 50)", "", g_pszFailed, 255, "fail after 11 tries"},
 };
 
 // The lines the tool and its library print on standard output, and nothing else: the tool's own

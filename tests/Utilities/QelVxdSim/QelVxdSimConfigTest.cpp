@@ -118,6 +118,22 @@ TEST_F(CConfigTest, BarsHoldDisjointSizeAlignedWindows)
     }
 }
 
+// Firmware that left both BARs unassigned, and a function that ignores configuration writes.
+TEST_F(CSimTest, BarAndWriteFaultsShowInConfigurationSpace)
+{
+    Load(R"({"boards": [{"bus": 3, "device": 0, "function": 0, "faults": {"bar_unassigned": ["memory", "registers"]}},
+                        {"bus": 4, "device": 0, "function": 0, "faults": {"config_writes_ignored": true}}]})");
+    EXPECT_EQ(Cfg32(0x300, 0x10), 0x0000000Cu) << "address 0, type bits as wired";
+    EXPECT_EQ(Cfg32(0x300, 0x18), 0x00000004u);
+    EXPECT_FALSE(QelVxdSim_Board(3, 0, 0)->MemoryDecoded() || QelVxdSim_Board(3, 0, 0)->RegistersDecoded());
+
+    const MUINT32 uiBar = Cfg32(0x400, 0x10);
+    SetCfg32(0x400, 0x10, 0xFFFFFFFF);
+    SetCfg32(0x400, 0x04, 0);
+    EXPECT_EQ(Cfg32(0x400, 0x10), uiBar);
+    EXPECT_EQ(Cfg32(0x400, 0x04) & 0xFFFF, 0x0006u);
+}
+
 TEST_F(CConfigTest, CommandRegisterKeepsItsEnableBits)
 {
     EXPECT_EQ(Cfg32(BOARD_03, 0x04) & 0xFFFF, 0x0006u) << "firmware left memory and bus master enabled";

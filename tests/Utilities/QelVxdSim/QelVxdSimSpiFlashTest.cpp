@@ -86,8 +86,9 @@ private:
 class CFlashTest : public CSimTest
 {
 protected:
-    // One board at 03:00.0 with that chip holding a counting pattern; the host holds the bus.
-    void Start(const std::string& rsChip)
+    // One board at 03:00.0 with that chip holding a counting pattern, and those faults; the host
+    // holds the bus.
+    void Start(const std::string& rsChip, const std::string& rsFaults = "")
     {
         std::vector<MUINT8> aucImage(QelVxdSim_FindFlashChip(rsChip)->uiSize);
         for (size_t uiAt = 0; uiAt < aucImage.size(); ++uiAt)
@@ -96,7 +97,7 @@ protected:
         }
         WriteBytes("flash.bin", aucImage);
         const SQelVxdBackend& roSim = Load(R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":")" +
-                                           rsChip + R"(","image":"flash.bin"}}]})");
+                                           rsChip + R"(","image":"flash.bin"}, "faults": {)" + rsFaults + "}}]}");
         m_poBoard = QelVxdSim_Board(3, 0, 0);
         ASSERT_NE(m_poBoard, nullptr);
         m_poHost = std::make_unique<CSpiHost>(roSim, MapRegisters(*m_poBoard));
@@ -117,6 +118,22 @@ TEST_F(CFlashTest, ReadIsContinuousAndWrapsAtTheEndOfTheChip)
     const std::vector<MUINT8> aucExpected = {At(uiEnd - 2), At(uiEnd - 1), At(0), At(1)};
     EXPECT_EQ(m_poHost->Transfer({0x03, 0x03, 0xFF, 0xFE}, 4), aucExpected);
     EXPECT_EQ(m_poHost->Transfer({0xAB}, 2), (std::vector<MUINT8>{0xFF, 0xFF})) << "unknown instruction";
+}
+
+// Bit errors on the data output: about one bit in N inverted, the same ones on every run.
+TEST_F(CFlashTest, BitErrorsAreRareAndReproducible)
+{
+    std::vector<MUINT8> aaucRuns[2];
+    for (std::vector<MUINT8>& raucRun : aaucRuns)
+    {
+        Start("IS25WD020", R"("flash_bit_errors": 64)");
+        raucRun = m_poHost->Transfer({0x03, 0, 0, 0}, 256);
+    }
+    EXPECT_EQ(aaucRuns[0], aaucRuns[1]);
+    int iFlipped = 0;
+    for (MUINT32 uiAt = 0; uiAt < 256; ++uiAt)
+        iFlipped += __builtin_popcount(aaucRuns[0][uiAt] ^ At(uiAt));
+    EXPECT_TRUE(iFlipped > 10 && iFlipped < 60) << iFlipped << " of 2048 bits, about 32 expected";
 }
 
 TEST_F(CFlashTest, ProgramClearsBitsOnlyWrapsInItsPageAndKeepsThePartBusy)

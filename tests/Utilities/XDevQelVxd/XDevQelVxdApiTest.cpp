@@ -7,6 +7,9 @@
 
 #include "QelVxdPrivate.h"
 #include "QelVxdSim.h"
+#include "XContext.h"
+#include "XContextMgr.h"
+#include "XDevCoreInit.h"
 #include "XDevQelVxd.h"
 
 namespace
@@ -20,14 +23,15 @@ std::string Report(int iLine)
 }
 
 // Boards at 03:00.0 (reference model, blank flash) and, in the second rig, at 04:00.0 with
-// windows that cannot be mapped.
+// windows that cannot be mapped and at 05:00.0 with a memory window that has no address.
 const char* const s_pszOneBoard =
     R"({"bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 4}],
         "boards": [{"bus": 3, "device": 0, "function": 0, "subsystem": "0x0A011E5B"}]})";
 const char* const s_pszUnreachable =
-    R"({"bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 4}],
+    R"({"bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 5}],
         "boards": [{"bus": 3, "device": 0, "function": 0, "subsystem": "0x0A011E5B"},
-                   {"bus": 4, "device": 0, "function": 0, "faults": {"map_fails": true}}]})";
+                   {"bus": 4, "device": 0, "function": 0, "faults": {"map_fails": true}},
+                   {"bus": 5, "device": 0, "function": 0, "faults": {"bar_unassigned": ["memory"]}}]})";
 
 class DeviceApiTest : public ::testing::Test
 {
@@ -94,9 +98,17 @@ INSTANTIATE_TEST_SUITE_P(
         SNoManagerCase{"ClearInitialized", [] { return XDevQelVxd_ClearInitialized(0); }, 0, 645}),
     [](const ::testing::TestParamInfo<SNoManagerCase>& roInfo) { return std::string(roInfo.param.pszName); });
 
-TEST_F(DeviceApiTest, SecondCleanupReturnsZeroSilently)
+// A second Init is refused and keeps the manager and its boards; the refused builder is the
+// manager's all the same and goes with it at Cleanup. A second Cleanup finds nothing to do.
+TEST_F(DeviceApiTest, SecondInitIsRefusedAndSecondCleanupIsSilent)
 {
     LoadAndInit(s_pszOneBoard);
+    CaptureStdout();
+    EXPECT_EQ(XDevQelVxd_Init(), 0);
+    EXPECT_NE(GetCapturedStdout().find(Report(354)), std::string::npos);
+    MUINT32 uiCount = 0;
+    EXPECT_EQ(XDevQelVxd_GetNbDevice(&uiCount), 1);
+    EXPECT_EQ(uiCount, 1u);
     EXPECT_EQ(XDevQelVxd_Cleanup(), 1);
     CaptureStdout();
     EXPECT_EQ(XDevQelVxd_Cleanup(), 0);
@@ -149,6 +161,35 @@ TEST_F(DeviceApiTest, SecondInitialisationFindsTheMarkerWithoutReport)
     EXPECT_EQ(XDevQelVxd_InitializeDevice(0), 0);
 }
 
+// Core device whose marker write failed: a result of its own, neither success nor a known failure.
+class CMarkerWriteFailed : public XDevCoreInit
+{
+public:
+    CMarkerWriteFailed() : XDevCoreInit(OPTION_INIT_ALL) {}
+    LStatus ClearInitialized() override { return 0; }
+    MBOOL32 IsHardwareInitialize() override { return FALSE; }
+    LStatus InitializeHardware() override { return -5; }
+    MBOOL32 IsDriverRunning() const override { return FALSE; }
+};
+
+TEST_F(DeviceApiTest, OtherCoreResultFailsTheCallAndLeavesTheMemoryMapped)
+{
+    LoadAndInit(s_pszOneBoard);
+    XDevVxdInfoTag oInfo = {};
+    ASSERT_EQ(XDevQelVxd_GetDeviceInfo(0, &oInfo), 1);   // populates the board's context
+    XContext* poContext = nullptr;
+    ASSERT_TRUE(g_poContextMgr->GetContext(0, poContext));
+    auto* poCore = new CMarkerWriteFailed();
+    ASSERT_EQ(poContext->RegisterDevice(poCore), 0);
+    poContext->m_poXDevCoreInit = poCore;
+    CaptureStdout();
+    EXPECT_EQ(XDevQelVxd_InitializeDevice(0), -1);
+    GetCapturedStdout();
+    MUINT64 hMem = 0;
+    EXPECT_EQ(XDevQelVxd_GetDevice(0, nullptr, nullptr, nullptr, &hMem, nullptr), 1);
+    EXPECT_NE(hMem, 0u);
+}
+
 TEST_F(DeviceApiTest, BadIndexFailsEveryCallWithItsReportAndWritesNothing)
 {
     LoadAndInit(s_pszOneBoard);
@@ -175,6 +216,12 @@ TEST_F(DeviceApiTest, UnreachableBoardFailsQuietlyAndIsNeverDriven)
     EXPECT_EQ(XDevQelVxd_ClearInitialized(1), 0);
     EXPECT_EQ(GetCapturedStdout(), "");
     EXPECT_EQ(QelVxdSim_Board(4, 0, 0)->PeekReg(0x26FC), 0u);
+
+    // Without a memory window the board is refused before its flash is read or a clock is set.
+    CaptureStdout();
+    EXPECT_EQ(XDevQelVxd_InitializeDevice(2), -1);
+    EXPECT_NE(GetCapturedStdout().find(Report(538)), std::string::npos);
+    EXPECT_EQ(QelVxdSim_Board(5, 0, 0)->Stats().uiRegWrites, 0u);
 
     // The reachable board beside it is unaffected.
     EXPECT_EQ(XDevQelVxd_InitializeDevice(0), 0);

@@ -82,14 +82,19 @@ void CQelSimBoard::DefineConfigSpace(const SQelSimBoardDesc& roDesc)
     // the size mask. The memory window is prefetchable, the register window is not.
     const MUINT32 uiMemoryMask = ~(MemorySize() - 1) & ~BAR_FLAGS_MASK;
     const MUINT32 uiRegisterMask = ~(RegisterSize() - 1) & ~BAR_FLAGS_MASK;
+    // A BAR that firmware left unassigned holds address 0 (its type bits are hardwired): the
+    // board does not decode that window until software assigns it the window's address.
     const MUINT32 uiType = m_bBar64 ? BAR_TYPE_64BIT : 0;
-    Define(REG_BAR0, (MUINT32)m_uiMemoryBase | uiType | BAR_PREFETCHABLE, uiMemoryMask);
-    Define(RegisterBarOffset(), (MUINT32)m_uiRegisterBase | uiType, uiRegisterMask);
+    const MUINT64 uiMemoryAt = (m_oFaults.uiBarUnassigned & QELSIM_BAR_MEMORY) != 0 ? 0 : m_uiMemoryBase;
+    const MUINT64 uiRegisterAt = (m_oFaults.uiBarUnassigned & QELSIM_BAR_REGISTERS) != 0 ? 0 : m_uiRegisterBase;
+    Define(REG_BAR0, (MUINT32)uiMemoryAt | uiType | BAR_PREFETCHABLE, uiMemoryMask);
+    Define(RegisterBarOffset(), (MUINT32)uiRegisterAt | uiType, uiRegisterMask);
     if (m_bBar64)
     {
-        Define(REG_BAR0 + 4, (MUINT32)(m_uiMemoryBase >> 32), 0xFFFFFFFF);
-        Define(RegisterBarOffset() + 4, (MUINT32)(m_uiRegisterBase >> 32), 0xFFFFFFFF);
+        Define(REG_BAR0 + 4, (MUINT32)(uiMemoryAt >> 32), 0xFFFFFFFF);
+        Define(RegisterBarOffset() + 4, (MUINT32)(uiRegisterAt >> 32), 0xFFFFFFFF);
     }
+    m_bIgnoresConfigWrites = m_oFaults.bConfigWritesIgnored;
 
     Define(REG_SUBSYSTEM, roDesc.uiSubsystem, 0);
     Define(REG_CAP_POINTER, BOARD_CAP_PM, 0);
@@ -129,9 +134,19 @@ MUINT64 CQelSimBoard::BarAddress(MUINT32 uiBarOffset) const
     return m_bBar64 ? uiLow | ((MUINT64)PeekConfig(uiBarOffset + 4) << 32) : uiLow;
 }
 
+void CQelSimBoard::DropOffBus()
+{
+    if (!m_bOffBus)
+    {
+        m_bOffBus = true;
+        Note("dropped off the bus (fault gone_after_reset)");
+        UpdateDecode();
+    }
+}
+
 void CQelSimBoard::ComputeDecode(bool& rbMemory, bool& rbRegisters) const
 {
-    const bool bEnabled = (PeekConfig(REG_COMMAND) & COMMAND_MEMORY_ENABLE) != 0;
+    const bool bEnabled = !m_bOffBus && (PeekConfig(REG_COMMAND) & COMMAND_MEMORY_ENABLE) != 0;
     rbMemory = bEnabled && BarAddress(REG_BAR0) == m_uiMemoryBase;
     rbRegisters = bEnabled && BarAddress(RegisterBarOffset()) == m_uiRegisterBase;
 }

@@ -69,6 +69,8 @@ public:
     MUINT32 RegisterBarOffset() const;
     bool MemoryDecoded() const { return m_bMemoryDecoded; }
     bool RegistersDecoded() const { return m_bRegistersDecoded; }
+    // The board leaves the bus for good: no configuration access and no window answers again.
+    void DropOffBus();
 
     // ---- Host accesses of 1, 2 or 4 bytes at an offset in a window. A window the board does not
     // decode reads as all ones and drops writes, as an unclaimed PCI Express request does.

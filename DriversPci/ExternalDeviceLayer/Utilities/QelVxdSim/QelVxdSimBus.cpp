@@ -80,6 +80,10 @@ void CQelSimFunction::DefinePcieCapability(MUINT32 uiOffset, MUINT32 uiNext, MUI
 
 MUINT32 CQelSimFunction::ConfigRead(MUINT32 uiOffset, MUINT32 uiBytes)
 {
+    if (m_bOffBus)
+    {
+        return uiBytes >= 4 ? 0xFFFFFFFFu : (1u << (8 * uiBytes)) - 1;
+    }
     const MUINT32 uiDwordOffset = uiOffset & ~3u;
     MUINT32 uiDword             = PeekConfig(uiDwordOffset);
     if (m_poLink != nullptr && uiDwordOffset == m_poLink->ControlOffset())
@@ -92,6 +96,10 @@ MUINT32 CQelSimFunction::ConfigRead(MUINT32 uiOffset, MUINT32 uiBytes)
 
 void CQelSimFunction::ConfigWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
 {
+    if (m_bOffBus || m_bIgnoresConfigWrites)
+    {
+        return;
+    }
     const MUINT32 uiDwordOffset = uiOffset & ~3u;
     const MUINT32 uiShift       = 8 * (uiOffset & 3);
     const MUINT32 uiByteMask    = (uiBytes >= 4 ? 0xFFFFFFFFu : (1u << (8 * uiBytes)) - 1) << uiShift;
@@ -228,9 +236,13 @@ MEMHANDLE CQelSimBus::Map(MUINT64 uiPhysical, MUINT32 uiLength)
             {
                 continue;
             }
-            if (poBoard->Faults().bMapFails)
+            const SQelSimBoardFaults& roFaults = poBoard->Faults();
+            const bool bMemory = roWindow.eSpace == EQelSimSpace::Memory;
+            if (roFaults.bMapFails || (bMemory ? roFaults.bMapMemoryFails : roFaults.bMapRegistersFails))
             {
-                poBoard->Note("mapping refused (fault map_fails)");
+                poBoard->Note(roFaults.bMapFails ? "mapping refused (fault map_fails)"
+                              : bMemory          ? "mapping refused (fault map_memory_fails)"
+                                                 : "mapping refused (fault map_registers_fails)");
                 return 0;
             }
             // Reserve inaccessible address space: the handle is unique while the mapping lives,

@@ -91,6 +91,10 @@ public:
     // Trace note on this function's line (nothing when not tracing).
     void Note(const char* pszText);
 
+    // A function that left the bus (its link went down for good) answers configuration reads
+    // with all ones and drops writes, as an unclaimed request ends.
+    bool OffBus() const { return m_bOffBus; }
+
     SQelSimEnv& Env() { return m_roEnv; }
 
 protected:
@@ -108,6 +112,8 @@ protected:
     virtual void OnConfigWritten(MUINT32 uiOffset);
 
     SQelSimEnv& m_roEnv;
+    bool m_bOffBus = false;
+    bool m_bIgnoresConfigWrites = false;   // writes reach no register
 
 private:
     PCIHANDLE m_hLocation;

@@ -125,6 +125,10 @@ void CQelSimChip::Reset(const char* pszHow)
     {
         m_roBoard.PokeConfig(QelSimPci::REG_COMMAND, m_roBoard.PeekConfig(QelSimPci::REG_COMMAND) | CFG_STATUS_PARITY_ERROR);
     }
+    if (m_roBoard.Faults().bGoneAfterReset)
+    {
+        m_roBoard.DropOffBus();   // the link never trains again after the reset
+    }
 }
 
 void CQelSimChip::PulseResetPin() { Reset("chip reset by its reset pin"); }

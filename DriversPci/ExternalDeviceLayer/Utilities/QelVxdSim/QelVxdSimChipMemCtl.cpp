@@ -38,6 +38,7 @@ void CQelSimChipMemCtl::PowerOn()
     {
         roPhy = SPhy{};
     }
+    m_uiStatusReads = 0;
 }
 
 void CQelSimChipMemCtl::StartRunning()
@@ -48,11 +49,14 @@ void CQelSimChipMemCtl::StartRunning()
     {
         return;
     }
+    // An earlier process polled the training to its end.
+    m_uiStatusReads = ~0u;
     for (MUINT32 uiPhy = 0; uiPhy < PHY_COUNT; uiPhy++)
     {
         if ((uiFitted & (1u << uiPhy)) != 0)
         {
             m_aoPhys[uiPhy].uiDoneAtUs = m_roChip.NowUs();
+            m_aoPhys[uiPhy].uiStatusReads = ~0u;
         }
     }
 }
@@ -77,7 +81,13 @@ bool CQelSimChipMemCtl::PhyDone(MUINT32 uiPhy) const
     const CQelSimBoard& roBoard = m_roChip.Board();
     const MUINT32 uiBit = 1u << uiPhy;
     return uiPhy < PHY_COUNT && (roBoard.PhyMask() & uiBit) != 0 && (roBoard.Faults().uiPhyNotDone & uiBit) == 0 &&
-           m_aoPhys[uiPhy].uiDoneAtUs != msc_uiNotStarted && m_roChip.NowUs() >= m_aoPhys[uiPhy].uiDoneAtUs;
+           m_aoPhys[uiPhy].uiDoneAtUs != msc_uiNotStarted && m_roChip.NowUs() >= m_aoPhys[uiPhy].uiDoneAtUs &&
+           PolledEnough(m_aoPhys[uiPhy].uiStatusReads);
+}
+
+bool CQelSimChipMemCtl::PolledEnough(MUINT32 uiReads) const
+{
+    return uiReads >= m_roChip.Board().Faults().uiTrainingPolls;
 }
 
 bool CQelSimChipMemCtl::PhyTrained(MUINT32 uiPhy) const
@@ -100,7 +110,8 @@ bool CQelSimChipMemCtl::AnyTrainingStarted() const
 bool CQelSimChipMemCtl::ControllerReady() const
 {
     const MUINT32 uiPhys = ControllerPhys();
-    if (uiPhys == 0 || m_roChip.Board().Faults().bControllerNotReady || !m_roChip.MemoryClocksRunning())
+    if (uiPhys == 0 || m_roChip.Board().Faults().bControllerNotReady || !m_roChip.MemoryClocksRunning() ||
+        !PolledEnough(m_uiStatusReads))
     {
         return false;
     }
@@ -129,6 +140,7 @@ MUINT32 CQelSimChipMemCtl::OnRead(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiSto
 {
     if (uiOffset == REG_MEM_STATUS1)
     {
+        m_uiStatusReads += m_uiStatusReads != ~0u ? 1 : 0;
         if (ControllerReady())
         {
             return MEM_STATUS1_READY;
@@ -146,7 +158,13 @@ MUINT32 CQelSimChipMemCtl::OnRead(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiSto
         return 0;
     }
     const MUINT32 uiPhy = (MUINT32)__builtin_ctz(uiSelected);
-    return uiOffset == REG_PHY_PGSR0 ? PhyStatus(uiPhy) : m_aoPhys[uiPhy].auiRegisters[(uiOffset - REG_PHY_FIRST) / 4];
+    if (uiOffset != REG_PHY_PGSR0)
+    {
+        return m_aoPhys[uiPhy].auiRegisters[(uiOffset - REG_PHY_FIRST) / 4];
+    }
+    MUINT32& ruiReads = m_aoPhys[uiPhy].uiStatusReads;
+    ruiReads += ruiReads != ~0u ? 1 : 0;
+    return PhyStatus(uiPhy);
 }
 
 MUINT32 CQelSimChipMemCtl::OnWrite(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiStored, MUINT32 uiWritten, MUINT32)
@@ -181,10 +199,12 @@ MUINT32 CQelSimChipMemCtl::OnWrite(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiSt
         {
             // Training needs the memory clocks; without them the PHY never completes.
             roPhy.uiDoneAtUs = m_roChip.MemoryClocksRunning() ? m_roChip.NowUs() + msc_uiTrainingUs : msc_uiNotStarted;
+            roPhy.uiStatusReads = 0;
         }
     }
     if (bStart && uiSelected != 0)
     {
+        m_uiStatusReads = 0;
         m_roChip.SetMemoryUp(false);   // retraining takes the memory away from its clients
     }
     return uiWritten;

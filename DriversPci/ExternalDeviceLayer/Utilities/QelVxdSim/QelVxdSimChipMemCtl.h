@@ -7,7 +7,9 @@
 // msc_uiTrainingUs later, a PHY that is not fitted never does. The controller uses the PHYs of its
 // configuration register (bits 2-5) and reports ready in its status register (bit 24, busy bit 29
 // clear) while each of them has trained without error and the clocks run. Writing its control
-// word while it is ready brings the memory up.
+// word while it is ready brings the memory up. With the "training_polls" fault a PHY reports done
+// no earlier than at the Nth read of its PGSR0 since its training started, and the controller
+// ready no earlier than at the Nth read of its status since the last training start.
 #pragma once
 
 #include "QelBaseTypes.h"
@@ -71,7 +73,11 @@ private:
     {
         MUINT32 auiRegisters[msc_uiPhyRegisterCount] = {};
         MUINT64 uiDoneAtUs = msc_uiNotStarted;   // when the running initialisation completes
+        MUINT32 uiStatusReads = 0;               // PGSR0 reads since it started
     };
+
+    // Enough status reads for the training_polls fault.
+    bool PolledEnough(MUINT32 uiReads) const;
 
     MUINT32 SelectedPhys() const;
     MUINT32 ControllerPhys() const;
@@ -80,4 +86,5 @@ private:
 
     CQelSimChip& m_roChip;
     SPhy m_aoPhys[QelSimChip::PHY_COUNT];
+    MUINT32 m_uiStatusReads = 0;   // controller status reads since the last training start
 };

@@ -4,10 +4,34 @@
 
 using namespace QelSimEeprom;
 
-CQelSimEepromBus::CQelSimEepromBus(CQelSimBoard& roBoard)
-    : m_bGrantNever(roBoard.Faults().bGrantNever), m_oFlash(roBoard), m_bClock(false), m_bChipSelectN(true),
-      m_uiBusRequests(0)
+namespace
 {
+// One step of a 32-bit xorshift generator: the same sequence on every host, so that a run with
+// bit errors is reproducible.
+MUINT32 NextRandom(MUINT32& ruiState)
+{
+    ruiState ^= ruiState << 13;
+    ruiState ^= ruiState >> 17;
+    ruiState ^= ruiState << 5;
+    return ruiState;
+}
+}  // namespace
+
+CQelSimEepromBus::CQelSimEepromBus(CQelSimBoard& roBoard)
+    : m_bGrantNever(roBoard.Faults().bGrantNever), m_uiOutStuck(roBoard.Faults().uiFlashOutStuck),
+      m_uiBitErrors(roBoard.Faults().uiFlashBitErrors),
+      m_uiErrorSeed(0x9E3779B9u ^ (MUINT32)roBoard.Location()),   // never 0, which xorshift keeps
+      m_bInverted(false), m_oFlash(roBoard), m_bClock(false), m_bChipSelectN(true), m_uiBusRequests(0)
+{
+}
+
+bool CQelSimEepromBus::DataOutLine() const
+{
+    if (m_uiOutStuck != QELSIM_FAULT_NONE)
+    {
+        return m_uiOutStuck != 0;
+    }
+    return m_oFlash.DataOut() != m_bInverted;
 }
 
 MUINT32 CQelSimEepromBus::OnRead(CQelSimBoard&, MUINT32, MUINT32 uiStored, MUINT32)
@@ -17,7 +41,7 @@ MUINT32 CQelSimEepromBus::OnRead(CQelSimBoard&, MUINT32, MUINT32 uiStored, MUINT
     {
         uiValue |= BYPASS_GRANT;
     }
-    if (m_oFlash.DataOut())
+    if (DataOutLine())
     {
         uiValue |= BYPASS_DATA_OUT;
     }
@@ -56,6 +80,8 @@ void CQelSimEepromBus::DriveClock(bool bClock, bool bDataIn)
     else
     {
         m_oFlash.ClockFall();
+        // The flash drives its next bit now; a faulty line may invert it.
+        m_bInverted = m_uiBitErrors != 0 && NextRandom(m_uiErrorSeed) % m_uiBitErrors == 0;
     }
     m_bClock = bClock;
 }
@@ -75,6 +101,7 @@ void CQelSimEepromBus::DriveSelectChange(bool bClock, bool bChipSelectN, bool bD
     if (bChipSelectN)
     {
         m_oFlash.Deselect();
+        m_bInverted = false;   // a deselected flash does not drive the line
     }
     m_bChipSelectN = bChipSelectN;
 }

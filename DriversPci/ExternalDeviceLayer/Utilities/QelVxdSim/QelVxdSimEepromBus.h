@@ -7,6 +7,8 @@
 // the flash and chip select 0 (active low), and bit 16 (read only) returns the flash's data
 // output. Without the grant the engine keeps chip select high and the clock low, so a bus given
 // back in the middle of a transaction ends it. The "grant_never" fault keeps the grant away.
+// The data output reaches the host through the "flash_out_stuck" and "flash_bit_errors" faults:
+// a line stuck at one level, or single bits inverted as the flash shifts them out.
 //
 // Every access costs a few bit operations; the flash model is called only on line changes.
 #pragma once
@@ -47,12 +49,18 @@ public:
 
 private:
     bool Granted(MUINT32 uiStored) const { return (uiStored & QelSimEeprom::BYPASS_REQUEST) != 0 && !m_bGrantNever; }
+    // The data output line as the host samples it.
+    bool DataOutLine() const;
     // The flash's lines after a write: a clock edge alone, or a chip select change (which begins
     // or ends a transaction, and is kept out of the clock's path).
     void DriveClock(bool bClock, bool bDataIn);
     [[gnu::noinline]] void DriveSelectChange(bool bClock, bool bChipSelectN, bool bDataIn);
 
     bool m_bGrantNever;
+    MUINT32 m_uiOutStuck;    // QELSIM_FAULT_NONE, 0 or 1
+    MUINT32 m_uiBitErrors;   // one bit in N inverted, 0: none
+    MUINT32 m_uiErrorSeed;   // generator of the inverted bits
+    bool m_bInverted;        // the bit on the line now is inverted
     CQelSimSpiFlash m_oFlash;
     bool m_bClock;  // the lines as the flash sees them
     bool m_bChipSelectN;

@@ -8,14 +8,29 @@
 
 #include "QelBaseTypes.h"
 
+// A value fault that is not switched on.
+inline constexpr MUINT32 QELSIM_FAULT_NONE = 0xFFFFFFFF;
+
 struct SQelSimBoardFaults
 {
     // Mapping the board's windows fails, as it does for a user without access to /dev/mem.
     bool bMapFails = false;
+    // Mapping only the register window / only the memory window fails.
+    bool bMapRegistersFails = false;
+    bool bMapMemoryFails = false;
+    // Windows whose BAR firmware left unassigned (address 0): bit 0 memory, bit 1 registers.
+    MUINT32 uiBarUnassigned = 0;
+    // The function ignores every write to its configuration space.
+    bool bConfigWritesIgnored = false;
     // The chip's EEPROM engine never grants the bus to the host.
     bool bGrantNever = false;
     // The flash's busy bit never clears after a program or erase.
     bool bFlashStuckBusy = false;
+    // The flash's data output as the host samples it: QELSIM_FAULT_NONE, or stuck at 0 or 1.
+    MUINT32 uiFlashOutStuck = QELSIM_FAULT_NONE;
+    // One bit in N that the flash shifts out reaches the host inverted (0: none), drawn from a
+    // generator seeded by the board's location, so every run sees the same errors.
+    MUINT32 uiFlashBitErrors = 0;
 
     // ---- Chip (QelVxdSimChip.h).
     // Synthesizers that never lock: bits 0-2 FS0-FS2, bits 3-6 VID0-VID3.
@@ -34,10 +49,20 @@ struct SQelSimBoardFaults
     bool bEnginesStuck = false;
     // After a chip reset the command/status dword never reads what it read before.
     bool bDevctlUnstable = false;
+    // The first chip reset takes the board off the bus for good: configuration reads give all
+    // ones, writes are dropped, and neither window answers.
+    bool bGoneAfterReset = false;
+    // After each training start the PHYs report done, and the controller ready, no earlier than
+    // at the Nth read of their status (0: as soon as training allows).
+    MUINT32 uiTrainingPolls = 0;
 };
 
 // The "-1" of a count fault: always.
 inline constexpr MUINT32 QELSIM_FAULT_ALWAYS = 0xFFFFFFFF;
+
+// Bits of uiBarUnassigned.
+inline constexpr MUINT32 QELSIM_BAR_MEMORY = 1u << 0;
+inline constexpr MUINT32 QELSIM_BAR_REGISTERS = 1u << 1;
 
 enum class EQelSimFaultType
 {

@@ -40,6 +40,10 @@ const SQelSimFlashChip s_aoChips[] = {
     {"S25FL127S",    16 * MiB,  NONE,           Id(0x01, 0x17), Id(0x01, 0x20, 0x18),         WREN, PP,      0x07},
     {"N25Q128A",     16 * MiB,  NONE,           NONE,           Id(0x20, 0xBA, 0x18, 0x10),   WREN, PP,      0},
     {"unknown",      128 * KiB, NONE,           Id(0xC8, 0x10), Id(0xC8, 0x40, 0x11),         WREN, PP,      0},
+    // Parts that test the order of identification: any device of vendor 0x10, and a part that
+    // answers both 0x15 (as the 128 KiB part) and 0x90 (as an 8 MiB one).
+    {"id-1610",      128 * KiB, NONE,           Id(0x10, 0x16), NONE,                         WREN, PP,      0},
+    {"id-1f-ef16",   128 * KiB, Id(0x1F, 0x60), Id(0xEF, 0x16), NONE,                         WREN, PP,      0},
 };
 }  // namespace
 

@@ -50,6 +50,25 @@ MUINT32 ReadConfigDword(PCIHANDLE hPciHandle, int iOffset)
     csReadDword(hPciHandle, iOffset, &uiValue);
     return uiValue;
 }
+
+// Tells the operator why a board's registers are out of reach: the firmware gave the window no
+// address, or the system refused to map it.
+void HintUnmappedRegisters(const PCILOCATION& roLocation, bool bNoAddress)
+{
+    const unsigned uiBus = roLocation.bus;
+    const unsigned uiDevice = roLocation.device;
+    const unsigned uiFunction = roLocation.function;
+    if (bNoAddress)
+    {
+        OsServices::WriteOperatorHint("the board at PCI %02x:%02x.%x has no address for its register window (its "
+                                      "BAR reads 0), so nothing is done on it: assign it in the firmware's PCI "
+                                      "settings", uiBus, uiDevice, uiFunction);
+        return;
+    }
+    OsServices::WriteOperatorHint("the registers of the board at PCI %02x:%02x.%x could not be mapped through "
+                                  "/dev/mem, so nothing is done on it: run as root, on a kernel that allows "
+                                  "/dev/mem access to the board's windows", uiBus, uiDevice, uiFunction);
+}
 }  // namespace
 
 XContextMgr::XContextMgr() : m_bIsPopulated(FALSE)
@@ -198,11 +217,7 @@ MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
     if (!poHwAccess->IsRegisterWindowMapped())
     {
         // The board stays listed; every access to its registers fails, so nothing drives it.
-        OsServices::WriteOperatorHint("the registers of the board at PCI %02x:%02x.%x could not be mapped through "
-                                      "/dev/mem, so nothing is done on it: run as root, on a kernel that allows "
-                                      "/dev/mem access to the board's windows",
-                                      static_cast<unsigned>(oLocation.bus), static_cast<unsigned>(oLocation.device),
-                                      static_cast<unsigned>(oLocation.function));
+        HintUnmappedRegisters(oLocation, poHwAccess->m_oReg.PhysicalAddress() == 0);
     }
 
     LDeviceCreateOptTag oOptions;

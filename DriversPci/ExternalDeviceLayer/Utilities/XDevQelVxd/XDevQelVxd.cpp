@@ -2,8 +2,10 @@
 
 #include <new>
 
+#include "OsServices.h"
 #include "QelAssert.h"
 #include "QelTools.h"
+#include "QelVxdApi.h"
 #include "XBoard.h"
 #include "XContext.h"
 #include "XContextConstructHb4MemInit.h"
@@ -32,6 +34,7 @@ enum EReport : int
     REPORT_INITDEVICE_NO_CONTEXT   = 530,
     REPORT_INITDEVICE_NO_BUILDER   = 534,
     REPORT_INITDEVICE_POPULATE     = 536,
+    REPORT_INITDEVICE_NO_MEMORY    = 538,
     REPORT_INFO_NO_MANAGER         = 577,
     REPORT_INFO_NULL               = 578,
     REPORT_INFO_NO_CONTEXT         = 584,
@@ -55,6 +58,7 @@ enum class EPrepareFailure
     NO_BUILDER,
     POPULATE,
     UNREACHABLE,   // register window not mapped: reported when the board was found
+    NO_MEMORY,     // memory window without an address: the board's memory cannot be reached
 };
 
 // The reports of one caller's PrepareBoard failures.
@@ -63,11 +67,39 @@ struct SPrepareReports
     EReport eNoContext;
     EReport eNoBuilder;
     EReport ePopulate;
+    bool bNeedsMemoryWindow = false;   // the call tests or uses the board's memory
 };
+
+// Firmware leaves a BAR at address 0 when it could not give the window a place. Physical
+// address 0 is system RAM, never the board: such a board must not be brought up, since its
+// memory could be neither tested nor used. One line on standard error tells the operator why.
+bool MemoryWindowAssigned(MUINT32 uiIndex, const XContext& roContext)
+{
+    if (roContext.m_poHwAccess == nullptr || roContext.m_poHwAccess->m_roMem.GetPhysMemory() != 0)
+    {
+        return true;
+    }
+    XContext* poContext = nullptr;
+    MUINT64 hPci = 0;
+    MUINT64 hRegs = 0;
+    MUINT64 hMem = 0;
+    MUINT32 uiRegsSize = 0;
+    MUINT32 uiMemSize = 0;
+    PCILOCATION oLocation = {};
+    if (g_poContextMgr->GetContext(uiIndex, poContext, hPci, hRegs, uiRegsSize, hMem, uiMemSize))
+    {
+        pciGetLocation(hPci, &oLocation);
+    }
+    OsServices::WriteOperatorHint("the board at PCI %02x:%02x.%x has no address for its memory window (BAR 0 "
+                                  "reads 0), so nothing is done on it: assign it in the firmware's PCI settings",
+                                  (unsigned)oLocation.bus, (unsigned)oLocation.device, (unsigned)oLocation.function);
+    return false;
+}
 
 // Gets the board's context and builder and lets the builder read the EEPROM and populate the
 // context (the builder does this once per board). A board whose register window is not mapped
-// is left alone: nothing could reach it, and the manager already told the user why.
+// is left alone: nothing could reach it, and the manager already told the user why. A call that
+// needs the memory window also leaves a board alone whose memory window has no address.
 EPrepareFailure PrepareBoard(MUINT32 uiIndex, const SPrepareReports& roReports, XContext*& rpoContext)
 {
     rpoContext = nullptr;
@@ -85,6 +117,11 @@ EPrepareFailure PrepareBoard(MUINT32 uiIndex, const SPrepareReports& roReports, 
     if (rpoContext->m_poHwAccess != nullptr && !rpoContext->m_poHwAccess->IsRegisterWindowMapped())
     {
         return EPrepareFailure::UNREACHABLE;
+    }
+    if (roReports.bNeedsMemoryWindow && !MemoryWindowAssigned(uiIndex, *rpoContext))
+    {
+        QEL_ASSERT_REPORT_AT(REPORT_INITDEVICE_NO_MEMORY);
+        return EPrepareFailure::NO_MEMORY;
     }
     if (poBuilder->ReadEepromAndPopulateXContext(*rpoContext) < 0)
     {
@@ -211,7 +248,8 @@ int XDevQelVxd_InitializeDevice(MUINT32 uiIndex)
         return -1;
     }
     XContext* poContext = nullptr;
-    if (PrepareBoard(uiIndex, {REPORT_INITDEVICE_NO_CONTEXT, REPORT_INITDEVICE_NO_BUILDER, REPORT_INITDEVICE_POPULATE},
+    if (PrepareBoard(uiIndex,
+                     {REPORT_INITDEVICE_NO_CONTEXT, REPORT_INITDEVICE_NO_BUILDER, REPORT_INITDEVICE_POPULATE, true},
                      poContext) != EPrepareFailure::NONE)
     {
         return -1;

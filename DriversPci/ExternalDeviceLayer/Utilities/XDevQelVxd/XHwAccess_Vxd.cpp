@@ -224,10 +224,10 @@ void XRegAccessVxd::Init(MUINT32, MUINT32 uiAddressLow, MUINT32 uiAddressHigh, M
     UnmapWindow(m_hRegMem);
     m_uiSize = uiSize;
 
-    const MUINT64 uiAddress = JoinAddress(uiAddressLow, uiAddressHigh);
-    if (uiAddress != 0 && uiSize != 0)
+    m_uiPhysAddr = JoinAddress(uiAddressLow, uiAddressHigh);
+    if (m_uiPhysAddr != 0 && uiSize != 0)
     {
-        m_hRegMem = memMap64(uiAddress, uiSize, XMmAccessVxd::msc_uiMapUncached);
+        m_hRegMem = memMap64(m_uiPhysAddr, uiSize, XMmAccessVxd::msc_uiMapUncached);
     }
 }
 

@@ -50,7 +50,7 @@ private:
 class XRegAccessVxd final : public XWindowAccessVxd<XRegAccess, XRegAccessVxd>
 {
 public:
-    XRegAccessVxd() : m_hRegMem(0), m_uiSize(0) {}
+    XRegAccessVxd() : m_hRegMem(0), m_uiPhysAddr(0), m_uiSize(0) {}
     ~XRegAccessVxd() override;
 
     // Maps the window at once, uncached. A base address of 0 (a BAR that decodes no memory)
@@ -61,8 +61,11 @@ public:
     // Virtual address of the window (0 when not mapped) and its size in bytes.
     MEMHANDLE WindowAddress() const { return m_hRegMem; }
     MUINT32 WindowSize() const { return m_uiSize; }
+    // The window's physical address from the BAR: 0 when the firmware gave it none.
+    MUINT64 PhysicalAddress() const { return m_uiPhysAddr; }
 
     MEMHANDLE m_hRegMem;   // virtual address of the window, 0 when not mapped
+    MUINT64   m_uiPhysAddr;
     MUINT32   m_uiSize;
 };
 

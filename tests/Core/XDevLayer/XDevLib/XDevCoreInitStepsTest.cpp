@@ -74,6 +74,27 @@ TEST_F(CClockTest, ZeroTargetSwitchesTheSynthesizerOff)
     EXPECT_EQ(m_aoLog, aoExpected);
 }
 
+// With these limits the closest divider set (M0 45, M1 30, P0 30, P1 1) gives 607.5 MHz for a
+// 600 MHz target, 1.25 % off: outside the band, and still what the synthesizer gets.
+TEST_F(CClockTest, TargetOutsideTheBandIsStillProgrammed)
+{
+    Build({.fnPatch = [](tagPins10Clock& roClock, tagPins10Mem_v2&) {
+        roClock.uiVco1Min = roClock.uiVco1Max = 1215000;
+        roClock.uiFreqRef2Min = roClock.uiFreqRef2Max = 40000;
+        roClock.uiVco2Min = roClock.uiVco2Max = 1200000;
+    }});
+    EXPECT_EQ(Core().InitFS(0x2650, 0x2654, 600000, 27000, 110), 1);
+    EXPECT_EQ(Clocks().OutputKhz(0), 607500u);
+}
+
+TEST_F(CClockTest, TargetThatNoDividerSetReachesWritesNothing)
+{
+    Build();
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().InitFS(0x2650, 0x2654, 1, 27000, 110), 0); });
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(843) Assertion failed")) << sOut;
+    EXPECT_TRUE(Writes().empty());
+}
+
 TEST_F(CClockTest, BusSideSourceOtherThanASystemSynthesizerWritesNothing)
 {
     // The bus side runs from video synthesizer 0.
@@ -178,14 +199,42 @@ TEST_F(CCoreInitTest, PhyThatNeverFinishesFailsWithThePollingRules)
     EXPECT_FALSE(Chip().MemoryUp());
 }
 
-TEST_F(CCoreInitTest, PhyTrainingErrorFailsTheController)
+// Training that ends late or badly. With training_polls N the PHYs report done, and the
+// controller ready, on the Nth read of their status. The ready poll makes 50 reads and fails when
+// it used them all, even if the 50th showed ready; the done poll makes 51 and fails only when the
+// 51st still showed the PHY busy. A PHY that trained with an error is reported on its own.
+struct STrainingCase
 {
-    BuildBoard(R"("faults": {"phy_error": [1]})");
+    const char* pszName;
+    const char* pszFaults;
+    LStatus iResult;
+    bool bPhysBusy;
+    size_t uiReadyReads;
+    const char* pszMessage;
+};
+void PrintTo(const STrainingCase& ro, std::ostream* po) { *po << ro.pszName; }
+
+using CTrainingTest = TCoreInitParamTest<STrainingCase>;
+
+TEST_P(CTrainingTest, PollsAndErrorsDecide)
+{
+    BuildBoard(std::string(R"("faults": {)") + GetParam().pszFaults + "}");
     ASSERT_EQ(Core().ClockMemInit(), 1);
-    const std::string sOut = Output([&] { EXPECT_EQ(Core().InitMctl(0xF), -1); });
-    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(884) Assertion failed"));
-    EXPECT_FALSE(Contains(sOut, "Phys stay busy"));
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().InitMctl(0xF), GetParam().iResult); });
+    EXPECT_EQ(Contains(sOut, "Phys stay busy"), GetParam().bPhysBusy) << sOut;
+    EXPECT_TRUE(Contains(sOut, GetParam().pszMessage)) << sOut;
+    EXPECT_EQ(Count('R', 0x5DE4), GetParam().uiReadyReads);
 }
+
+const STrainingCase s_aoTrainingCases[] = {
+    {"ReadyOnTheLastPollButOne", R"("training_polls": 49)", 0, false, 49, ""},
+    {"ReadyOnTheLastPoll", R"("training_polls": 50)", -1, false, 50, ""},
+    {"PhysDoneOnTheirLastPoll", R"("training_polls": 51)", -1, false, 50, ""},
+    {"PhysDoneAfterTheirLastPoll", R"("training_polls": 52)", -1, true, 50, "XDevCoreInit_Hb4.cpp(870) Assertion"},
+    {"PhyTrainingError", R"("phy_error": [1])", -1, false, 50, "XDevCoreInit_Hb4.cpp(884) Assertion failed"},
+};
+
+INSTANTIATE_TEST_SUITE_P(XDevCoreInit, CTrainingTest, ::testing::ValuesIn(s_aoTrainingCases), CaseName);
 
 // ---- Memory test.
 

@@ -93,8 +93,11 @@ void PrintTo(const SAttemptCase& ro, std::ostream* po) { *po << ro.pszName; }
 const SAttemptCase s_aoAttemptCases[] = {
     {"MemoryAlwaysFails", R"("faults": {"memory_fail_inits": -1})", XDevCoreInit::OPTION_INIT_ALL, -1, 11, 10, 0,
      "Memory initialization fail after 11 tries\n"},
-    {"MemoryFailsTwice", R"("faults": {"memory_fail_inits": 2})", XDevCoreInit::OPTION_INIT_ALL, 0, 3, 2, 0xC0000000,
-     "Memory initialization fail: Memory test failed\n"},
+    // The count decides: the 11th attempt fails the initialisation even when it passed.
+    {"MemoryFailsNineTimes", R"("faults": {"memory_fail_inits": 9})", XDevCoreInit::OPTION_INIT_ALL, 0, 10, 9,
+     0xC0000000, "Memory initialization fail: Memory test failed\n"},
+    {"MemoryFailsTenTimes", R"("faults": {"memory_fail_inits": 10})", XDevCoreInit::OPTION_INIT_ALL, -1, 11, 10, 0,
+     "Memory initialization fail after 11 tries\n"},
     {"NoResetPermission", R"("faults": {"memory_fail_inits": -1})", (XDevCoreInit::EInitOption)6, 0, 1, 0, 0xC0000000,
      "Memory initialization fail: Memory test failed\n"},
     {"PllNeverLocks", R"("faults": {"pll_no_lock": ["FS1"]})", XDevCoreInit::OPTION_INIT_ALL, -1, 11, 10, 0,
@@ -194,6 +197,18 @@ TEST_F(CResetTest, RevisionZeroPullsTheResetPinsAndRestoresTheConfiguration)
             auiExpected.push_back(uiOffset);
     auiExpected.push_back(4);
     EXPECT_EQ(auiRestored, auiExpected);
+}
+
+TEST_F(CResetTest, RevisionZeroThatLeavesTheBusIsPolledForASecondAndReported)
+{
+    BuildBoard(R"("chip_revision": 0, "faults": {"gone_after_reset": true})");
+    AddPins({"HB4_SRST"});
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().HardwareReset(), 0); });
+    EXPECT_TRUE(Contains(sOut, "Hb4 Chips did not recover from hardware reset\n")) << sOut;
+    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(1309) Assertion failed"));
+    EXPECT_FALSE(Contains(sOut, "not functional")) << "the chip left the bus as the reset should make it";
+    EXPECT_EQ(Count('c', 0), 1002u) << "saved, checked once after the pulse, then polled 1000 times";
+    EXPECT_EQ(Count('C', 4), 0u) << "nothing is restored";
 }
 
 struct SPinCase

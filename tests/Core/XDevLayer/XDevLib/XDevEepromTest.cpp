@@ -199,6 +199,8 @@ TEST_F(CEepromTest, DetectionIdentifiesEveryPartOfTheTable)
         {"S25FL127S", TRUE, 0x1000000, 3, 0x02, 0x06, 0x9C, E::INST_READ_STATUS_2A, "S25FL127S"},
         {"N25Q128A", TRUE, 0x1000000, 3, 0x02, 0x06, 0x9C, E::INST_NONE, "N25Q128A"},
         {"unknown", FALSE, 0, 0, 0x02, 0x06, 0x9C, E::INST_NONE, "Unknown"},
+        {"id-1610", TRUE, 0x20000, 3, 0x02, 0x06, 0x8C, E::INST_NONE, "M25P10"},
+        {"id-1f-ef16", TRUE, 0x20000, 0, 0x02, 0x06, 0x8C, E::INST_NONE, "AT25F1024"},
     };
     for (const SCase& roCase : aoCases)
     {
