@@ -1,5 +1,5 @@
-// The divider solver on limit sets small enough to work out by hand, and on the chip's own
-// limits where the answer can be checked against the synthesizer formula.
+// The divider solver on limit sets small enough to work out by hand. On the chip's own limits the
+// simulated synthesizers check its answers: they lock only within their ranges.
 #include <gtest/gtest.h>
 
 #include <tuple>
@@ -74,26 +74,6 @@ TEST(XCascadedPll, RefusesAZeroTargetReferenceOrDivider)
     EXPECT_EQ(oResult.uiM0 + oResult.uiNbIter + oResult.uiOutputFreq, 0u);
     EXPECT_EQ(oPll.ComputeParam(400000, 0, 110, 1, oResult), -1);
     EXPECT_EQ(oPll.ComputeFreq(27000, 64, 50, 0, 2), 0u) << "zero divider";
-}
-
-// On the chip's limits every system frequency of the reference boards is reachable within the
-// 1.1 % band, and the chosen set obeys the ranges the synthesizer needs.
-TEST(XCascadedPll, ChipTargetsLandWithinTheBandAndTheRanges)
-{
-    XCascadedPll oPll(s_oChip);
-    for (MUINT32 uiTarget : {400000u, 450000u, 500000u, 533000u, 600000u, 148500u, 27000u})
-    {
-        SParamResult oResult{};
-        EXPECT_EQ(oPll.ComputeParam(uiTarget, 27000, 110, 1, oResult), 0) << uiTarget;
-        const MUINT64 uiVco0 = 27000ull * oResult.uiM0;
-        const MUINT64 uiFi = uiVco0 / oResult.uiP0;
-        EXPECT_EQ(oResult.uiOutputFreq, oPll.ComputeFreq(27000, oResult.uiM0, oResult.uiM1, oResult.uiP0, oResult.uiP1));
-        EXPECT_LE(oResult.uiOutputFreq > uiTarget ? oResult.uiOutputFreq - uiTarget : uiTarget - oResult.uiOutputFreq,
-                  uiTarget * 110 / 10000);
-        EXPECT_TRUE(uiVco0 >= 1200000 && uiVco0 <= 2400000) << uiTarget;
-        EXPECT_TRUE(uiFi >= 23000 && uiFi <= 48000) << uiTarget;
-        EXPECT_GT(oResult.uiNbIter, 0u);
-    }
 }
 
 // Any non-zero divider limit is enough; with all of them zero, one proper frequency range is. A

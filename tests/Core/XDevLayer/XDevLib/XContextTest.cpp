@@ -10,7 +10,6 @@
 #include "XBufferMgr.h"
 #include "XContext.h"
 #include "XCounterMgr.h"
-#include "XDevBoardModel.h"
 #include "XDevCoreInit.h"
 #include "XDevLibTestDoubles.h"
 #include "XInterruptMgr.h"
@@ -63,26 +62,6 @@ public:
     LStatus m_iClearResult = 0;
 };
 
-class CLoggingHmc : public XDevHmc
-{
-public:
-    explicit CLoggingHmc(CEventLog& roLog) : m_roLog(roLog) {}
-    LStatus DeAllocatedData(MBOOL32 bFreeAll) override
-    {
-        m_roLog.push_back("hmc free " + std::to_string(bFreeAll));
-        return 0;
-    }
-    CEventLog& m_roLog;
-};
-
-class CLoggingBufferMgr : public XBufferMgrDummy
-{
-public:
-    explicit CLoggingBufferMgr(CEventLog& roLog) : XBufferMgrDummy(nullptr, nullptr), m_roLog(roLog) {}
-    void Reset() override { m_roLog.push_back("buffers reset"); }
-    CEventLog& m_roLog;
-};
-
 // Whether running fn made the context report a failed assertion.
 template <class TFn>
 bool Asserts(TFn&& rfn)
@@ -111,10 +90,10 @@ protected:
         return poDevice;
     }
 
-    // The managers the tool gives every board: dummies, with buffers that log their reset.
+    // The managers the tool gives every board: dummies.
     void AddServices()
     {
-        XBufferMgr* poBuffers = new CLoggingBufferMgr(m_asLog);
+        XBufferMgr* poBuffers = new XBufferMgrDummy(&m_oOs, m_poHw);
         XInterruptMgr* poInterrupts = new XInterruptMgrDummy(&m_oOs, m_poHw, poBuffers);
         XCounterMgr* poCounters = new XCounterMgrDummy(&m_oOs, m_poHw, poInterrupts);
         EXPECT_EQ(m_poContext->RegisterDeviceServices(poBuffers, poCounters, poInterrupts), 0);
@@ -195,9 +174,6 @@ TEST_F(ContextTest, SingleSlotsAndTheServicesRefuseASecondOccupant)
     EXPECT_EQ(m_poContext->SetInitDevice(poCore), -1);
     EXPECT_EQ(m_poContext->GetInitDevice(), poCore);
 
-    XBoard oBoard;
-    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->RegisterBoard(&oBoard), -1); }));
-
     // Device services: all three at once, once.
     EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->RegisterDeviceServices(nullptr, nullptr, nullptr), -2); }));
     AddServices();
@@ -233,12 +209,10 @@ TEST_F(ContextTest, EachDeviceIsResetOnceAfterItsDependencies)
 // ---- Start sequence.
 
 // Interrupts are off while the core runs and on again only after it succeeded; only then are the
-// devices reset. The memory cube forgets its data before the core wipes the memory, the buffers
-// theirs after.
+// devices reset.
 TEST_F(ContextTest, InterruptsAreOnAgainOnlyAfterASuccessfulCore)
 {
     AddServices();
-    m_poContext->RegisterDevice(new CLoggingHmc(m_asLog));
     CScriptedCoreInit* poCore = AddCore();
     AddDevice("A");
     XInterruptMgr& roInterrupts = *m_poContext->m_poInterruptMgr;
@@ -248,7 +222,7 @@ TEST_F(ContextTest, InterruptsAreOnAgainOnlyAfterASuccessfulCore)
     EXPECT_EQ(m_poContext->InitializeHardware(), -10);
     EXPECT_FALSE(roInterrupts.m_bIsEnabled);
     EXPECT_FALSE(m_poContext->m_poXBoard->IsMemoryInitialized());
-    EXPECT_EQ(m_asLog, (CEventLog{"hmc free 1", "init core"}));
+    EXPECT_EQ(m_asLog, (CEventLog{"init core"}));
 
     poCore->m_iInitResult = 1;   // already initialised
     m_asLog.clear();
@@ -256,7 +230,7 @@ TEST_F(ContextTest, InterruptsAreOnAgainOnlyAfterASuccessfulCore)
     EXPECT_EQ(m_poContext->InitializeHardware(), 1);
     EXPECT_TRUE(roInterrupts.m_bIsEnabled);
     EXPECT_TRUE(m_poContext->m_poXBoard->IsMemoryInitialized());
-    EXPECT_EQ(m_asLog, (CEventLog{"hmc free 1", "init core", "buffers reset", "reset A 1"}));
+    EXPECT_EQ(m_asLog, (CEventLog{"init core", "reset A 1"}));
 }
 
 TEST_F(ContextTest, NoCoreDeviceFailsAndLeavesInterruptsOff)
