@@ -1,5 +1,6 @@
-// The board record: its texts (raw copies that never overrun a field) and how it is filled from a
-// parameter block.
+// The board record: its texts (raw copies that never overrun a field), and reading a parameter
+// block into it, which must neither overrun nor rewrite the block. The tool never reads the
+// record's fields back.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -54,49 +55,23 @@ protected:
         oMemory.auiMemQty[0] = 2;
         oMemory.auiMemQty[1] = 2;
         tagPins10FactoryOptions oOptions = {0x1F};
-        tagPins10Limitation oLimitation = {4, 8};
         CPins10TestChain oChain;
         oChain.Block(PINS10_SIGNATURE_HEADER, pvHeader, uiHeaderSize)
             .Record(PINS10_SIGNATURE_CPU, oCpu)
             .Record(PINS10_SIGNATURE_MEMORY, oMemory);
         if (bOptions)
-            oChain.Record(PINS10_SIGNATURE_FACTORY_OPTIONS, oOptions).Record(PINS10_SIGNATURE_LIMITATION, oLimitation);
+            oChain.Record(PINS10_SIGNATURE_FACTORY_OPTIONS, oOptions);
         return oChain.End().Bytes();
-    }
-    static std::vector<MUINT8> ChainWith(MUINT32 uiPcbInfo, bool bOptions = true)
-    {
-        const tagPins10Header oHeader = Pins10TestHeader(uiPcbInfo);
-        return Chain(&oHeader, sizeof(oHeader), bOptions);
-    }
-    std::string PcbNumber() const
-    {
-        char szText[64];
-        EXPECT_EQ(0, m_oBoard.GetPcbNumber(szText));
-        return szText;
     }
 
     XBoard m_oBoard;
 };
 
-// The record's own fields, which the tool never reads back: one check of each kind.
-TEST_F(XBoardReadPinsTest, OptionsProcessorBitsAndLimits)
-{
-    const std::vector<MUINT8> auiPins = ChainWith(0x07E50C1F);
-    ASSERT_TRUE(m_oBoard.ReadPinsData((unsigned)auiPins.size(), auiPins.data()));
-    EXPECT_EQ("2021-1231", PcbNumber());
-    EXPECT_TRUE(m_oBoard.IsExternalProcessorAvailable());   // processor options 0x5
-    EXPECT_EQ(128u, m_oBoard.GetMemSize());
-    MUINT32 uiEncoders = 0, uiDecoders = 0;
-    m_oBoard.GetEncoderDecoderLimit(uiEncoders, uiDecoders);
-    EXPECT_EQ(4u, uiEncoders);
-    EXPECT_EQ(8u, uiDecoders);
-    EXPECT_EQ(nullptr, m_oBoard.GetPinsData());   // reading keeps no copy
-}
-
 TEST_F(XBoardReadPinsTest, FailuresKeepWhatWasFilled)
 {
-    const std::vector<MUINT8> auiNoOptions = ChainWith(0x07E50C00, false);
-    std::vector<MUINT8> auiBroken = ChainWith(0x07E50C00);
+    const tagPins10Header oHeader = Pins10TestHeader(0x07E50C00);
+    const std::vector<MUINT8> auiNoOptions = Chain(&oHeader, sizeof(oHeader), false);
+    std::vector<MUINT8> auiBroken = Chain(&oHeader, sizeof(oHeader));
     auiBroken[auiBroken.size() - 8] = 0;   // end block gone
     testing::internal::CaptureStdout();
     EXPECT_FALSE(m_oBoard.ReadPinsData(0, auiBroken.data()));
@@ -121,24 +96,4 @@ TEST_F(XBoardReadPinsTest, CallersBlockIsNotRewritten)
     EXPECT_EQ(auiBefore, auiPins);
 }
 
-// ---- Private copy: never more is handed back than was stored.
-
-TEST(XBoardStorePins, KeepsItsOwnCopy)
-{
-    XBoard oBoard;
-    std::vector<MUINT8> auiFirst(100, 0x11), auiSecond(40, 0x22);
-    ASSERT_TRUE(oBoard.StorePinsData((unsigned)auiFirst.size(), auiFirst.data()));
-    ASSERT_TRUE(oBoard.StorePinsData((unsigned)auiSecond.size(), auiSecond.data()));
-    auiSecond[0] = 0;
-    std::vector<MUINT8> auiOut(64, 0xEE);
-    ASSERT_TRUE(oBoard.GetPinsData((unsigned)auiOut.size(), auiOut.data()));
-    EXPECT_EQ(0x22, auiOut[0]);
-    EXPECT_EQ(0x22, auiOut[39]);
-    EXPECT_EQ(0xEE, auiOut[40]);
-
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(oBoard.StorePinsData(10, nullptr));
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(40u, oBoard.GetPinsDataSize());
-}
 }  // namespace

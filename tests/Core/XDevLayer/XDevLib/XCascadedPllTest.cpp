@@ -76,14 +76,4 @@ TEST(XCascadedPll, RefusesAZeroTargetReferenceOrDivider)
     EXPECT_EQ(oPll.ComputeFreq(27000, 64, 50, 0, 2), 0u) << "zero divider";
 }
 
-// Limits with no divider and no proper frequency range are refused, and such a solver computes
-// nothing.
-TEST(XCascadedPll, RefusedLimitsComputeNothing)
-{
-    const SPllData oNone = {{0, 0}, {0, 0}, {0, 0}, {0, 0}, {2, 2}, {9, 1}, {0, 0}};
-    XCascadedPll oRejected(oNone);
-    EXPECT_FALSE(oRejected.IsInitialized());
-    SParamResult oResult{};
-    EXPECT_EQ(oRejected.ComputeParam(100, 100, 110, 1, oResult), -1);
-}
 }  // namespace

@@ -136,34 +136,15 @@ TEST_F(ContextTest, DevicesAreOwnedOnceAndDestroyedLastRegisteredFirst)
 
 TEST_F(ContextTest, LookupsPastTheRegistryFindNothing)
 {
-    XDev* poEeprom0 = AddDevice("E0", XDev::TYPE_EEPROM);
+    AddDevice("E0", XDev::TYPE_EEPROM);
     AddDevice("G");
     XDev* poEeprom1 = AddDevice("E1", XDev::TYPE_EEPROM);
-    EXPECT_EQ(m_poContext->GetXDevice(XDev::TYPE_EEPROM, 0), poEeprom0);
     EXPECT_EQ(m_poContext->GetXDevice(XDev::TYPE_EEPROM, 1), poEeprom1);
     EXPECT_EQ(m_poContext->GetXDevice(XDev::TYPE_EEPROM, 2), nullptr);
     EXPECT_EQ(m_poContext->GetXDevice(XDev::TYPE_CORE_INIT, 0), nullptr);
-    EXPECT_EQ(m_poContext->GetXDeviceCount(XDev::TYPE_EEPROM), 2u);
-
     CaptureStdout();   // the device container reports the index, not the context
     EXPECT_EQ(m_poContext->GetXDevice(3), nullptr);
     EXPECT_NE(GetCapturedStdout().find("Assertion failed"), std::string::npos);
-}
-
-// The core device and the services take one occupant each; services come all three at once, and
-// a refused set stays its caller's to delete.
-TEST_F(ContextTest, SingleSlotsAndTheServicesRefuseASecondOccupant)
-{
-    CScriptedCoreInit* poCore = AddCore();
-    EXPECT_EQ(m_poContext->SetInitDevice(poCore), -1);
-    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->RegisterDeviceServices(nullptr, nullptr, nullptr), -2); }));
-    AddServices();
-    XBufferMgrDummy oBuffers(&m_oOs, m_poHw);
-    XInterruptMgrDummy oInterrupts(&m_oOs, m_poHw, &oBuffers);
-    XCounterMgrDummy oCounters(&m_oOs, m_poHw, &oInterrupts);
-    EXPECT_TRUE(
-        Asserts([&] { EXPECT_EQ(m_poContext->RegisterDeviceServices(&oBuffers, &oCounters, &oInterrupts), -1); }));
-    EXPECT_NE(m_poContext->m_poBufferMgr, &oBuffers);
 }
 
 // ---- Dependency-ordered reset.
@@ -212,15 +193,6 @@ TEST_F(ContextTest, InterruptsAreOnAgainOnlyAfterASuccessfulCore)
     EXPECT_TRUE(roInterrupts.m_bIsEnabled);
     EXPECT_TRUE(m_poContext->m_poXBoard->IsMemoryInitialized());
     EXPECT_EQ(m_asLog, (CEventLog{"init core", "reset A 1"}));
-}
-
-TEST_F(ContextTest, NoCoreDeviceFailsAndLeavesInterruptsOff)
-{
-    AddServices();
-    m_poContext->m_poInterruptMgr->Enable();
-    EXPECT_EQ(m_poContext->InitializeHardware(), -1);
-    EXPECT_FALSE(m_poContext->m_poInterruptMgr->m_bIsEnabled);
-    EXPECT_EQ(m_poContext->ClearInitializeCore(), -1);
 }
 
 // Any non-zero answer of the core, "it was not set" included, leaves the board's flag set.
