@@ -44,21 +44,12 @@ size_t CountLines(const std::string& rs)
 class BoardLock : public ::testing::Test
 {
 protected:
-    void TearDown() override { Release(); }
-
-    void Hold()
+    void SetUp() override
     {
         m_iHeld = open((m_oRig.Dir() / "rig.state.json.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-        ASSERT_EQ(flock(m_iHeld, LOCK_EX | LOCK_NB), 0);
     }
-    void Release()
-    {
-        if (m_iHeld >= 0)
-        {
-            close(m_iHeld);
-            m_iHeld = -1;
-        }
-    }
+    void TearDown() override { close(m_iHeld); }
+    void Hold() { ASSERT_EQ(flock(m_iHeld, LOCK_EX | LOCK_NB), 0); }
 
     const CRigDir m_oRig = CRigDir::FromText(Rig(R"("time": "real", "state": "rig.state.json",)"));
     int m_iHeld = -1;
@@ -73,7 +64,7 @@ TEST_F(BoardLock, RunWaitsWhileTheLockIsHeldThenInitialises)
     int iWait = 0;
     EXPECT_EQ(waitpid(oRun.iPid, &iWait, WNOHANG), 0) << "the run did not wait for the lock";
     EXPECT_FALSE(std::filesystem::exists(m_oRig.Dir() / "rig.state.json")) << "the board was touched";
-    Release();
+    flock(m_iHeld, LOCK_UN);
 
     const SToolRun oEnd = m_oRig.Wait(oRun);
     EXPECT_EQ(oEnd.iStatus, 0) << oEnd.sErr;
@@ -200,15 +191,7 @@ const SPciLibraryCase g_aoPciLibraryCases[] = {
     {"NotLibpci", "libc.so.6", "libc.so.6 has no pci_alloc"},
 };
 
-class PciLibraryTest : public ::testing::TestWithParam<SPciLibraryCase>
-{
-protected:
-    void TearDown() override
-    {
-        QelVxdLinuxSetPciLibraryForTest(nullptr);
-        QelVxdSetBackendForTest(nullptr);
-    }
-};
+using PciLibraryTest = ::testing::TestWithParam<SPciLibraryCase>;
 
 TEST_P(PciLibraryTest, UnloadableLibraryIsReportedAndReadsFail)
 {
@@ -226,6 +209,8 @@ TEST_P(PciLibraryTest, UnloadableLibraryIsReportedAndReadsFail)
     }
     MUINT32 uiId = 0x12345678;
     EXPECT_EQ(QelVxdLinuxConfigRead(QelVxdMakePciHandle(0, 0, 0), 0, &uiId, sizeof(uiId)), 0);
+    QelVxdLinuxSetPciLibraryForTest(nullptr);
+    QelVxdSetBackendForTest(nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Libraries, PciLibraryTest, ::testing::ValuesIn(g_aoPciLibraryCases),

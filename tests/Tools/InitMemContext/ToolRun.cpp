@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 extern char** environ;
@@ -36,9 +37,7 @@ void WriteImage(const fs::path& roPath, const unsigned char* pucBlock, unsigned 
 std::string Slurp(const fs::path& roPath)
 {
     std::ifstream oFile(roPath, std::ios::binary);
-    std::ostringstream oText;
-    oText << oFile.rdbuf();
-    return oText.str();
+    return std::string(std::istreambuf_iterator<char>(oFile), {});
 }
 
 std::vector<std::string> Split(const std::string& rsText, char cSeparator)
@@ -61,14 +60,13 @@ void CRigDir::MakeDir()
     WriteImage(m_oDir / "FanlessPins.bin", InitMemTest_FanlessPins, InitMemTest_FanlessPins_size);
 }
 
-CRigDir::CRigDir(const std::string& rsRig)
+CRigDir::CRigDir(const std::string& rsRig) : m_sRig(rsRig)
 {
     MakeDir();
-    m_sRig = rsRig;
     if (rsRig != "default")
     {
-        fs::copy_file(g_oData / "rigs" / rsRig, m_oDir / rsRig);
         m_sRig = (m_oDir / rsRig).string();
+        fs::copy_file(g_oData / "rigs" / rsRig, m_sRig);
     }
 }
 
@@ -100,7 +98,7 @@ fs::path CRigDir::OutputPath(int iNumber, const char* pszStream) const
 
 namespace
 {
-// The strings as the NULL-terminated array of pointers that posix_spawn takes.
+// The strings as the null-terminated array of pointers that posix_spawn takes.
 std::vector<char*> Pointers(std::vector<std::string>& ras)
 {
     std::vector<char*> apsz;

@@ -1,5 +1,5 @@
-// The divider solver on limit sets small enough to work out by hand, and on the chip's own
-// limits where the answer can be checked against the synthesizer formula.
+// The divider solver on limit sets small enough to work out by hand. On the chip's own limits the
+// simulated synthesizers check its answers: they lock only within their ranges.
 #include <gtest/gtest.h>
 
 #include <tuple>
@@ -46,13 +46,9 @@ const SSearchCase s_aoSearchCases[] = {
     {"tolerance mode takes the first in band", s_oSmall, 90, 100, 2000, 0, 0, {4, 2, 2, 2, 100, 1}},
     {"tolerance mode without a candidate in band", s_oSmall, 90, 100, 100, 0, 1, {0, 0, 0, 0, 0, 6}},
     // A tolerance of 200 % makes the band 180 wide: 90 - 180 wraps to near 2^32, so the band
-    // holds nothing, neither for the tolerance search nor for the exact hit's result.
-    {"a band wider than the target wraps and holds nothing", s_oSmall, 90, 100, 20000, 0, 1, {0, 0, 0, 0, 0, 6}},
+    // holds nothing, not even an exact hit.
     {"an exact hit is outside a wrapped band", s_oSmall, 100, 100, 20000, 1, 1, {4, 2, 2, 2, 100, 1}},
     {"below every VCO1: nothing usable", s_oChip, 5000, 27000, 110, 1, 1, {0, 0, 0, 0, 0, 0}},
-    {"above every VCO1: nothing usable", s_oChip, 2000000, 27000, 110, 1, 1, {0, 0, 0, 0, 0, 0}},
-    {"empty M1 range", {{1, 4}, {2, 1}, {1, 8}, {1, 2}, {200, 400}, {150, 300}, {100, 400}}, 90, 100, 1, 1, 1,
-     {0, 0, 0, 0, 0, 0}},
 };
 
 using CSearchTest = ::testing::TestWithParam<SSearchCase>;
@@ -80,51 +76,4 @@ TEST(XCascadedPll, RefusesAZeroTargetReferenceOrDivider)
     EXPECT_EQ(oPll.ComputeFreq(27000, 64, 50, 0, 2), 0u) << "zero divider";
 }
 
-// On the chip's limits every system frequency of the reference boards is reachable within the
-// 1.1 % band, and the chosen set obeys the ranges the synthesizer needs.
-TEST(XCascadedPll, ChipTargetsLandWithinTheBandAndTheRanges)
-{
-    XCascadedPll oPll(s_oChip);
-    for (MUINT32 uiTarget : {400000u, 450000u, 500000u, 533000u, 600000u, 148500u, 27000u})
-    {
-        SParamResult oResult{};
-        EXPECT_EQ(oPll.ComputeParam(uiTarget, 27000, 110, 1, oResult), 0) << uiTarget;
-        const MUINT64 uiVco0 = 27000ull * oResult.uiM0;
-        const MUINT64 uiFi = uiVco0 / oResult.uiP0;
-        EXPECT_EQ(oResult.uiOutputFreq, oPll.ComputeFreq(27000, oResult.uiM0, oResult.uiM1, oResult.uiP0, oResult.uiP1));
-        EXPECT_LE(oResult.uiOutputFreq > uiTarget ? oResult.uiOutputFreq - uiTarget : uiTarget - oResult.uiOutputFreq,
-                  uiTarget * 110 / 10000);
-        EXPECT_TRUE(uiVco0 >= 1200000 && uiVco0 <= 2400000) << uiTarget;
-        EXPECT_TRUE(uiFi >= 23000 && uiFi <= 48000) << uiTarget;
-        EXPECT_GT(oResult.uiNbIter, 0u);
-    }
-}
-
-// Any non-zero divider limit is enough; with all of them zero, one proper frequency range is.
-struct SValidateCase
-{
-    SPllData oLimits;
-    MBOOL32 bValid;
-};
-
-TEST(XCascadedPll, ValidationIsPermissive)
-{
-    const SValidateCase aoCases[] = {
-        {{{0, 0}, {0, 0}, {0, 0}, {0, 7}, {0, 0}, {0, 0}, {0, 0}}, 1},
-        {{{5, 1}, {0, 0}, {0, 0}, {0, 0}, {9, 1}, {9, 1}, {9, 1}}, 1},
-        {{{0, 0}, {0, 0}, {0, 0}, {0, 0}, {9, 1}, {1, 2}, {9, 1}}, 1},
-        {{{0, 0}, {0, 0}, {0, 0}, {0, 0}, {1, 2}, {9, 1}, {9, 1}}, 1},
-        {{{0, 0}, {0, 0}, {0, 0}, {0, 0}, {9, 1}, {9, 1}, {1, 2}}, 1},
-        {{{0, 0}, {0, 0}, {0, 0}, {0, 0}, {2, 2}, {9, 1}, {0, 0}}, 0},
-    };
-    for (const SValidateCase& roCase : aoCases)
-    {
-        XCascadedPll oPll(roCase.oLimits);
-        EXPECT_EQ(oPll.ValidateAlgoData(roCase.oLimits), roCase.bValid);
-        EXPECT_EQ(oPll.IsInitialized(), roCase.bValid);
-    }
-    XCascadedPll oRejected(aoCases[5].oLimits);
-    SParamResult oResult{};
-    EXPECT_EQ(oRejected.ComputeParam(100, 100, 110, 1, oResult), -1);
-}
 }  // namespace

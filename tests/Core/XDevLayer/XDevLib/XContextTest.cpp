@@ -1,22 +1,66 @@
-// The device context over an in-memory board: construction, registries, dependency-ordered
-// reset, the start sequence with its interrupt handling, and teardown.
+// The device context over an in-memory board: registries, dependency-ordered reset, the start
+// sequence with its interrupt handling, and teardown.
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
 #include "OsServices.h"
 #include "XBoard.h"
+#include "XBufferMgr.h"
 #include "XContext.h"
 #include "XCounterMgr.h"
+#include "XDevCoreInit.h"
 #include "XDevLibTestDoubles.h"
-#include "XInterruptHandler.h"
+#include "XInterruptMgr.h"
+#include "XTracesMgrStub.h"
 
 namespace
 {
 using ::testing::internal::CaptureStdout;
 using ::testing::internal::GetCapturedStdout;
+
+// Log shared by the doubles of one test: "reset A 1", "delete A", ...
+typedef std::vector<std::string> CEventLog;
+
+// A device that logs its resets and its destruction.
+class CLoggingDev : public XDev
+{
+public:
+    CLoggingDev(CEventLog& roLog, const std::string& rsName, XDev::EType eType = XDev::TYPE_GENERIC)
+        : XDev(eType), m_roLog(roLog), m_sName(rsName)
+    {
+    }
+    ~CLoggingDev() override { m_roLog.push_back("delete " + m_sName); }
+    LStatus Reset(int iMode) override
+    {
+        m_roLog.push_back("reset " + m_sName + " " + std::to_string(iMode));
+        return m_iResetResult;
+    }
+
+    CEventLog& m_roLog;
+    std::string m_sName;
+    LStatus m_iResetResult = 0;
+};
+
+// Core-initialisation device whose results the test sets.
+class CScriptedCoreInit : public XDevCoreInit
+{
+public:
+    explicit CScriptedCoreInit(CEventLog& roLog) : XDevCoreInit(OPTION_INIT_ALL), m_roLog(roLog) {}
+    LStatus ClearInitialized() override { return m_iClearResult; }
+    MBOOL32 IsHardwareInitialize() override { return FALSE; }
+    LStatus InitializeHardware() override
+    {
+        m_roLog.push_back("init core");
+        return m_iInitResult;
+    }
+    MBOOL32 IsDriverRunning() const override { return FALSE; }
+
+    CEventLog& m_roLog;
+    LStatus m_iInitResult = 0;
+    LStatus m_iClearResult = 0;
+};
 
 // Whether running fn made the context report a failed assertion.
 template <class TFn>
@@ -28,23 +72,13 @@ bool Asserts(TFn&& rfn)
     return sOut.find("XContext.cpp(") != std::string::npos && sOut.find("Assertion failed") != std::string::npos;
 }
 
-std::vector<std::string> Resets(const CEventLog& roLog)
-{
-    std::vector<std::string> asResets;
-    for (const std::string& rs : roLog)
-        if (rs.rfind("reset ", 0) == 0)
-            asResets.push_back(rs.substr(6, rs.find(' ', 6) - 6));
-    return asResets;
-}
-
 class ContextTest : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
         m_poHw = new CFakeHwAccess;
-        m_poTraces = new CRecordingTracesMgr;
-        m_poContext = new XContext(&m_oOs, m_poHw, m_poTraces);
+        m_poContext = new XContext(&m_oOs, m_poHw, new XTracesMgrStub);
         ASSERT_TRUE(m_poContext->m_bInitialized);
     }
     void TearDown() override { delete m_poContext; }
@@ -56,20 +90,18 @@ protected:
         return poDevice;
     }
 
-    // Dummy buffer and counter managers and an interrupt manager over a scripted algorithm.
-    CScriptedAlgo* AddServices(XDevReferenceCnt* poRefCnt = nullptr)
+    // The managers the tool gives every board: dummies.
+    void AddServices()
     {
-        CScriptedAlgo* poAlgo = new CScriptedAlgo;
-        XBufferMgr* poBuffers = new CLoggingBufferMgr(m_asLog);
-        XInterruptMgr* poInterrupts = new XInterruptMgr(&m_oOs, m_poHw, poBuffers, poAlgo, FALSE);
-        XCounterMgr* poCounters = new XCounterMgr(&m_oOs, m_poHw, poInterrupts, poRefCnt, nullptr, 0);
+        XBufferMgr* poBuffers = new XBufferMgrDummy(&m_oOs, m_poHw);
+        XInterruptMgr* poInterrupts = new XInterruptMgrDummy(&m_oOs, m_poHw, poBuffers);
+        XCounterMgr* poCounters = new XCounterMgrDummy(&m_oOs, m_poHw, poInterrupts);
         EXPECT_EQ(m_poContext->RegisterDeviceServices(poBuffers, poCounters, poInterrupts), 0);
-        return poAlgo;
     }
 
-    CScriptedCoreInit* AddCore(LStatus iInitResult)
+    CScriptedCoreInit* AddCore()
     {
-        CScriptedCoreInit* poCore = new CScriptedCoreInit(m_asLog, iInitResult);
+        CScriptedCoreInit* poCore = new CScriptedCoreInit(m_asLog);
         EXPECT_EQ(m_poContext->RegisterDevice(poCore), 0);
         EXPECT_EQ(m_poContext->SetInitDevice(poCore), 0);
         return poCore;
@@ -78,284 +110,100 @@ protected:
     CEventLog m_asLog;
     OsServices m_oOs;
     CFakeHwAccess* m_poHw = nullptr;
-    CRecordingTracesMgr* m_poTraces = nullptr;
     XContext* m_poContext = nullptr;
 };
 }  // namespace
 
-// ---- Construction.
-
-struct SConstructionCase
-{
-    const char* pszName;
-    bool bOs;
-    bool bHw;
-    int iTraces;     // 0 none, 1 not initialised, 2 valid
-    bool bListed;    // the context joins the list of live contexts
-};
-void PrintTo(const SConstructionCase& ro, std::ostream* po) { *po << ro.pszName; }
-
-using ContextConstructionTest = ::testing::TestWithParam<SConstructionCase>;
-
-TEST_P(ContextConstructionTest, MissingPartLeavesContextInvalidAndDestroyable)
-{
-    const SConstructionCase& roCase = GetParam();
-    OsServices oOs;
-    XTracesMgr* poTraces = nullptr;
-    if (roCase.iTraces > 0)
-    {
-        poTraces = new CRecordingTracesMgr;
-        poTraces->m_bInitialized = (roCase.iTraces == 2);
-    }
-
-    XContext* poContext = nullptr;
-    XHwAccess* poHw = roCase.bHw ? new CFakeHwAccess : nullptr;
-    EXPECT_TRUE(Asserts([&] { poContext = new XContext(roCase.bOs ? &oOs : nullptr, poHw, poTraces); }));
-    EXPECT_FALSE(poContext->m_bInitialized);
-    EXPECT_EQ(poContext->m_poServicesCore, nullptr);
-    EXPECT_EQ(XContext::FindContextBySerialNumber("Unknown") == poContext, roCase.bListed);
-
-    delete poContext;
-    EXPECT_EQ(XContext::ms_pdapoContexts, nullptr);
-}
-
-INSTANTIATE_TEST_SUITE_P(Parts, ContextConstructionTest,
-                         ::testing::Values(SConstructionCase{"NoOsServices", false, true, 2, false},
-                                           SConstructionCase{"NoHwAccess", true, false, 2, false},
-                                           SConstructionCase{"NoTraceManager", true, true, 0, true},
-                                           SConstructionCase{"InvalidTraceManager", true, true, 1, true}),
-                         [](const auto& roInfo) { return std::string(roInfo.param.pszName); });
-
 // ---- Registries.
 
-TEST_F(ContextTest, DeviceRegisteredTwiceIsRefusedAndKeptOnce)
+// The context owns every device it is given, an invalid one included, once, and destroys them
+// last registered first: a device may still use the ones registered before it.
+TEST_F(ContextTest, DevicesAreOwnedOnceAndDestroyedLastRegisteredFirst)
 {
-    CLoggingDev* poDevice = AddDevice("A");
-    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->RegisterDevice(poDevice), -1); }));
+    CLoggingDev* poFirst = AddDevice("A");
+    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->RegisterDevice(poFirst), -1); }));
     EXPECT_EQ(m_poContext->RegisterDevice(nullptr), -2);
-    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 1);
-    EXPECT_EQ(m_poContext->m_dapoRegistredObject.GetSize(), 1);
-}
-
-TEST_F(ContextTest, DeviceConstructedInvalidIsRegisteredTracedAndDestroyedByTheContext)
-{
-    CLoggingDev* poDevice = new CLoggingDev(m_asLog, "broken", XDev::TYPE_EEPROM);
-    poDevice->m_bInitialized = FALSE;
-    EXPECT_EQ(m_poContext->RegisterDevice(poDevice), -1);
-    EXPECT_EQ(m_poContext->GetXDevice(XDev::TYPE_EEPROM, 0), poDevice);
-
-    ASSERT_EQ(m_poTraces->m_aoRecords.size(), 1u);
-    const auto& roRecord = m_poTraces->m_aoRecords[0];
-    EXPECT_EQ(roRecord.oTrace.GetTag(), XContext::msc_uiTagRegisterDevice);
-    EXPECT_EQ(roRecord.oTrace.GetArg(0), 1u);
-    EXPECT_EQ(roRecord.oTrace.GetArg(1), static_cast<MUINT64>(XDev::TYPE_EEPROM));
-    EXPECT_EQ(roRecord.iStatus, -1);
+    CLoggingDev* poBroken = new CLoggingDev(m_asLog, "broken", XDev::TYPE_EEPROM);
+    poBroken->m_bInitialized = FALSE;
+    EXPECT_EQ(m_poContext->RegisterDevice(poBroken), -1);
+    EXPECT_EQ(m_poContext->GetXDevice(XDev::TYPE_EEPROM, 0), poBroken);
+    AddDevice("C");
 
     delete m_poContext;
     m_poContext = nullptr;
-    EXPECT_EQ(m_asLog, CEventLog{"delete broken"});
+    EXPECT_EQ(m_asLog, (CEventLog{"delete C", "delete broken", "delete A"}));
 }
 
-TEST_F(ContextTest, DevicesAreFoundByTypeInRegistrationOrder)
+TEST_F(ContextTest, LookupsPastTheRegistryFindNothing)
 {
-    XDev* poEeprom0 = AddDevice("E0", XDev::TYPE_EEPROM);
-    XDev* poGeneric = AddDevice("G", XDev::TYPE_GENERIC);
+    AddDevice("E0", XDev::TYPE_EEPROM);
+    AddDevice("G");
     XDev* poEeprom1 = AddDevice("E1", XDev::TYPE_EEPROM);
-
-    struct SCase
-    {
-        XDev::EType eType;
-        MUINT32 uiIndex;
-        XDev* poExpected;
-    };
-    for (const SCase& roCase : {SCase{XDev::TYPE_EEPROM, 0, poEeprom0}, SCase{XDev::TYPE_EEPROM, 1, poEeprom1},
-                                SCase{XDev::TYPE_EEPROM, 2, nullptr}, SCase{XDev::TYPE_GENERIC, 0, poGeneric},
-                                SCase{XDev::TYPE_CORE_INIT, 0, nullptr}})
-        EXPECT_EQ(m_poContext->GetXDevice(roCase.eType, roCase.uiIndex), roCase.poExpected)
-            << roCase.eType << "/" << roCase.uiIndex;
-    EXPECT_EQ(m_poContext->GetXDeviceCount(XDev::TYPE_EEPROM), 2u);
-    EXPECT_EQ(m_poContext->GetXDeviceCount(XDev::TYPE_CORE_INIT), 0u);
-    EXPECT_EQ(m_poContext->GetXDevice(2), poEeprom1);
-
+    EXPECT_EQ(m_poContext->GetXDevice(XDev::TYPE_EEPROM, 1), poEeprom1);
+    EXPECT_EQ(m_poContext->GetXDevice(XDev::TYPE_EEPROM, 2), nullptr);
+    EXPECT_EQ(m_poContext->GetXDevice(XDev::TYPE_CORE_INIT, 0), nullptr);
     CaptureStdout();   // the device container reports the index, not the context
     EXPECT_EQ(m_poContext->GetXDevice(3), nullptr);
     EXPECT_NE(GetCapturedStdout().find("Assertion failed"), std::string::npos);
 }
 
-TEST_F(ContextTest, SingleSlotsAndTheServicesRefuseASecondOccupant)
-{
-    CScriptedCoreInit* poCore = AddCore(0);
-    EXPECT_EQ(m_poContext->GetInitDevice(), poCore);
-    EXPECT_EQ(m_poContext->SetInitDevice(poCore), -1);
-    EXPECT_EQ(m_poContext->SetInitDevice(nullptr), -1);
-
-    EXPECT_EQ(m_poContext->RegisterBoard(nullptr), -2);
-    XBoard oBoard;
-    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->RegisterBoard(&oBoard), -1); }));
-
-    // Device services: all three at once, once.
-    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->RegisterDeviceServices(nullptr, nullptr, nullptr), -2); }));
-
-    AddServices();
-    XBufferMgrDummy oBuffers(&m_oOs, m_poHw);
-    XInterruptMgrDummy oInterrupts(&m_oOs, m_poHw, &oBuffers);
-    XCounterMgrDummy oCounters(&m_oOs, m_poHw, &oInterrupts);
-    EXPECT_TRUE(
-        Asserts([&] { EXPECT_EQ(m_poContext->RegisterDeviceServices(&oBuffers, &oCounters, &oInterrupts), -1); }));
-    EXPECT_NE(m_poContext->m_poBufferMgr, &oBuffers);
-}
-
-TEST_F(ContextTest, RegisteredObjectsAreDestroyedLastRegisteredFirst)
-{
-    AddDevice("A");
-    AddDevice("B");
-    AddDevice("C");
-    delete m_poContext;
-    m_poContext = nullptr;
-    EXPECT_EQ(m_asLog, (CEventLog{"delete C", "delete B", "delete A"}));
-}
-
 // ---- Dependency-ordered reset.
 
-struct SResetCase
+// Each device is reset once, after the devices it must follow, whichever was registered first;
+// the others in registration order. A failed reset is reported and the others still run.
+TEST_F(ContextTest, EachDeviceIsResetOnceAfterItsDependencies)
 {
-    const char* pszName;
-    std::vector<std::string> asDevices;                               // registration order
-    std::vector<std::pair<std::string, std::string>> aoResetBefore;   // (device, must be reset before it)
-    std::vector<std::string> asExpected;
-};
-void PrintTo(const SResetCase& ro, std::ostream* po) { *po << ro.pszName; }
+    AddDevice("E");
+    CLoggingDev* poA = AddDevice("A");
+    CLoggingDev* poB = AddDevice("B");
+    CLoggingDev* poC = AddDevice("C");
+    CLoggingDev* poD = AddDevice("D");
+    poA->m_dapoResetBefore.Add(poB);
+    poA->m_dapoResetBefore.Add(poC);
+    poB->m_dapoResetBefore.Add(poD);
+    poC->m_dapoResetBefore.Add(poD);
+    poD->m_iResetResult = -3;
 
-class ResetOrderTest : public ContextTest, public ::testing::WithParamInterface<SResetCase>
-{
-};
-
-TEST_P(ResetOrderTest, EachDeviceIsResetOnceAfterItsDependencies)
-{
-    const SResetCase& roCase = GetParam();
-    std::map<std::string, CLoggingDev*> oDevices;
-    for (const std::string& rsName : roCase.asDevices)
-        oDevices[rsName] = AddDevice(rsName);
-    for (const auto& roEdge : roCase.aoResetBefore)
-        oDevices[roEdge.first]->m_dapoResetBefore.Add(oDevices[roEdge.second]);
-
-    EXPECT_EQ(m_poContext->ResetDevices(1), 0);
-    EXPECT_EQ(Resets(m_asLog), roCase.asExpected);
+    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->ResetDevices(1), 0); }));
+    EXPECT_EQ(m_asLog, (CEventLog{"reset E 1", "reset D 1", "reset B 1", "reset C 1", "reset A 1"}));
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Graphs, ResetOrderTest,
-    ::testing::Values(SResetCase{"RegistrationOrder", {"A", "B", "C"}, {}, {"A", "B", "C"}},
-                      SResetCase{"DependencyRegisteredLater", {"A", "B", "C"}, {{"A", "C"}}, {"C", "A", "B"}},
-                      SResetCase{"Chain", {"A", "B", "C"}, {{"A", "B"}, {"B", "C"}}, {"C", "B", "A"}},
-                      SResetCase{"SharedDependency", {"A", "B", "C"}, {{"A", "C"}, {"B", "C"}}, {"C", "A", "B"}},
-                      SResetCase{"Diamond",
-                                 {"A", "B", "C", "D"},
-                                 {{"A", "B"}, {"A", "C"}, {"B", "D"}, {"C", "D"}},
-                                 {"D", "B", "C", "A"}}),
-    [](const auto& roInfo) { return std::string(roInfo.param.pszName); });
 
 // ---- Start sequence.
 
-struct SInitCase
+// Interrupts are off while the core runs and on again only after it succeeded; only then are the
+// devices reset.
+TEST_F(ContextTest, InterruptsAreOnAgainOnlyAfterASuccessfulCore)
 {
-    const char* pszName;
-    LStatus iCoreResult;
-    bool bEnabledBefore;
-    LStatus iExpected;
-    bool bEnabledAfter;
-    bool bDevicesReset;
-};
-void PrintTo(const SInitCase& ro, std::ostream* po) { *po << ro.pszName; }
-
-class InitializeHardwareTest : public ContextTest, public ::testing::WithParamInterface<SInitCase>
-{
-};
-
-TEST_P(InitializeHardwareTest, InterruptsAreOnAgainOnlyAfterASuccessfulCore)
-{
-    const SInitCase& roCase = GetParam();
     AddServices();
-    AddCore(roCase.iCoreResult);
+    CScriptedCoreInit* poCore = AddCore();
     AddDevice("A");
     XInterruptMgr& roInterrupts = *m_poContext->m_poInterruptMgr;
-    if (roCase.bEnabledBefore)
-        roInterrupts.Enable();
 
-    EXPECT_EQ(m_poContext->InitializeHardware(), roCase.iExpected);
-    EXPECT_EQ(roInterrupts.m_bIsEnabled != 0, roCase.bEnabledAfter);
-    EXPECT_EQ(!Resets(m_asLog).empty(), roCase.bDevicesReset);
-    EXPECT_EQ(m_poContext->m_poXBoard->IsMemoryInitialized() != 0, roCase.iExpected >= 0);
+    poCore->m_iInitResult = -10;
+    roInterrupts.Enable();
+    EXPECT_EQ(m_poContext->InitializeHardware(), -10);
+    EXPECT_FALSE(roInterrupts.m_bIsEnabled);
+    EXPECT_FALSE(m_poContext->m_poXBoard->IsMemoryInitialized());
+    EXPECT_EQ(m_asLog, (CEventLog{"init core"}));
+
+    poCore->m_iInitResult = 1;   // already initialised
+    m_asLog.clear();
+    roInterrupts.Enable();
+    EXPECT_EQ(m_poContext->InitializeHardware(), 1);
+    EXPECT_TRUE(roInterrupts.m_bIsEnabled);
+    EXPECT_TRUE(m_poContext->m_poXBoard->IsMemoryInitialized());
+    EXPECT_EQ(m_asLog, (CEventLog{"init core", "reset A 1"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    CoreResults, InitializeHardwareTest,
-    ::testing::Values(SInitCase{"InitialisedNow", 0, false, 0, true, true},
-                      SInitCase{"AlreadyInitialisedWhileEnabled", 1, true, 1, true, true},
-                      SInitCase{"FailureWhileEnabled", -1, true, -1, false, false},
-                      SInitCase{"StrapProblem", -10, false, -10, false, false}),
-    [](const auto& roInfo) { return std::string(roInfo.param.pszName); });
-
-TEST_F(ContextTest, CoreRunsAfterTheMemoryCubeFreesItsDataAndBeforeTheBuffersForget)
-{
-    AddServices();
-    m_poContext->RegisterDevice(new CLoggingHmc(m_asLog));
-    AddCore(0);
-    EXPECT_EQ(m_poContext->InitializeCore(), 0);
-    EXPECT_EQ(m_asLog, (CEventLog{"hmc free 1", "init core", "buffers reset"}));
-}
-
-TEST_F(ContextTest, NoCoreDeviceFailsAndLeavesInterruptsOff)
-{
-    AddServices();
-    m_poContext->m_poInterruptMgr->Enable();
-    EXPECT_EQ(m_poContext->InitializeHardware(), -1);
-    EXPECT_FALSE(m_poContext->m_poInterruptMgr->m_bIsEnabled);
-    EXPECT_EQ(m_poContext->ClearInitializeCore(), -1);
-}
-
-TEST_F(ContextTest, FailedDeviceResetIsReportedAndChangesNothingElse)
-{
-    AddCore(1);
-    AddDevice("A")->m_iResetResult = -3;
-    AddDevice("B");
-    EXPECT_TRUE(Asserts([&] { EXPECT_EQ(m_poContext->InitializeHardware(), 1); }));
-    EXPECT_EQ(Resets(m_asLog), (std::vector<std::string>{"A", "B"}));
-}
-
+// Any non-zero answer of the core, "it was not set" included, leaves the board's flag set.
 TEST_F(ContextTest, ClearingSetsTheBoardFlagFromTheCoreAnswer)
 {
-    CScriptedCoreInit* poCore = AddCore(0);
-    struct SCase
-    {
-        LStatus iClear;
-        bool bFlagBefore;
-        bool bFlagAfter;
-    };
-    for (const SCase& roCase : {SCase{0, true, false}, SCase{-1, false, true}})
-    {
-        poCore->m_iClearResult = roCase.iClear;
-        m_poContext->m_poXBoard->SetMemoryInitialization(roCase.bFlagBefore);
-        EXPECT_EQ(m_poContext->ClearInitializeCore(), roCase.iClear);
-        EXPECT_EQ(m_poContext->m_poXBoard->IsMemoryInitialized() != 0, roCase.bFlagAfter) << roCase.iClear;
-    }
-}
-
-// ---- Time-per-interrupt software interrupt.
-
-TEST_F(ContextTest, SoftwareInterruptRecordsTheReferenceCount)
-{
-    MUINT64 uiTick = 0;
-    EXPECT_EQ(m_poContext->GetTickPerIrq(0, uiTick), -1);   // no counter manager yet
-
-    CFixedRefCnt* poRefCnt = new CFixedRefCnt(1234);
-    m_poContext->SetRefCntDevice(poRefCnt);
-    AddServices(poRefCnt);
-    XInterruptMgr& roInterrupts = *m_poContext->m_poInterruptMgr;
-    EXPECT_EQ(roInterrupts.Enable(), 1);   // the context's handler is armed
-
-    EXPECT_EQ(m_poContext->GetTickPerIrq(0, uiTick), -3);
-    EXPECT_EQ(roInterrupts.Dispatch(INTTYPE_SOFTWARE, XContext::msc_uiTimePerIrqNumber), 1u);
-    EXPECT_EQ(m_poContext->GetTickPerIrq(1000, uiTick), 0);
-    EXPECT_EQ(uiTick, 1234u);
+    CScriptedCoreInit* poCore = AddCore();
+    XBoard& roBoard = *m_poContext->m_poXBoard;
+    roBoard.SetMemoryInitialization(TRUE);
+    EXPECT_EQ(m_poContext->ClearInitializeCore(), 0);
+    EXPECT_FALSE(roBoard.IsMemoryInitialized());
+    poCore->m_iClearResult = -1;
+    EXPECT_EQ(m_poContext->ClearInitializeCore(), -1);
+    EXPECT_TRUE(roBoard.IsMemoryInitialized());
 }

@@ -99,23 +99,9 @@ TEST_F(CClockTest, BusSideSourceOtherThanASystemSynthesizerWritesNothing)
 {
     // The bus side runs from video synthesizer 0.
     Build({.fnPatch = [](tagPins10Clock& roClock, tagPins10Mem_v2&) { roClock.uiSYS_MFECLKCTL = 0x00020006; }});
-    std::string sOut = Output([&] { EXPECT_EQ(Core().ClockMemInit(), 0); });
+    const std::string sOut = Output([&] { EXPECT_EQ(Core().ClockMemInit(), 0); });
     EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(1563) Assertion failed"));
-    sOut = Output([&] { EXPECT_EQ(Core().ClockRegInitOnly(), 0); });
-    EXPECT_TRUE(Contains(sOut, "XDevCoreInit_Hb4.cpp(1450) Assertion failed"));
     EXPECT_TRUE(m_aoLog.empty());
-}
-
-TEST_F(CClockTest, RegistersOnlyGivesBothBusSynthesizersTheHostBusFrequency)
-{
-    Build();   // HRB from FS2 at 450 MHz, MFE from FS1 (500 MHz in the record)
-    EXPECT_EQ(Core().ClockRegInitOnly(), 1);
-    EXPECT_TRUE(Near(Clocks().OutputKhz(2), m_oClock.uiFS2FOut));
-    EXPECT_TRUE(Near(Clocks().OutputKhz(1), m_oClock.uiFS2FOut)) << Clocks().OutputKhz(1);
-    EXPECT_FALSE(Clocks().IsLocked(0)) << "FS0 is not touched";
-    EXPECT_EQ(Board().PeekReg(0x2608), m_oClock.uiSYS_HRBCLKCTL);
-    EXPECT_EQ(Board().PeekReg(0x2610), m_oClock.uiSYS_MFECLKCTL);
-    EXPECT_EQ(Count('W', 0x260C), 0u) << "other domains are not touched";
 }
 
 // ---- Memory controller.

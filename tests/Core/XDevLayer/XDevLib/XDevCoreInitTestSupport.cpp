@@ -70,31 +70,25 @@ public:
     int UnMapMemory() override { return m_roInner.UnMapMemory(); }
 };
 
-struct SLoggingParts
-{
-    SLoggingParts(XHwAccessVxd& roInner, CAccessLog& roLog, const bool& rbLogMemory)
-        : m_oCfg(roInner.m_oCfg, roLog, 'c', nullptr), m_oMem(roInner.m_oMm, roLog, 'm', &rbLogMemory)
-    {
-    }
-    TLoggingRes<XCfgAccess> m_oCfg;
-    CLoggingMem m_oMem;
-};
-
-struct SInnerAccess
-{
-    std::unique_ptr<XHwAccessVxd> m_poInner{new XHwAccessVxd(hBoard, hBridge)};
-};
-
 // The board's hardware access with logging configuration and memory accesses; register accesses
-// are logged by the trace manager instead.
-class CLoggingHwAccess : private SInnerAccess, private SLoggingParts, public XHwAccess
+// are logged by the trace manager instead. The logging windows are only referred to while the
+// base is built.
+class CLoggingHwAccess : public XHwAccess
 {
 public:
-    CLoggingHwAccess(CAccessLog& roLog, const bool& rbLogMemory)
-        : SLoggingParts(*m_poInner, roLog, rbLogMemory), XHwAccess(m_oCfg, m_oMem, m_poInner->m_oReg)
+    CLoggingHwAccess(XHwAccessVxd* poInner, CAccessLog& roLog, const bool& rbLogMemory)
+        : XHwAccess(m_oCfg, m_oMem, poInner->m_oReg),
+          m_poInner(poInner),
+          m_oCfg(poInner->m_oCfg, roLog, 'c', nullptr),
+          m_oMem(poInner->m_oMm, roLog, 'm', &rbLogMemory)
     {
     }
     int RetrainLink() override { return m_poInner->RetrainLink(); }
+
+private:
+    std::unique_ptr<XHwAccessVxd> m_poInner;
+    TLoggingRes<XCfgAccess> m_oCfg;
+    CLoggingMem m_oMem;
 };
 }  // namespace
 
@@ -158,10 +152,11 @@ void CCoreInitTest::Build(const SCoreSetup& roSetup)
         roSetup.fnPatch(m_oClock, m_oMem);
 
     m_poOs = std::make_unique<OsServices>();
-    m_poContext = new XContext(m_poOs.get(), new CLoggingHwAccess(m_aoLog, m_bLogMemory), new CRegisterLog(m_aoLog));
+    XHwAccessVxd* poInner = new XHwAccessVxd(hBoard, hBridge);
+    m_poContext = new XContext(m_poOs.get(), new CLoggingHwAccess(poInner, m_aoLog, m_bLogMemory), new CRegisterLog(m_aoLog));
     ASSERT_TRUE(m_poContext->IsInitialized());
-    m_poCore = std::make_unique<XDevCoreInitHb4>(*m_poContext->m_poServicesCore, m_oClock, m_oMem, roSetup.bOnPrimaryBus,
-                                                 roSetup.bOnBoard, roSetup.eOption, roSetup.bForceReset);
+    m_poCore = std::make_unique<XDevCoreInitHb4>(*m_poContext->m_poServicesCore, m_oClock, m_oMem, roSetup.bOnPrimaryBus, 1,
+                                                 roSetup.eOption, roSetup.bForceReset);
 }
 
 CAccessLog CCoreInitTest::Writes() const
