@@ -4,7 +4,6 @@
 
 #include "QelVxdSimEepromBus.h"
 #include "QelVxdSimTestSupport.h"
-#include "SpiBusDecoder.h"
 
 namespace
 {
@@ -148,27 +147,7 @@ TEST_F(CFlashTest, ProtectionRefusesWritesAndTheHardwareLineGuardsTheStatus)
     EXPECT_EQ(m_poHost->Status() & SFlash::STATUS_WRITABLE, SFlash::POWER_ON_STATUS) << "line held";
     EXPECT_EQ(Counters().uiRefused, 2u);
 
-    m_poBoard->PokeReg(REG_WRITE_PROTECT, 0);
-    m_poHost->Unprotect();
-    EXPECT_EQ(m_poHost->Status(), 0);
-    EXPECT_EQ(Counters().uiStatusWrites, 1u);
     EXPECT_EQ(Counters().Violations(), 0u);
-}
-
-TEST_F(CFlashTest, TheSstPartTakesOnlyItsOwnWriteInstructions)
-{
-    Start("SST25VF010");
-    m_poHost->Transfer({0x06});
-    EXPECT_EQ(m_poHost->Status() & SFlash::STATUS_WRITE_ENABLED, 0) << "0x06 is not its write enable";
-    m_poHost->Transfer({0x50});
-    m_poHost->Transfer({0x01, 0x00});
-    while (m_poHost->Status() & SFlash::STATUS_BUSY)
-    {
-    }
-    m_poHost->Transfer({0x50});
-    m_poHost->Transfer({0xAF, 0x00, 0x00, 0x00, 0x00});
-    EXPECT_EQ(At(0), 0x00);
-    EXPECT_EQ(Counters().uiPrograms, 1u);
 }
 
 TEST_F(CFlashTest, ViolationsAreCountedAndIgnored)
@@ -186,27 +165,5 @@ TEST_F(CFlashTest, ViolationsAreCountedAndIgnored)
     EXPECT_EQ(Counters().uiWhileBusy, 1u);
     EXPECT_EQ(Counters().uiChipSelectMidByte, 1u);
     EXPECT_EQ(At(0), 0xFF) << "program ignored, erase carried out";
-}
-
-TEST_F(CFlashTest, TheDecoderGivesBackTheTransactionsFromTheSimulatorTrace)
-{
-    setenv("QELVXD_SIM_TRACE", Path("trace.txt").c_str(), 1);
-    Start("W25Q64FV");
-    const std::vector<MUINT8> aucRead = m_poHost->Transfer({0x03, 0x00, 0x01, 0x00}, 3);
-    m_poHost->Transfer({0x06});
-    m_poHost->Set(BYPASS_CS0_N, false);
-    m_poHost->Bits(0xA5, 3);
-    m_poHost->Set(BYPASS_CS0_N, true);
-    QelVxdSim_Unload();
-
-    const CSpiBusDecoder oDecoder = CSpiBusDecoder::FromSimTrace(ReadText(Path("trace.txt")), "03:00.0");
-    ASSERT_EQ(oDecoder.Transactions().size(), 3u);
-    const SSpiTransaction& roRead = oDecoder.Transactions()[0];
-    EXPECT_EQ(roRead.Instruction(), 0x03);
-    EXPECT_EQ(roRead.Address24(), 0x100u);
-    EXPECT_EQ(std::vector<MUINT8>(roRead.aucIn.end() - 3, roRead.aucIn.end()), aucRead);
-    EXPECT_EQ(oDecoder.Transactions()[2].uiExtraBits, 3u);
-    EXPECT_EQ(oDecoder.Summary(), "03 06 00");
-    EXPECT_EQ(oDecoder.BusRequests(), 1u);
 }
 }  // namespace

@@ -1,7 +1,5 @@
 #include "QelVxdSimTestSupport.h"
 
-#include "QelVxdSimPciRegs.h"
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -59,13 +57,6 @@ MUINT32 CSimTest::Cfg32(PCIHANDLE hDevice, MUINT32 uiOffset)
 void CSimTest::SetCfg32(PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 uiValue)
 {
     EXPECT_EQ(QelVxdSim_Backend()->pfnConfigWrite(hDevice, uiOffset, &uiValue, 4), 1);
-}
-
-void CSimTest::SetMemoryDecode(PCIHANDLE hDevice, bool bOn)
-{
-    const MUINT32 uiCommand = Cfg32(hDevice, QelSimPci::REG_COMMAND);
-    const MUINT32 uiEnable  = QelSimPci::COMMAND_MEMORY_ENABLE;
-    SetCfg32(hDevice, QelSimPci::REG_COMMAND, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
 }
 
 MEMHANDLE CSimTest::MapRegisters(const CQelSimBoard& roBoard)
