@@ -43,9 +43,9 @@ std::string CSimTest::ReadText(const std::string& rsPath) const
 const SQelVxdBackend& CSimTest::Load(const std::string& rsJson)
 {
     std::string sError;
-    m_poBackend = QelVxdSim_LoadRigText(rsJson, m_sDir, sError);
-    EXPECT_NE(m_poBackend, nullptr) << sError;
-    return m_poBackend != nullptr ? *m_poBackend : *QelVxdSim_Backend();
+    const SQelVxdBackend* poBackend = QelVxdSim_LoadRigText(rsJson, m_sDir, sError);
+    EXPECT_NE(poBackend, nullptr) << sError;
+    return poBackend != nullptr ? *poBackend : *QelVxdSim_Backend();
 }
 
 MUINT32 CSimTest::Cfg32(PCIHANDLE hDevice, MUINT32 uiOffset)

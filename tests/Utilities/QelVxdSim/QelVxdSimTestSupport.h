@@ -31,7 +31,6 @@ protected:
     MEMHANDLE MapRegisters(const CQelSimBoard& roBoard);
     MEMHANDLE MapMemory(const CQelSimBoard& roBoard);
 
-    const SQelVxdBackend* m_poBackend = nullptr;
     std::string m_sDir;
 };
 
