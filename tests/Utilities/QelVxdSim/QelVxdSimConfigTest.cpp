@@ -1,6 +1,5 @@
 // Configuration space as the tool and the operating system see it, partly through the platform
-// layer's own bus scan and capability walk: BAR sizing and layouts, command register, capability
-// list, PCI Express link, bridges and multi-function devices.
+// layer's own bus scan: BAR sizing and layouts, writable bits, and accesses of any size.
 #include "QelVxdApi.h"
 #include "QelVxdPrivate.h"
 #include "QelVxdSimTestSupport.h"
@@ -45,13 +44,6 @@ protected:
         EXPECT_EQ(Cfg32(hDevice, uiOffset), uiOriginal);
         return uiMask;
     }
-
-    // The capability's offset as the platform's walk finds it; 0 when absent.
-    static MUINT32 FindCapability(PCIHANDLE hDevice, MUINT32 uiId)
-    {
-        MUINT32 uiOffset = 0;
-        return pciFindCapability(hDevice, &uiOffset, uiId) == 1 ? uiOffset : 0;
-    }
 };
 
 TEST_F(CConfigTest, BusScanFindsExactlyTheRigsFunctions)
@@ -90,34 +82,6 @@ TEST_F(CConfigTest, BarSizingGivesTheLayoutOfEachBoard)
     }
 }
 
-TEST_F(CConfigTest, BarsHoldDisjointSizeAlignedWindows)
-{
-    std::vector<std::pair<MUINT64, MUINT64>> aoWindows;
-    for (PCIHANDLE hBoard : {BOARD_03, BOARD_04, BOARD_05})
-    {
-        const CQelSimBoard& roBoard = *QelVxdSim_Current()->FindBoard(hBoard);
-        const bool bBar64           = (Cfg32(hBoard, 0x10) & 0x6) == 0x4;
-        const MUINT64 uiMemory      = (Cfg32(hBoard, 0x10) & ~0xFu) | (bBar64 ? (MUINT64)Cfg32(hBoard, 0x14) << 32 : 0);
-        const MUINT32 uiRegisterBar = bBar64 ? 0x18 : 0x14;
-        const MUINT64 uiRegisters =
-            (Cfg32(hBoard, uiRegisterBar) & ~0xFFu) | (bBar64 ? (MUINT64)Cfg32(hBoard, uiRegisterBar + 4) << 32 : 0);
-        EXPECT_EQ(uiMemory, roBoard.MemoryBase());
-        EXPECT_EQ(uiRegisters, roBoard.RegisterBase());
-        EXPECT_EQ(uiMemory % roBoard.MemorySize(), 0u);
-        EXPECT_EQ(uiRegisters % roBoard.RegisterSize(), 0u);
-        aoWindows.emplace_back(uiMemory, uiMemory + roBoard.MemorySize());
-        aoWindows.emplace_back(uiRegisters, uiRegisters + roBoard.RegisterSize());
-    }
-    for (size_t uiA = 0; uiA < aoWindows.size(); ++uiA)
-    {
-        for (size_t uiB = uiA + 1; uiB < aoWindows.size(); ++uiB)
-        {
-            EXPECT_TRUE(aoWindows[uiA].second <= aoWindows[uiB].first || aoWindows[uiB].second <= aoWindows[uiA].first)
-                << "windows " << uiA << " and " << uiB << " overlap";
-        }
-    }
-}
-
 // Firmware that left both BARs unassigned, and a function that ignores configuration writes.
 TEST_F(CSimTest, BarAndWriteFaultsShowInConfigurationSpace)
 {
@@ -134,82 +98,14 @@ TEST_F(CSimTest, BarAndWriteFaultsShowInConfigurationSpace)
     EXPECT_EQ(Cfg32(0x400, 0x04) & 0xFFFF, 0x0006u);
 }
 
-TEST_F(CConfigTest, CommandRegisterKeepsItsEnableBits)
+TEST_F(CConfigTest, OnlyImplementedBitsAreWritable)
 {
     EXPECT_EQ(Cfg32(BOARD_03, 0x04) & 0xFFFF, 0x0006u) << "firmware left memory and bus master enabled";
-    SetCfg32(BOARD_03, 0x04, 0x00000000);
-    EXPECT_EQ(Cfg32(BOARD_03, 0x04) & 0xFFFF, 0x0000u);
-    MUINT8 ucCommand = 0;
-    QelVxdSim_Backend()->pfnConfigRead(BOARD_03, 0x04, &ucCommand, 1);
-    ucCommand |= 0x02;
-    QelVxdSim_Backend()->pfnConfigWrite(BOARD_03, 0x04, &ucCommand, 1);
-    EXPECT_EQ(Cfg32(BOARD_03, 0x04), 0x00100002u) << "memory enable sticks; status keeps its capability bit";
     SetCfg32(BOARD_03, 0x04, 0xFFFFFFFF);
-    EXPECT_EQ(Cfg32(BOARD_03, 0x04), 0x00100547u) << "only implemented command bits are writable";
-}
-
-TEST_F(CConfigTest, CapabilitiesAndLinkStatus)
-{
-    EXPECT_EQ(FindCapability(BOARD_03, 0x01), 0x50u);
-    MUINT32 uiPowerManagement = 0;
-    EXPECT_EQ(pciFindPMCapability(BOARD_03, &uiPowerManagement), 1);
-    EXPECT_EQ(uiPowerManagement, 0x50u);
-    ASSERT_EQ(FindCapability(BOARD_03, 0x10), 0x60u);
-    const MUINT32 uiLink = Cfg32(BOARD_03, 0x70);
-    EXPECT_EQ((uiLink >> 16) & 0xF, 1u) << "current link speed 2.5 Gb/s";
-    EXPECT_EQ((uiLink >> 20) & 0x3F, 4u) << "negotiated width x4";
-    EXPECT_EQ(FindCapability(BOARD_03, 0x05), 0u);
-
-    ASSERT_EQ(FindCapability(BRIDGE_1C, 0x10), 0x40u);
-    EXPECT_EQ((Cfg32(BRIDGE_1C, 0x40) >> 20) & 0xF, 0x4u) << "bridge on bus 0 is a root port";
-    EXPECT_EQ((Cfg32(BRIDGE_1C, 0x50) >> 16) & 0x3FF, 3u | (8u << 4));
-    EXPECT_EQ(FindCapability(DEVICE_02_0, 0x10), 0u) << "status has no capability list";
-
-    EXPECT_EQ(Cfg32(BOARD_03, 0x100) & 0xFFFF, 0x0001u) << "extended space starts with error reporting";
-    EXPECT_EQ(Cfg32(BOARD_03, 0xFFC), 0u) << "extended space reads 0 where nothing is modelled";
-    SetCfg32(BOARD_03, 0x108, Cfg32(BOARD_03, 0x108) | 0x10);
-    EXPECT_EQ(Cfg32(BOARD_03, 0x108), 0x10u);
-}
-
-TEST_F(CConfigTest, BridgeRetrainsItsLinkOnRequest)
-{
-    const CQelSimPcieLink* poLink = QelVxdSim_Current()->FindFunction(BRIDGE_1C)->Link();
-    ASSERT_NE(poLink, nullptr);
-    const MUINT32 uiBefore = Cfg32(BRIDGE_1C, 0x50);
-    EXPECT_EQ(uiBefore & (1u << 27), 0u);
-    SetCfg32(BRIDGE_1C, 0x50, uiBefore | (1u << 5));
-    EXPECT_EQ(poLink->RetrainCount(), 1u);
-    const MUINT32 uiTraining = Cfg32(BRIDGE_1C, 0x50);
-    EXPECT_EQ(uiTraining & (1u << 5), 0u) << "Retrain Link reads 0";
-    EXPECT_NE(uiTraining & (1u << 27), 0u) << "Link Training shows right after the request";
-    QelVxdSim_Backend()->pfnDelay(CQelSimPcieLink::msc_uiTrainingUs);
-    EXPECT_EQ(Cfg32(BRIDGE_1C, 0x50), uiBefore) << "trained again at the same speed and width";
-
-    SetCfg32(BOARD_03, 0x70, Cfg32(BOARD_03, 0x70) | (1u << 5));
-    EXPECT_EQ(QelVxdSim_Current()->FindFunction(BOARD_03)->Link()->RetrainCount(), 0u) << "an endpoint ignores it";
-}
-
-TEST_F(CConfigTest, HeaderTypesAndBridgeBusNumbers)
-{
-    EXPECT_EQ((Cfg32(BRIDGE_1C, 0x0C) >> 16) & 0xFF, 0x01u);
-    EXPECT_EQ(Cfg32(BRIDGE_1C, 0x18) & 0xFFFFFF, 0x050300u) << "primary 0, secondary 3, subordinate 5";
-    EXPECT_EQ((Cfg32(BOARD_03, 0x0C) >> 16) & 0xFF, 0x00u);
-    EXPECT_EQ((Cfg32(DEVICE_02_0, 0x0C) >> 16) & 0xFF, 0x80u) << "function 0 announces function 1";
-    EXPECT_EQ((Cfg32(DEVICE_02_1, 0x0C) >> 16) & 0xFF, 0x80u);
-    EXPECT_EQ(Cfg32(DEVICE_02_1, 0x00), 0x12358086u);
-    EXPECT_EQ(Cfg32(0x0018, 0x00), 0xFFFFFFFFu) << "empty slot";
-}
-
-TEST_F(CConfigTest, BoardSpecificDwords)
-{
-    EXPECT_EQ(Cfg32(BOARD_05, 0x40) & 0x3, 2u) << "first generation: memory size code in dword 0x40";
-    EXPECT_EQ(Cfg32(BOARD_03, 0x40), 0u);
-    EXPECT_EQ(Cfg32(BOARD_03, 0x2C), 0x12341E5Bu);
-    EXPECT_EQ(Cfg32(BOARD_03, 0xE0) & 0x3, 0x3u);
-    SetCfg32(BOARD_03, 0xE0, Cfg32(BOARD_03, 0xE0) & ~0x3u);
-    EXPECT_EQ(Cfg32(BOARD_03, 0xE0) & 0x3, 0u);
+    EXPECT_EQ(Cfg32(BOARD_03, 0x04), 0x00100547u) << "command bits; status keeps its capability bit";
     SetCfg32(BOARD_03, 0x00, 0);
     EXPECT_EQ(Cfg32(BOARD_03, 0x00), 0x05501E5Bu) << "ids are read only";
+    EXPECT_EQ(Cfg32(BOARD_03, 0xE0) & 0x3, 0x3u) << "the board controller's two bits set at power-on";
 }
 
 TEST_F(CConfigTest, AccessesOfAnySizeAreSplitIntoNaturalPieces)

@@ -15,20 +15,11 @@ struct SRigErrorCase
 
 const SRigErrorCase s_aoRigErrors[] = {
     {"UnknownKey", R"({"boards":[{"bus":3,"device":0,"function":0,"bsu":1}]})", R"(boards[0]: unknown key "bsu")"},
-    {"UnknownTopLevelKey", R"({"board":[]})", R"(rig: unknown key "board")"},
     {"NumberAsWord", R"({"boards":[{"bus":"three","device":0,"function":0}]})",
      R"(boards[0].bus: expected an integer or a "0x..." string, got "three")"},
-    {"NegativeNumber", R"({"devices":[{"bus":0,"device":2,"function":0,"vendor_id":-1,"device_id":1}]})",
-     R"(devices[0].vendor_id: expected an integer or a "0x..." string, got -1)"},
-    {"BoolAsString", R"({"boards":[{"bus":3,"device":0,"function":0,"bar64":"yes"}]})",
-     R"(boards[0].bar64: expected true or false, got "yes")"},
-    {"ListAsObject", R"({"boards":{}})", R"(rig.boards: expected a list, got {})"},
     {"OutOfRange", R"({"boards":[{"bus":3,"device":0,"function":0,"chip_revision":2}]})",
      R"(boards[0].chip_revision: 2 is out of range 0..1)"},
-    {"HexOutOfRange", R"({"boards":[{"bus":3,"device":0,"function":0,"device_id":"0x10000"}]})",
-     R"(boards[0].device_id: 65536 is out of range 0..65535)"},
     {"MissingLocation", R"({"boards":[{"device":0,"function":0}]})", R"(boards[0]: missing key "bus")"},
-    {"UnknownTime", R"({"time":"warp"})", R"(rig.time: expected "virtual" or "real", got "warp")"},
     {"DuplicateLocation",
      R"({"devices":[{"bus":3,"device":0,"function":0,"vendor_id":"0x8086","device_id":1}],
          "boards":[{"bus":3,"device":0,"function":0}]})",
@@ -37,8 +28,6 @@ const SRigErrorCase s_aoRigErrors[] = {
      R"(boards[0]: 03:00.1 has no function 0 at 03:00.0, so no bus scan would find it)"},
     {"BridgeBusNumbers", R"({"bridges":[{"bus":2,"device":0,"function":0,"secondary":2,"subordinate":2}]})",
      R"(bridges[0]: bus numbers must satisfy bus < secondary <= subordinate (bus 2, secondary 2, subordinate 2))"},
-    {"MissingImage", R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"M25P10","image":"none.bin"}}]})",
-     R"(boards[0].eeprom.image: cannot open ")"},
     {"ImageLongerThanChip",
      R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"AT25F1024","image":"big.bin"}}]})",
      R"(holds 131073 bytes, more than the AT25F1024 stores (131072))"},
@@ -47,18 +36,13 @@ const SRigErrorCase s_aoRigErrors[] = {
      R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"AT25F1024","image":"/dev/zero"}}]})",
      R"(boards[0].eeprom.image: "/dev/zero" holds more than the AT25F1024 stores (131072))"},
     {"StateThatNeverEnds", R"({"state":"/dev/zero"})", R"("/dev/zero" holds more than a state file may hold (16777216))"},
-    {"ImageAndBlank",
-     R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"M25P10","image":"big.bin","blank":true}}]})",
-     R"(boards[0].eeprom: "image" and "blank": true exclude each other)"},
     {"UnknownChip", R"({"boards":[{"bus":3,"device":0,"function":0,"eeprom":{"chip":"W25Q32","blank":true}}]})",
      R"(boards[0].eeprom.chip: unknown chip "W25Q32" (known: AT25F1024, )"},
     {"UnknownFault", R"({"boards":[{"bus":3,"device":0,"function":0,"faults":{"smoke":true}}]})",
      R"(boards[0].faults: unknown fault "smoke")"},
     {"FaultValueType", R"({"boards":[{"bus":3,"device":0,"function":0,"faults":{"map_fails":1}}]})",
      R"(boards[0].faults.map_fails: expected true or false, got 1)"},
-    {"BadJson", "{\"boards\": [\n", "bad JSON: parse error at line 2, column 1"},
     {"DuplicateJsonKey", R"({"time":"virtual","time":"real"})", R"(bad JSON: key "time" appears twice in one object)"},
-    {"StateDirectoryMissing", R"({"state":"no/such/dir/rig.state.json"})", "state: directory \""},
     {"DamagedStateFile", R"({"state":"damaged.state.json","boards":[{"bus":3,"device":0,"function":0}]})",
      R"(is damaged (delete it to power-cycle the rig): bad register entry "0x26fc" of 03:00.0)"},
 };
@@ -103,21 +87,16 @@ TEST_F(CRigLoadTest, FailedLoadKeepsThePreviousRig)
     EXPECT_EQ(QelVxdSim_Current(), poBefore);
 }
 
-TEST_F(CRigLoadTest, NumbersAsStringsAndShortImage)
+TEST_F(CRigLoadTest, AShortImageIsErasedToTheEndOfTheChip)
 {
     WriteBytes("pins.bin", {0x2E, 0x41, 0x01});
-    Load(R"({"boards":[{"bus":3,"device":0,"function":0,"chip_revision":0,"memory_size_code":"1",
-                        "subsystem":"0x0A011E5B","marker":"0xC0000000","eeprom":{"chip":"M25P10","image":"pins.bin"}}]})");
+    Load(R"({"boards":[{"bus":3,"device":0,"function":0,"memory_size_code":"1","eeprom":{"chip":"M25P10","image":"pins.bin"}}]})");
     const CQelSimBoard* poBoard = QelVxdSim_Board(3, 0, 0);
-    ASSERT_NE(poBoard, nullptr);
     ASSERT_EQ(poBoard->Flash().size(), 128u * 1024);
-    EXPECT_EQ(poBoard->Flash()[1], 0x41);
+    EXPECT_EQ(poBoard->Flash()[2], 0x01);
     EXPECT_EQ(poBoard->Flash()[3], 0xFF);
     EXPECT_EQ(poBoard->Flash()[128u * 1024 - 1], 0xFF);
-    EXPECT_EQ(poBoard->MemorySize(), 0x4000000u);
-    EXPECT_EQ(poBoard->PeekReg(0x26FC), 0xC0000000u);
-    EXPECT_EQ(Cfg32(BOARD_03, 0x2C), 0x0A011E5Bu);
-    EXPECT_EQ(Cfg32(BOARD_03, 0x00), 0x05501E5Bu);
+    EXPECT_EQ(poBoard->MemorySize(), 0x4000000u) << "a number given as a string";
 }
 
 // The boards are locked by the state file the rig names before the simulator loads the rig; the
@@ -127,56 +106,27 @@ TEST_F(CRigLoadTest, TheRigReadForTheLockIsTheRigLoaded)
     WriteFile("rig.json", R"({"state":"first.state.json","boards":[{"bus":3,"device":0,"function":0}]})");
     ASSERT_EQ(CQelSimRigLoader::StatePathOf(Path("rig.json")), Path("first.state.json"));
     WriteFile("rig.json", R"({"state":"second.state.json","boards":[{"bus":4,"device":0,"function":0}]})");
-
     SQelSimRigDesc oRig;
     std::string sError;
     ASSERT_TRUE(CQelSimRigLoader::FromFile(Path("rig.json"), oRig, sError)) << sError;
     EXPECT_EQ(oRig.sStatePath, Path("first.state.json"));
     ASSERT_EQ(oRig.aoBoards.size(), 1u);
     EXPECT_EQ(oRig.aoBoards[0].hLocation, 3u << 8);
-
-    // A later load reads the file as it is now.
-    SQelSimRigDesc oAgain;
-    ASSERT_TRUE(CQelSimRigLoader::FromFile(Path("rig.json"), oAgain, sError)) << sError;
-    EXPECT_EQ(oAgain.sStatePath, Path("second.state.json"));
 }
 
-TEST_F(CRigLoadTest, DefaultRig)
+// Whole runs on the default rig are compared with their expected output; what they cannot show
+// is where its state (and so the boards' lock) lives and which parameter block its flash holds.
+TEST_F(CRigLoadTest, DefaultRigKeepsItsStateInTheRuntimeDirectoryAndHoldsTheBuiltInBlock)
 {
     setenv("XDG_RUNTIME_DIR", m_sDir.c_str(), 1);
     std::string sError;
     ASSERT_NE(QelVxdSim_LoadDefaultRig(sError), nullptr) << sError;
     unsetenv("XDG_RUNTIME_DIR");
     EXPECT_EQ(QelVxdSim_Current()->StatePath(), Path("qelvxd-sim-default.state.json"));
-    EXPECT_EQ(Cfg32(BRIDGE_1C, 0x18) & 0x00FFFF00, 0x00030300u);
-    EXPECT_EQ(Cfg32(BOARD_03, 0x00), 0x05501E5Bu);
-    EXPECT_EQ(Cfg32(BOARD_03, 0x2C), 0x0A011E5Bu);
-    const CQelSimBoard* poBoard = QelVxdSim_Board(3, 0, 0);
-    ASSERT_NE(poBoard, nullptr);
-    EXPECT_EQ(poBoard->ChipRevision(), 1u);
-    EXPECT_EQ(poBoard->MemorySize(), 256u << 20);
-    EXPECT_EQ(poBoard->PhyMask(), 0xFu);
-    EXPECT_STREQ(poBoard->FlashChip().pszName, "W25Q64FV");
-    const CQelSimFlashContent& roFlash = poBoard->Flash();
-    const MUINT32 uiPointer =
-        roFlash[QELSIM_PINS_POINTER_ADDRESS] | (roFlash[QELSIM_PINS_POINTER_ADDRESS + 1] << 8);
-    if (g_uiQelVxdSimDefaultPinsSize == 0)
-    {
-        EXPECT_EQ(uiPointer, 0xFFFFu);
-    }
-    else
-    {
-        ASSERT_EQ(uiPointer, QELSIM_DEFAULT_PINS_ADDRESS);
-        EXPECT_EQ(roFlash.Bytes(uiPointer, g_uiQelVxdSimDefaultPinsSize),
-                  std::vector<MUINT8>(g_aucQelVxdSimDefaultPins, g_aucQelVxdSimDefaultPins + g_uiQelVxdSimDefaultPinsSize));
-    }
-}
-
-TEST_F(CRigLoadTest, UnwritableTraceFileIsARigError)
-{
-    setenv("QELVXD_SIM_TRACE", Path("no/dir/trace.txt").c_str(), 1);
-    std::string sError;
-    EXPECT_EQ(QelVxdSim_LoadRigText("{}", m_sDir, sError), nullptr);
-    EXPECT_EQ(sError.rfind("qelvxd-sim: inline rig: QELVXD_SIM_TRACE: cannot open trace file", 0), 0u) << sError;
+    const CQelSimFlashContent& roFlash = QelVxdSim_Board(3, 0, 0)->Flash();
+    const MUINT32 uiPointer = roFlash[QELSIM_PINS_POINTER_ADDRESS] | (roFlash[QELSIM_PINS_POINTER_ADDRESS + 1] << 8);
+    ASSERT_EQ(uiPointer, QELSIM_DEFAULT_PINS_ADDRESS);
+    EXPECT_EQ(roFlash.Bytes(uiPointer, g_uiQelVxdSimDefaultPinsSize),
+              std::vector<MUINT8>(g_aucQelVxdSimDefaultPins, g_aucQelVxdSimDefaultPins + g_uiQelVxdSimDefaultPinsSize));
 }
 }  // namespace

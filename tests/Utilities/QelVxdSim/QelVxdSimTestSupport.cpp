@@ -1,7 +1,5 @@
 #include "QelVxdSimTestSupport.h"
 
-#include "QelVxdSimPciRegs.h"
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -45,9 +43,9 @@ std::string CSimTest::ReadText(const std::string& rsPath) const
 const SQelVxdBackend& CSimTest::Load(const std::string& rsJson)
 {
     std::string sError;
-    m_poBackend = QelVxdSim_LoadRigText(rsJson, m_sDir, sError);
-    EXPECT_NE(m_poBackend, nullptr) << sError;
-    return m_poBackend != nullptr ? *m_poBackend : *QelVxdSim_Backend();
+    const SQelVxdBackend* poBackend = QelVxdSim_LoadRigText(rsJson, m_sDir, sError);
+    EXPECT_NE(poBackend, nullptr) << sError;
+    return poBackend != nullptr ? *poBackend : *QelVxdSim_Backend();
 }
 
 MUINT32 CSimTest::Cfg32(PCIHANDLE hDevice, MUINT32 uiOffset)
@@ -59,13 +57,6 @@ MUINT32 CSimTest::Cfg32(PCIHANDLE hDevice, MUINT32 uiOffset)
 void CSimTest::SetCfg32(PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 uiValue)
 {
     EXPECT_EQ(QelVxdSim_Backend()->pfnConfigWrite(hDevice, uiOffset, &uiValue, 4), 1);
-}
-
-void CSimTest::SetMemoryDecode(PCIHANDLE hDevice, bool bOn)
-{
-    const MUINT32 uiCommand = Cfg32(hDevice, QelSimPci::REG_COMMAND);
-    const MUINT32 uiEnable  = QelSimPci::COMMAND_MEMORY_ENABLE;
-    SetCfg32(hDevice, QelSimPci::REG_COMMAND, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
 }
 
 MEMHANDLE CSimTest::MapRegisters(const CQelSimBoard& roBoard)

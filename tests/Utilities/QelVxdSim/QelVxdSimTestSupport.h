@@ -27,14 +27,10 @@ protected:
     // Config dword through the backend; 0xFFFFFFFF when the function is absent.
     MUINT32 Cfg32(PCIHANDLE hDevice, MUINT32 uiOffset);
     void SetCfg32(PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 uiValue);
-    // Memory Space Enable in a board's command register, through configuration space: both
-    // windows answer only while it is set.
-    void SetMemoryDecode(PCIHANDLE hDevice, bool bOn);
     // Maps a board window through the backend (whole window).
     MEMHANDLE MapRegisters(const CQelSimBoard& roBoard);
     MEMHANDLE MapMemory(const CQelSimBoard& roBoard);
 
-    const SQelVxdBackend* m_poBackend = nullptr;
     std::string m_sDir;
 };
 

@@ -81,7 +81,6 @@ void CSpiBusDecoder::Drive(bool bGranted, MUINT32 uiLines)
     }
     if (!bSelected && m_bSelected)
     {
-        m_oCurrent.uiExtraBits = m_uiOutBits % 8;
         m_aoTransactions.push_back(m_oCurrent);
         m_bSamplePending = false;
     }

@@ -19,7 +19,6 @@ struct SSpiTransaction
 {
     std::vector<MUINT8> aucOut;   // host to flash
     std::vector<MUINT8> aucIn;    // flash to host, as sampled after each rising edge
-    MUINT32 uiExtraBits = 0;      // clock edges after the last whole byte (0: ended on a byte)
 
     MUINT8 Instruction() const { return aucOut.empty() ? 0 : aucOut[0]; }
     // The 3 address bytes after the instruction, or ~0 when there are fewer.
