@@ -139,14 +139,14 @@ void Write(MEMHANDLE hAddress, TValue uiValue)
     memcpy(reinterpret_cast<void*>(hAddress), &uiValue, sizeof(uiValue));
 }
 
-// Empty unless a test publishes a page in it.
-inline SQelVxdDirectPage g_oFakeDirectPage;
+// The fake publishes no page: every access reaches it.
+inline SQelVxdDirectPage g_oNoDirectPage;
 
 inline const SQelVxdBackend g_oTable = {
     "fake", ConfigRead, ConfigWrite, [] {}, Map, [](MEMHANDLE) { return 1; },
     Read<MUINT8>, Read<MUINT16>, Read<MUINT32>, Write<MUINT8>, Write<MUINT16>, Write<MUINT32>,
     QelVxdPrivateLinuxTimer_Counter, QelVxdPrivateLinuxTimer_Delay, QelVxdPrivateLinuxTimer_Sleep,
-    &g_oFakeDirectPage,
+    &g_oNoDirectPage,
 };
 }
 
