@@ -83,24 +83,6 @@ TEST_F(QelVxdLinux, ScanVisitsExactlyTheFunctionsLspciLists)
     }
 }
 
-TEST_F(QelVxdLinux, FunctionThatDoesNotExistReadsAllOnesAndDropsWrites)
-{
-    std::string szWhyNot;
-    const std::map<PCIHANDLE, MUINT16> oLspci = ListFunctionsWithLspci(szWhyNot);
-    PCIHANDLE hAbsent = QelVxdMakePciHandle(0xFF, 0x1F, 7);
-    while (oLspci.count(hAbsent) != 0)
-    {
-        hAbsent--;
-    }
-    MUINT8 auiBuffer[64] = {};
-    EXPECT_EQ(1, csRead(hAbsent, 0, auiBuffer, sizeof(auiBuffer)));
-    EXPECT_EQ(std::vector<MUINT8>(64, 0xFF), std::vector<MUINT8>(auiBuffer, auiBuffer + 64));
-    EXPECT_EQ(1, csWriteDword(hAbsent, 0x04, 0));
-    MUINT32 uiDword = 0;
-    EXPECT_EQ(1, csReadDword(hAbsent, 0x04, &uiDword));
-    EXPECT_EQ(0xFFFFFFFFu, uiDword);
-}
-
 TEST_F(QelVxdLinux, TimerCountsMicrosecondsAndWaitsAtLeastAsked)
 {
     SQelLargeInteger oFrequency = {0, 1};
@@ -116,10 +98,6 @@ TEST_F(QelVxdLinux, TimerCountsMicrosecondsAndWaitsAtLeastAsked)
     tmCounter(&auiTimes[2]);
     EXPECT_EQ(1, tmSleep(2000));
     ASSERT_EQ(1, tmCounter(&auiTimes[3]));
-    for (MUINT64 uiNow = auiTimes[3], uiPrevious = uiNow; tmCounter(&uiNow) && (uiNow < auiTimes[3] + 1000); uiPrevious = uiNow)
-    {
-        ASSERT_GE(uiNow, uiPrevious);
-    }
     EXPECT_LT(auiTimes[1] - auiTimes[0], 1000000u) << "tmDelay(0) must return at once";
     EXPECT_GE(auiTimes[2] - auiTimes[1], 1500u);
     EXPECT_GE(auiTimes[3] - auiTimes[2], 2000u);
