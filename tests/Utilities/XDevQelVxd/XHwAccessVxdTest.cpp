@@ -109,15 +109,13 @@ TEST_P(WindowTest, SizesAndBasesFollowTheBoard)
 INSTANTIATE_TEST_SUITE_P(
     Boards, WindowTest,
     ::testing::Values(
-        // First generation: 8 KiB registers, memory size code in configuration space.
-        SWindowCase{0x0540, 0, false, 0x2000, 32 * MiB, 0}, SWindowCase{0x0540, 1, true, 0x2000, 64 * MiB, 0},
-        SWindowCase{0x0540, 2, false, 0x2000, 128 * MiB, 0}, SWindowCase{0x0540, 3, true, 0x2000, 256 * MiB, 0},
-        // An id without all the second-generation bits is sized like the first generation.
+        // First generation: 8 KiB registers, memory size code in configuration space; an id
+        // without all the second-generation bits is sized the same way.
+        SWindowCase{0x0540, 0, false, 0x2000, 32 * MiB, 0}, SWindowCase{0x0540, 3, true, 0x2000, 256 * MiB, 0},
         SWindowCase{0x0560, 2, true, 0x2000, 128 * MiB, 0},
         // Second generation: 64 KiB registers, memory size code in the strap register.
-        SWindowCase{0x0550, 0, true, 0x10000, 32 * MiB, 1}, SWindowCase{0x0550, 1, false, 0x10000, 64 * MiB, 1},
-        SWindowCase{0x0550, 2, true, 0x10000, 128 * MiB, 1}, SWindowCase{0x0550, 3, false, 0x10000, 256 * MiB, 1},
-        SWindowCase{0x055F, 1, true, 0x10000, 64 * MiB, 1}, SWindowCase{0x0553, 2, false, 0x10000, 128 * MiB, 1}));
+        SWindowCase{0x0550, 0, true, 0x10000, 32 * MiB, 1}, SWindowCase{0x055F, 3, false, 0x10000, 256 * MiB, 1},
+        SWindowCase{0x0553, 1, true, 0x10000, 64 * MiB, 1}));
 
 // ---- A register window that did not map (no /dev/mem, no rights, locked-down kernel).
 
@@ -154,7 +152,7 @@ TEST_F(SimBoardTest, AbsentFunctionMapsNothing)
     EXPECT_EQ(QelVxdSim_Current()->Bus().MappingCount(), 0u);
 }
 
-// ---- Configuration space bounds and unsupported block transfers.
+// ---- Configuration space bounds.
 
 TEST_F(SimBoardTest, ConfigurationAccessesStayInside256Bytes)
 {
@@ -177,12 +175,6 @@ TEST_F(SimBoardTest, ConfigurationAccessesStayInside256Bytes)
     EXPECT_EQ(roCfg.Write(256, MUINT8{0}), -1);
     EXPECT_EQ(roSim.PeekConfig(0xFC), 0xCAFEBABEu);
 
-    MUINT8 aucBuffer[4] = {};
-    for (XResAccess* poRes : std::vector<XResAccess*>{&oHw.m_roCfg, &oHw.m_roReg, &oHw.m_roMem})
-    {
-        EXPECT_EQ(poRes->Read(0, aucBuffer, sizeof(aucBuffer)), -10);
-        EXPECT_EQ(poRes->Write(0, aucBuffer, sizeof(aucBuffer)), -10);
-    }
 }
 
 // ---- Link retraining on the bridge above the board.
@@ -292,14 +284,12 @@ std::vector<std::pair<MUINT32, MUINT32>> PcieAt0x40And(std::pair<MUINT32, MUINT3
 INSTANTIATE_TEST_SUITE_P(
     CapabilityLists, RetrainLinkTest,
     ::testing::Values(
-        SCapListCase{"NoBridge", {}, -1, hNothing}, SCapListCase{"NoCapabilityList", {}, -1},
+        SCapListCase{"NoBridge", {}, -1, hNothing},
         SCapListCase{"StatusSaysNoList", {{0x34, 0x58}, {0x58, 0x10}}, -1},
         SCapListCase{"SecondInList", {{4, CAP_LIST}, {0x34, 0x40}, {0x40, 0x5801}, {0x58, 0x10}}, 0},
         SCapListCase{"NotPciExpress", {{4, CAP_LIST}, {0x34, 0x58}, {0x58, 0x0005}}, -1},
-        SCapListCase{"NextBelowHeaderEnd", {{4, CAP_LIST}, {0x34, 0x58}, {0x58, 0x3001}}, -1},
         SCapListCase{"FirstPastTheEnd", {{4, CAP_LIST}, {0x34, 0xFD}}, -1},
         SCapListCase{"LoopingList", {{4, CAP_LIST}, {0x34, 0x40}, {0x40, 0x5801}, {0x58, 0x4001}}, -1},
-        SCapListCase{"BusesAroundTheBoard", PcieAt0x40And({BUSES, 0x00040200}), 0},
         SCapListCase{"NotABridge", PcieAt0x40And({HEADER, 0x00800000}), -1},
         SCapListCase{"MultiFunctionBridge", PcieAt0x40And({HEADER, 0x00810000}), 0},
         SCapListCase{"BridgeBelowTheBoardBus", PcieAt0x40And({BUSES, 0x00020200}), -1},
