@@ -1,6 +1,6 @@
-// A recording backend for testing the generic platform code: configuration spaces with
-// optional base address registers, real test memory behind the mapped-access primitives, and a
-// log of every configuration and mapped-memory access made through the backend table.
+// A recording backend for testing the generic platform code: configuration spaces, real test
+// memory behind the mapped-access primitives, and a log of every configuration access, mapping
+// and mapped-memory access made through the backend table.
 #pragma once
 
 #include <array>
@@ -41,22 +41,8 @@ public:
     {
         memcpy(m_oFunctions.at(hDevice).data() + uiOffset, &uiValue, 4);   // little-endian host
     }
-    MUINT32 GetDword(PCIHANDLE hDevice, MUINT32 uiOffset) const
-    {
-        MUINT32 uiValue;
-        memcpy(&uiValue, m_oFunctions.at(hDevice).data() + uiOffset, 4);
-        return uiValue;
-    }
-    std::vector<SFakeAccess> Log(const char* pszKinds) const
-    {
-        std::vector<SFakeAccess> daLog;
-        std::copy_if(m_daLog.begin(), m_daLog.end(), std::back_inserter(daLog),
-                     [&](const SFakeAccess& ro) { return strchr(pszKinds, ro.cKind) != nullptr; });
-        return daLog;
-    }
 
     std::map<PCIHANDLE, std::array<MUINT8, 4096>> m_oFunctions;
-    std::map<std::pair<PCIHANDLE, MUINT32>, MUINT32> m_oBarSizes;   // (function, offset) -> decoded size
     // Reads of a present function that fail, by (function, offset): the backend scribbles over
     // the buffer and reports the failure.
     std::set<std::pair<PCIHANDLE, MUINT32>> m_oFailingReads;
@@ -105,13 +91,6 @@ inline int ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer
         return 0;
     }
     memcpy(puiSpace, pvBuffer, uiSize);
-    auto itBar = g_poFake->m_oBarSizes.find({hDevice, uiOffset});
-    if (itBar != g_poFake->m_oBarSizes.end())
-    {
-        // Address bits below the decoded size are wired to 0; the flags say "prefetchable memory".
-        const MUINT32 uiWritten = g_poFake->GetDword(hDevice, uiOffset);
-        g_poFake->SetDword(hDevice, uiOffset, (uiWritten & ~(itBar->second - 1)) | 0x8);
-    }
     return 1;
 }
 

@@ -57,7 +57,7 @@ TEST(QelVxdMemCopy, UsesTheWidestAlignedAccessesBothWays)
                 daExpected.push_back({iWrite ? 'W' : 'R', 0, hAddress, uiWidth});
                 hAddress += uiWidth;
             }
-            EXPECT_EQ(daExpected, oFake.Log("RW"));
+            EXPECT_EQ(daExpected, oFake.m_daLog);
             EXPECT_EQ(0, memcmp(auiDeviceAfter, auiDevice, 32));
             EXPECT_EQ(0, memcmp(auiBufferAfter, auiBuffer, 16));
         }
@@ -77,6 +77,6 @@ TEST(QelVxdMemScalar, UnalignedDwordIsSplitAndReassembled)
     EXPECT_EQ(0x11223344u, uiDword);
     const std::vector<SFakeAccess> daExpected = {{'W', 0, hBase + 5, 1}, {'W', 0, hBase + 6, 2}, {'W', 0, hBase + 8, 1},
                                                  {'R', 0, hBase + 5, 1}, {'R', 0, hBase + 6, 2}, {'R', 0, hBase + 8, 1}};
-    EXPECT_EQ(daExpected, oFake.Log("RW"));
+    EXPECT_EQ(daExpected, oFake.m_daLog);
 }
 }
