@@ -56,13 +56,11 @@ public:
     std::vector<SFakeAccess> m_daLog;
 };
 
-namespace FakeQelVxd
-{
-inline CFakeQelVxdBackend* g_poFake = nullptr;
+CFakeQelVxdBackend* g_poFake = nullptr;
 
 // The function's bytes at the offset, null when it is absent. The generic layer must never let
 // an access that leaves configuration space through.
-inline MUINT8* Space(char cKind, PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 uiSize)
+MUINT8* Space(char cKind, PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 uiSize)
 {
     g_poFake->m_daLog.push_back({cKind, hDevice, uiOffset, uiSize});
     if ((MUINT64)uiOffset + uiSize > 4096)
@@ -74,7 +72,7 @@ inline MUINT8* Space(char cKind, PCIHANDLE hDevice, MUINT32 uiOffset, MUINT32 ui
     return (it == g_poFake->m_oFunctions.end()) ? nullptr : it->second.data() + uiOffset;
 }
 
-inline int ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
+int ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT32 uiSize)
 {
     const MUINT8* puiSpace = Space('r', hDevice, uiOffset, uiSize);
     if (puiSpace != nullptr && g_poFake->m_oFailingReads.count({hDevice, uiOffset}) != 0)
@@ -89,7 +87,7 @@ inline int ConfigRead(PCIHANDLE hDevice, MUINT32 uiOffset, void* pvBuffer, MUINT
     return puiSpace != nullptr;
 }
 
-inline int ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize)
+int ConfigWrite(PCIHANDLE hDevice, MUINT32 uiOffset, const void* pvBuffer, MUINT32 uiSize)
 {
     MUINT8* puiSpace = Space('w', hDevice, uiOffset, uiSize);
     if (puiSpace == nullptr)
@@ -117,9 +115,9 @@ void Write(MEMHANDLE hAddress, TValue uiValue)
 }
 
 // The fake publishes no page: every access reaches it.
-inline SQelVxdDirectPage g_oNoDirectPage;
+SQelVxdDirectPage g_oNoDirectPage;
 
-inline const SQelVxdBackend g_oTable = {
+const SQelVxdBackend g_oTable = {
     // Tests access their own buffers: nothing is mapped.
     "fake", ConfigRead, ConfigWrite, [] {}, [](MUINT32, MUINT32, MUINT32, MUINT32) { return MEMHANDLE{0}; },
     [](MEMHANDLE) { return 1; },
@@ -127,18 +125,17 @@ inline const SQelVxdBackend g_oTable = {
     QelVxdPrivateLinuxTimer_Counter, QelVxdPrivateLinuxTimer_Delay, QelVxdPrivateLinuxTimer_Sleep,
     &g_oNoDirectPage,
 };
-}
 
-inline CFakeQelVxdBackend::CFakeQelVxdBackend()
+CFakeQelVxdBackend::CFakeQelVxdBackend()
 {
-    FakeQelVxd::g_poFake = this;
-    QelVxdSetBackendForTest(&FakeQelVxd::g_oTable);
+    g_poFake = this;
+    QelVxdSetBackendForTest(&g_oTable);
 }
 
-inline CFakeQelVxdBackend::~CFakeQelVxdBackend()
+CFakeQelVxdBackend::~CFakeQelVxdBackend()
 {
     QelVxdSetBackendForTest(nullptr);
-    FakeQelVxd::g_poFake = nullptr;
+    g_poFake = nullptr;
 }
 
 // ---- Configuration space.
