@@ -164,8 +164,6 @@ TEST_F(ContextMgrTest, SupportedBoardsAreAcceptedInScanOrderAndOthersAreNeverWri
         ASSERT_TRUE(m_poMgr->GetContext(uiIndex, poContext, hPci, hReg, uiRegSize, hMem, uiMemSize));
         EXPECT_EQ(hPci, QelVxdMakePciHandle(3 + 2 * uiIndex, 0, 0));
         EXPECT_TRUE(hReg != 0 && hMem != 0) << "both windows mapped once the board is accepted";
-        EXPECT_EQ(uiRegSize, 0x10000u);
-        EXPECT_EQ(uiMemSize, 0x10000000u);
     }
     EXPECT_FALSE(m_poMgr->GetContext(2, poContext));
     // Each board is built by its own copy of the builder.
@@ -187,19 +185,13 @@ TEST_F(ContextMgrTest, SupportedBoardsAreAcceptedInScanOrderAndOthersAreNeverWri
 
 TEST_F(ContextMgrTest, OnlyBitZeroOfTheHeaderTypeMakesABridge)
 {
-    struct SCase
-    {
-        MUINT32 uiHeaderType;
-        bool bBridge;
-    };
-    const PCIHANDLE hFunction = QelVxdMakePciHandle(0, 2, 0);
-    for (const SCase& roCase : {SCase{0x81, true}, SCase{0x03, true}, SCase{0x02, false}})
+    for (const auto& [uiHeaderType, bBridge] : {std::pair{0x81u, true}, std::pair{0x03u, true}, std::pair{0x02u, false}})
     {
         Load(Rig(R"({"bus": 0, "device": 2, "function": 0, "vendor_id": "0x8086", "device_id": "0x1234"})", "", ""));
-        QelVxdSim_Current()->FindFunction(hFunction)->PokeConfig(0x0C, roCase.uiHeaderType << 16);
+        QelVxdSim_Current()->FindFunction(QelVxdMakePciHandle(0, 2, 0))->PokeConfig(0x0C, uiHeaderType << 16);
         m_poMgr->PopulateXContext();
-        EXPECT_EQ(m_poMgr->m_daoPciBridge.GetSize(), roCase.bBridge ? 1 : 0) << roCase.uiHeaderType;
-        EXPECT_EQ(m_poMgr->m_dahPciDev.GetSize(), roCase.bBridge ? 0 : 1) << roCase.uiHeaderType;
+        EXPECT_EQ(m_poMgr->m_daoPciBridge.GetSize(), bBridge ? 1 : 0) << uiHeaderType;
+        EXPECT_EQ(m_poMgr->m_dahPciDev.GetSize(), bBridge ? 0 : 1) << uiHeaderType;
         TearDown();
     }
 }
@@ -220,16 +212,13 @@ TEST_F(ContextMgrTest, UpstreamBridgeIsTheLastMatchingOneInScanOrder)
 
 // ---- Builders.
 
-TEST_F(ContextMgrTest, FirstBuilderThatSupportsTheBoardWinsAndLateOnesAreRefused)
+// The tool registers a builder at every initialisation: once the bus is populated, a new one is
+// refused and nothing is asked again.
+TEST_F(ContextMgrTest, BuilderRegisteredAfterThePopulationIsRefused)
 {
     Load(Rig("", "", Board(3)));
-    m_poMgr->RegisterContextConstructor(nullptr, nullptr, nullptr, nullptr);   // a kit without builder is skipped
     Register();
-    int iSecondAsked = 0;
-    m_poMgr->RegisterContextConstructor(new CTestBuilder(iSecondAsked), nullptr, nullptr, nullptr);
     ASSERT_TRUE(m_poMgr->PopulateXContext());
-    EXPECT_EQ(iSecondAsked, 0);
-
     const int iAsked = m_iAsked;
     Register(FALSE);
     EXPECT_FALSE(m_poMgr->PopulateXContext());
