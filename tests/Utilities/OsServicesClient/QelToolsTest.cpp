@@ -19,20 +19,6 @@ TEST(QelToolsText, StrcpySTruncatesAndTerminatesWithinTheDestination)
     EXPECT_EQ(aszBuffer[0], 'x');
 }
 
-// The helpers the tool does not use: case folding only of ASCII letters, and never past the size
-// or the terminator.
-TEST(QelToolsText, CaseHelpersFoldOnlyAsciiLettersWithinTheSize)
-{
-    EXPECT_EQ(QelTools_stricmp("PCIe", "pcie"), 0);
-    EXPECT_EQ(QelTools_stricmp("[", "{"), '[' - '{');   // neighbours of 'Z' and 'z' are not folded
-    char aszText[] = "abCDef\0gh";
-    QelTools_strupr_s(aszText, 3);
-    QelTools_strupr_s(aszText, sizeof(aszText));
-    EXPECT_EQ(std::string(aszText, 9), std::string("ABCDEF\0gh", 9));
-    QelTools_strlwr_s(aszText, 2);
-    EXPECT_STREQ(aszText, "abCDEF");
-}
-
 TEST(QelToolsText, AtoiTakesTheLeadingDecimalNumber)
 {
     for (const auto& [pszText, iExpected] : std::vector<std::pair<const char*, int>>{
