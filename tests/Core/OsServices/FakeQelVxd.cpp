@@ -5,7 +5,7 @@
 SFakeQelVxd g_oFakeQelVxd;
 
 int tmDelay(MUINT32 uiMicroSeconds) { return g_oFakeQelVxd.oDelays.push_back(uiMicroSeconds), 1; }
-int tmSleep(MUINT32 uiMicroSeconds) { return g_oFakeQelVxd.oSleeps.push_back(uiMicroSeconds), g_oFakeQelVxd.iSleepResult; }
+int tmSleep(MUINT32 uiMicroSeconds) { return g_oFakeQelVxd.oSleeps.push_back(uiMicroSeconds), 1; }
 int InitQELLibrary(void) { return g_oFakeQelVxd.iInitCalls++, g_oFakeQelVxd.iInitResult; }
 int ReleaseQELLibrary(void) { return g_oFakeQelVxd.iReleaseCalls++, 1; }
 int memUnmap(MEMHANDLE hAddress) { return g_oFakeQelVxd.oUnmaps.push_back(hAddress), g_oFakeQelVxd.iUnmapResult; }

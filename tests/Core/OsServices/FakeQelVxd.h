@@ -11,7 +11,6 @@ struct SFakeQelVxd
 {
     std::vector<MUINT32> oDelays;        // tmDelay arguments
     std::vector<MUINT32> oSleeps;        // tmSleep arguments
-    int iSleepResult = 1;
     int iInitResult = 1;
     int iInitCalls = 0;
     int iReleaseCalls = 0;

@@ -66,11 +66,4 @@ TEST_F(MessagesTest, AssertionReportNamesTheFileWithoutDirectories)
     EXPECT_EQ(Capture([] { QelAssertReport("a\\b\\XBoard.cpp", 7); }), "XBoard.cpp(7) Assertion failed\n");
 }
 
-TEST(FileNameOnly, PointsBehindTheLastSeparator)
-{
-    const std::pair<const char*, size_t> aoCases[] = {{"a/b\\c", 4}, {"a\\b/c.cpp", 4}, {"abc", 0}, {"/x", 1}, {"", 0}, {"dir/", 4}};
-    for (const auto& [pszPath, uiOffset] : aoCases)
-        EXPECT_EQ(OsServices::GetFileNameOnlySubSring(pszPath), pszPath + uiOffset) << pszPath;
-}
-
 }  // namespace
