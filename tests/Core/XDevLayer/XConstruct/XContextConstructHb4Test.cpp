@@ -280,20 +280,4 @@ TEST_F(PopulateTest, RegistersEepromAndCoreDeviceOnce)
     EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 2);
 }
 
-TEST_F(PopulateTest, UnknownFlashStopsAfterTheEepromAndCountsAsPopulatedNextTime)
-{
-    Load(R"(, "eeprom": {"chip": "unknown", "blank": true})");
-    CaptureStdout();
-    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
-    EXPECT_NE(GetCapturedStdout().find("XDevQelVxd.cpp(701) Assertion failed"), std::string::npos);
-    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 1);
-    EXPECT_EQ(m_poContext->GetInitDevice(), nullptr);
-    EXPECT_EQ(m_poBuilder->m_bIsPopulate, 0u);
-
-    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
-    EXPECT_EQ(m_poBuilder->m_bIsPopulate, 1u);
-    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 1);
-    EXPECT_EQ(m_poContext->GetInitDevice(), nullptr);
-}
-
 } // namespace
