@@ -58,21 +58,6 @@ TEST_F(CMMapTest, ManyCollidingKeysInsertLookupRemoveAndIterate)
     }
 }
 
-TEST_F(CMMapTest, RemovedNodesAreReusedBeforeANewBlock)
-{
-    CIntMap oMap;
-    for (MINT32 i = 0; i < 10; i++)
-        oMap[i] = i;
-    size_t uiAllocations = m_oAllocator.m_uiAllocCount;
-    for (MINT32 i = 0; i < 4; i++)
-        oMap.RemoveKey(i);
-    for (MINT32 i = 100; i < 104; i++)
-        oMap[i] = i;
-    EXPECT_EQ(m_oAllocator.m_uiAllocCount, uiAllocations) << "freed nodes were not reused";
-    oMap[200] = 1;
-    EXPECT_EQ(m_oAllocator.m_uiAllocCount, uiAllocations + 1) << "a full free list takes one more block";
-}
-
 TEST_F(CMMapTest, MisuseIsReportedAndHarmless)
 {
     CIntMap oMap;
