@@ -71,29 +71,6 @@ TEST_F(InstanceTest, FailedStartIsReportedAndNotCounted)
     EXPECT_EQ(g_oFakeQelVxd.iInitCalls, 2);
 }
 
-TEST_F(PlatformTest, CacheableMappingFallsBackToUncached)
-{
-    // {cacheable, result of an uncached and of a cacheable mapping, result, flags tried}
-    const std::tuple<MBOOL32, MEMHANDLE, MEMHANDLE, MEMHANDLE, std::vector<MUINT64>> aoCases[] = {
-        {0, 0x1000, 0x2000, 0x1000, {0}}, {1, 0x1000, 0x2000, 0x2000, {1}}, {1, 0x1000, 0, 0x1000, {1, 0}}};
-    OsServices::SetTestMode(1);
-    OsServices oServices;
-    for (const auto& [bCacheable, hUncached, hCacheable, hExpected, roFlags] : aoCases)
-    {
-        g_oFakeQelVxd = {};
-        g_oFakeQelVxd.ahMapResult[0] = hUncached;
-        g_oFakeQelVxd.ahMapResult[1] = hCacheable;
-        EXPECT_EQ(oServices.IoMap(0x1F0001000ULL, 0x4000, bCacheable), hExpected);
-        std::vector<std::vector<MUINT64>> oExpected;
-        for (MUINT64 uiFlags : roFlags)
-            oExpected.push_back({0x1F0001000ULL, 0x4000, uiFlags});
-        EXPECT_EQ(g_oFakeQelVxd.oMaps, oExpected);
-    }
-    g_oFakeQelVxd.iUnmapResult = 0;
-    EXPECT_EQ(oServices.IoUnMap(0x2000, 0x4000), 0u);
-    EXPECT_EQ(g_oFakeQelVxd.oUnmaps, std::vector<MEMHANDLE>{0x2000});
-}
-
 TEST(Arithmetic, FloorAndCeilAroundZeroAndBeyondIntegers)
 {
     const std::tuple<double, double, double> aoCases[] = {
