@@ -1,20 +1,16 @@
 // The memory-initialisation builder and the board data it shares: which boards it takes, how it
 // finds and bounds the parameter block in the EEPROM, and where it concludes the processor sits.
+// Populating a whole board is exercised by the tool's runs on simulated rigs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <cstring>
 #include <vector>
 
 #include "OsServices.h"
 #include "Pins10TestChain.h"
-#include "QelVxdPrivate.h"
-#include "QelVxdSim.h"
-#include "XBoard.h"
 #include "XContext.h"
-#include "XContextMgr.h"
 #include "XContextConstructHb4.h"
 #include "XContextConstructHb4MemInit.h"
 #include "XDevEeprom.h"
@@ -226,58 +222,5 @@ INSTANTIATE_TEST_SUITE_P(
         SBoardDataCase{"StrappedPcbSecondaryFitted", 0x5, false, 7470, 1u << 29, 1, 0, 1},
         SBoardDataCase{"StrappedPcbSecondaryAbsent", 0x5, false, 7470, ~(1u << 29), 1, 0, 0}),
     [](const ::testing::TestParamInfo<SBoardDataCase>& roInfo) { return std::string(roInfo.param.pszName); });
-
-// ---- Population of a board's context, on simulated boards.
-
-class PopulateTest : public ::testing::Test
-{
-protected:
-    void TearDown() override
-    {
-        m_poMgr.reset();
-        QelVxdSetBackendForTest(nullptr);
-        QelVxdSim_Unload();
-    }
-
-    // One board at 03:00.0 with the given extra rig keys; the context and its builder.
-    void Load(const std::string& rsBoardKeys)
-    {
-        std::string sError;
-        const std::string sRig =
-            R"({"bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 3}],
-                "boards": [{"bus": 3, "device": 0, "function": 0)" + rsBoardKeys + "}]}";
-        const SQelVxdBackend* poBackend = QelVxdSim_LoadRigText(sRig, ".", sError);
-        ASSERT_NE(poBackend, nullptr) << sError;
-        QelVxdSetBackendForTest(poBackend);
-        m_poMgr = std::make_unique<XContextMgr>();
-        m_poMgr->RegisterContextConstructor(new XContextConstructHb4MemInit(), XContextMgr::CreateDummyBufferMgr,
-                                            XContextMgr::CreateDummyCounterMgr,
-                                            XContextMgr::CreateDummyInterruptMgr);
-        ASSERT_EQ(m_poMgr->PopulateXContext(), 1u);
-        ASSERT_EQ(m_poMgr->GetContext(0, m_poContext), 1u);
-        m_poBuilder = static_cast<XContextConstructHb4MemInit*>(m_poMgr->GetContextConstruct(0));
-        ASSERT_NE(m_poBuilder, nullptr);
-    }
-
-    std::unique_ptr<XContextMgr> m_poMgr;
-    XContext* m_poContext = nullptr;
-    XContextConstructHb4MemInit* m_poBuilder = nullptr;
-};
-
-TEST_F(PopulateTest, RegistersEepromAndCoreDeviceOnce)
-{
-    Load(R"(, "subsystem": "0x0A011E5B", "marker": "0x80000000", "link_width": 8, "link_speed": 3)");
-    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
-    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 2);
-    EXPECT_NE(m_poContext->GetInitDevice(), nullptr);
-    EXPECT_EQ(m_poBuilder->m_bIsPopulate, 1u);
-    ASSERT_NE(m_poContext->m_poXBoard, nullptr);
-    EXPECT_TRUE(m_poContext->m_poXBoard->IsMemoryInitialized());
-    EXPECT_EQ(m_poContext->m_poXBoard->GetPCIeLinkWidth(), 8);
-    EXPECT_EQ(m_poContext->m_poXBoard->GetPCIeLinkSpeed(), 3);
-
-    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
-    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 2);
-}
 
 } // namespace
