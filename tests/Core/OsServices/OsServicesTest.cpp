@@ -71,15 +71,4 @@ TEST_F(InstanceTest, FailedStartIsReportedAndNotCounted)
     EXPECT_EQ(g_oFakeQelVxd.iInitCalls, 2);
 }
 
-TEST(Arithmetic, FloorAndCeilAroundZeroAndBeyondIntegers)
-{
-    const std::tuple<double, double, double> aoCases[] = {
-        {2.5, 2, 3}, {-2.0, -2, -2}, {-0.25, -1, 0}, {-1e20, -1e20, -1e20}, {4503599627370495.5, 4503599627370495, 4503599627370496}};
-    for (const auto& [dValue, dFloor, dCeil] : aoCases)
-    {
-        EXPECT_EQ(OsServices::Floor(dValue), dFloor) << dValue;
-        EXPECT_EQ(OsServices::Ceil(dValue), dCeil) << dValue;
-    }
-}
-
 }  // namespace

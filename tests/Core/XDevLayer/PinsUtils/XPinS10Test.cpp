@@ -86,13 +86,6 @@ TEST_P(Pins10ValidateTest, AcceptsOnlyChainsEndingInsideTheBuffer)
 INSTANTIATE_TEST_SUITE_P(Chains, Pins10ValidateTest, testing::ValuesIn(ValidationCases()),
                          [](const testing::TestParamInfo<SValidationCase>& roInfo) { return roInfo.param.pszName; });
 
-TEST(Pins10Validate, NullBlockIsRefused)
-{
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(0u, Pins10Validate(nullptr, 100));
-    EXPECT_NE(std::string::npos, testing::internal::GetCapturedStdout().find("XPinS10.cpp("));
-}
-
 // ---- Lookup
 
 TEST(Pins10Lookup, IndexesListFlagsAndMissingKindsOnTheTypicalChain)

@@ -1,6 +1,7 @@
 // Accessors, memory record conversion and sizes, and the combinations of Pins10 chains.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 
 #include "Pins10TestChain.h"
@@ -17,32 +18,17 @@ std::vector<MUINT8> Validated(std::vector<MUINT8> auiChain)
 
 // ---- Memory sizes
 
-struct SMemoryCase
+TEST(Pins10MemorySize, CodesGiveSizeAndInterleaveMode)
 {
-    MUINT8 auiMemQty[4];
-    MUINT32 uiSizeInMB;
-    MBOOL32 bDualMode;
-};
-void PrintTo(const SMemoryCase& c, std::ostream* poStream)
-{
-    *poStream << "codes " << +c.auiMemQty[0] << ' ' << +c.auiMemQty[1] << ' ' << +c.auiMemQty[2] << ' ' << +c.auiMemQty[3];
+    const std::tuple<std::array<MUINT8, 4>, MUINT32, MBOOL32> aoCases[] = {
+        {{4, 0, 0, 0}, 256, 0},  {{11, 0, 0, 0}, 0, 0}, {{1, 10, 0, 0}, 16416, 1}, {{6, 6, 0, 0}, 2048, 1},
+        {{2, 2, 2, 2}, 256, 0},  {{0, 0, 0, 0}, 0, 0},  {{0, 3, 0, 3}, 256, 1},     {{255, 5, 0, 0}, 512, 1}};
+    for (const auto& [rauiQty, uiSizeInMB, bDualMode] : aoCases)
+    {
+        EXPECT_EQ(uiSizeInMB, XPins10Helper::CalcMemorySizeInMB(rauiQty.data())) << +rauiQty[0] << ' ' << +rauiQty[1];
+        EXPECT_EQ(bDualMode, XPins10Helper::IsMemoryInterleaveDualMode(rauiQty.data())) << +rauiQty[0] << ' ' << +rauiQty[1];
+    }
 }
-
-using Pins10MemorySizeTest = testing::TestWithParam<SMemoryCase>;
-
-TEST_P(Pins10MemorySizeTest, CodesGiveSizeAndInterleaveMode)
-{
-    const SMemoryCase& roCase = GetParam();
-    EXPECT_EQ(roCase.uiSizeInMB, XPins10Helper::CalcMemorySizeInMB(roCase.auiMemQty));
-    EXPECT_EQ(roCase.bDualMode, XPins10Helper::IsMemoryInterleaveDualMode(roCase.auiMemQty));
-}
-
-INSTANTIATE_TEST_SUITE_P(Codes, Pins10MemorySizeTest,
-                         testing::Values(SMemoryCase{{4, 4, 0, 0}, 512, 1}, SMemoryCase{{4, 0, 0, 0}, 256, 0},
-                                         SMemoryCase{{11, 0, 0, 0}, 0, 0}, SMemoryCase{{1, 10, 0, 0}, 16416, 1},
-                                         SMemoryCase{{6, 6, 0, 0}, 2048, 1}, SMemoryCase{{2, 2, 2, 2}, 256, 0},
-                                         SMemoryCase{{0, 0, 0, 0}, 0, 0}, SMemoryCase{{0, 3, 0, 3}, 256, 1},
-                                         SMemoryCase{{255, 5, 0, 0}, 512, 1}));
 
 // ---- Memory record
 
