@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <string>
-#include <cstring>
 #include <vector>
 
 #include "OsServices.h"
@@ -75,42 +74,6 @@ std::vector<MUINT8> GoodChain()
     return Pins10TestTypicalChain().End().Bytes();
 }
 
-struct SEepromCase
-{
-    const char*         pszName;
-    std::vector<MUINT8> auiImage;
-    bool                bFound;
-    bool                bReported;   // an assertion report is made
-};
-void PrintTo(const SEepromCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
-
-using ReadEepromPinsTest = ::testing::TestWithParam<SEepromCase>;
-
-TEST_P(ReadEepromPinsTest, ReturnsAValidatedChainOrNothing)
-{
-    OsServices oOs;
-    CImageEeprom oEeprom(oOs, GetParam().auiImage);
-    MUINT8* puiPins = reinterpret_cast<MUINT8*>(1);
-    MUINT32 uiSize = 99;
-    CaptureStdout();
-    const MBOOL32 bFound = XContextConstructHb4::ReadEepromPins(oEeprom, puiPins, uiSize);
-    const std::string sOutput = GetCapturedStdout();
-    EXPECT_EQ(bFound != 0, GetParam().bFound);
-    EXPECT_EQ(sOutput.find("Assertion failed") != std::string::npos, GetParam().bReported) << sOutput;
-    if (GetParam().bFound)
-    {
-        ASSERT_NE(puiPins, nullptr);
-        EXPECT_EQ(uiSize, GoodChain().size());
-        EXPECT_EQ(std::memcmp(puiPins, GoodChain().data(), uiSize), 0);
-    }
-    else
-    {
-        EXPECT_EQ(puiPins, nullptr);
-        EXPECT_EQ(uiSize, 0u);
-    }
-    delete[] puiPins;
-}
-
 std::vector<MUINT8> WithLength(std::vector<MUINT8> auiChain, MUINT16 uiLength)
 {
     // The processor block follows the header block.
@@ -120,21 +83,38 @@ std::vector<MUINT8> WithLength(std::vector<MUINT8> auiChain, MUINT16 uiLength)
     return auiChain;
 }
 
-const MUINT32 LIMIT = 8024;
-
-INSTANTIATE_TEST_SUITE_P(
-    Images, ReadEepromPinsTest,
-    ::testing::Values(
-        SEepromCase{"AtTheUsualPlace", Image(0x100, GoodChain()), true, false},
-        SEepromCase{"EndingJustAtTheLimit", Image(LIMIT - MUINT32(GoodChain().size()), GoodChain()), true, false},
-        SEepromCase{"Blank", std::vector<MUINT8>(0x20000, 0xFF), false, false},
-        SEepromCase{"PointerToOtherData", Image(0x100, {0x12, 0x34, 0x04, 0x00}), false, false},
-        SEepromCase{"ZeroLength", Image(0x100, WithLength(GoodChain(), 0)), false, true},
-        SEepromCase{"ErasedLength", Image(0x100, WithLength(GoodChain(), 0xFFFF)), false, true},
-        SEepromCase{"HeaderPastTheLimit", Image(LIMIT - 16, GoodChain()), false, true},
-        SEepromCase{"LengthRunsPastTheLimit", Image(0x100, WithLength(GoodChain(), 0x2000)), false, true},
-        SEepromCase{"FailsValidation", Image(0x100, WithLength(GoodChain(), 6)), false, true}),
-    [](const ::testing::TestParamInfo<SEepromCase>& roInfo) { return std::string(roInfo.param.pszName); });
+TEST(ReadEepromPins, ReturnsAValidatedChainOrNothing)
+{
+    const MUINT32 LIMIT = 8024;
+    const std::vector<MUINT8> auiGood = GoodChain();
+    // {image, found, an assertion report is made}
+    const std::tuple<const char*, std::vector<MUINT8>, bool, bool> aoCases[] = {
+        {"AtTheUsualPlace", Image(0x100, auiGood), true, false},
+        {"EndingJustAtTheLimit", Image(LIMIT - MUINT32(auiGood.size()), auiGood), true, false},
+        {"Blank", std::vector<MUINT8>(0x20000, 0xFF), false, false},
+        {"ZeroLength", Image(0x100, WithLength(auiGood, 0)), false, true},
+        {"ErasedLength", Image(0x100, WithLength(auiGood, 0xFFFF)), false, true},
+        {"HeaderPastTheLimit", Image(LIMIT - 16, auiGood), false, true},
+        {"LengthRunsPastTheLimit", Image(0x100, WithLength(auiGood, 0x2000)), false, true},
+        {"FailsValidation", Image(0x100, WithLength(auiGood, 6)), false, true}};
+    for (const auto& [pszName, rauiImage, bExpectFound, bReported] : aoCases)
+    {
+        OsServices oOs;
+        CImageEeprom oEeprom(oOs, rauiImage);
+        MUINT8* puiPins = reinterpret_cast<MUINT8*>(1);
+        MUINT32 uiSize = 99;
+        CaptureStdout();
+        const MBOOL32 bFound = XContextConstructHb4::ReadEepromPins(oEeprom, puiPins, uiSize);
+        const std::string sOutput = GetCapturedStdout();
+        EXPECT_EQ(bFound != 0, bExpectFound) << pszName;
+        EXPECT_EQ(sOutput.find("Assertion failed") != std::string::npos, bReported) << pszName << ": " << sOutput;
+        if (bFound)
+            EXPECT_EQ(std::vector<MUINT8>(puiPins, puiPins + uiSize), auiGood) << pszName;
+        else
+            EXPECT_TRUE(puiPins == nullptr && uiSize == 0) << pszName;
+        delete[] puiPins;
+    }
+}
 
 // ---- Where the processor sits.
 
