@@ -1,4 +1,5 @@
 #include <functional>
+#include <tuple>
 #include <vector>
 
 #include "ContainerTestSupport.h"
@@ -39,52 +40,40 @@ CIntArray Sequence(MINT32 iCount)
 
 // ---- Growth rule ---------------------------------------------------------------------------------
 
-struct SGrowthCase
-{
-    const char* pszName;
-    std::vector<std::pair<MINT32, MINT32>> oCalls;   // SetSize(newSize, growBy) in order
-    MINT32 iExpectedCapacity;
-    MINT32 iExpectedGrowBy;
-};
+using CMArrayGrowthTest = CContainerTest;
 
-void PrintTo(const SGrowthCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
-
-class CMArrayGrowthTest : public CContainerTest, public testing::WithParamInterface<SGrowthCase>
+TEST_F(CMArrayGrowthTest, CapacityAndStepFollowTheGrowthRule)
 {
-};
-
-TEST_P(CMArrayGrowthTest, CapacityAndStepFollowTheGrowthRule)
-{
-    const SGrowthCase& roCase = GetParam();
-    CIntArray oArray;
-    for (const auto& roCall : roCase.oCalls)
+    // {name, SetSize(newSize, growBy) calls in order, capacity, step}
+    const std::tuple<const char*, std::vector<std::pair<MINT32, MINT32>>, MINT32, MINT32> aoCases[] = {
+        {"FirstGrowthFixesStepAtFour", {{1, -1}, {2, -1}}, 5, 4},
+        {"EightyGrowsByTen", {{80, -1}, {81, -1}}, 90, 10},
+        // size 90 would give 11 if recomputed; the first step is kept
+        {"StepIsKeptAfterwards", {{80, -1}, {81, -1}, {91, -1}}, 100, 10},
+        {"LargeArrayGrowsBy1024", {{10000, -1}, {10001, -1}}, 11024, 1024},
+        {"JumpPastStepTakesRequestedSize", {{1, -1}, {100, -1}}, 100, 4},
+        {"ExplicitStep", {{1, 7}, {2, -1}}, 8, 7},
+        {"ShrinkKeepsStorage", {{10, -1}, {3, -1}}, 10, 0},
+        {"ZeroReleasesStorage", {{10, -1}, {0, -1}}, 0, 0}};
+    for (const auto& [pszName, roCalls, iCapacity, iGrowBy] : aoCases)
     {
-        // Fill what exists so that a lost element shows after the next growth.
-        for (MINT32 i = 0; i < oArray.GetSize(); i++)
-            oArray[i] = i * 3;
-        oArray.SetSize(roCall.first, roCall.second);
+        CIntArray oArray;
+        for (const auto& roCall : roCalls)
+        {
+            // Fill what exists so that a lost element shows after the next growth.
+            for (MINT32 i = 0; i < oArray.GetSize(); i++)
+                oArray[i] = i * 3;
+            oArray.SetSize(roCall.first, roCall.second);
+        }
+        const MINT32 iFinalSize = roCalls.back().first;
+        const MINT32 iPreviousSize = roCalls.size() > 1 ? roCalls[roCalls.size() - 2].first : 0;
+        EXPECT_EQ(oArray.GetSize(), iFinalSize) << pszName;
+        EXPECT_EQ(oArray.m_iMaxSize, iCapacity) << pszName;
+        EXPECT_EQ(oArray.m_iGrowBy, iGrowBy) << pszName;
+        for (MINT32 i = 0; i < iFinalSize; i++)
+            ASSERT_EQ(oArray[i], i < iPreviousSize ? i * 3 : 0) << pszName << ", element " << i;
     }
-    MINT32 iFinalSize = roCase.oCalls.back().first;
-    EXPECT_EQ(oArray.GetSize(), iFinalSize);
-    EXPECT_EQ(oArray.m_iMaxSize, roCase.iExpectedCapacity);
-    EXPECT_EQ(oArray.m_iGrowBy, roCase.iExpectedGrowBy);
-    MINT32 iPreviousSize = roCase.oCalls.size() > 1 ? roCase.oCalls[roCase.oCalls.size() - 2].first : 0;
-    for (MINT32 i = 0; i < iFinalSize; i++)
-        ASSERT_EQ(oArray[i], i < iPreviousSize ? i * 3 : 0) << "element " << i;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Steps, CMArrayGrowthTest,
-    testing::Values(SGrowthCase{"FirstGrowthFixesStepAtFour", {{1, -1}, {2, -1}}, 5, 4},
-                    SGrowthCase{"EightyGrowsByTen", {{80, -1}, {81, -1}}, 90, 10},
-                    // size 90 would give 11 if recomputed; the first step is kept
-                    SGrowthCase{"StepIsKeptAfterwards", {{80, -1}, {81, -1}, {91, -1}}, 100, 10},
-                    SGrowthCase{"LargeArrayGrowsBy1024", {{10000, -1}, {10001, -1}}, 11024, 1024},
-                    SGrowthCase{"JumpPastStepTakesRequestedSize", {{1, -1}, {100, -1}}, 100, 4},
-                    SGrowthCase{"ExplicitStep", {{1, 7}, {2, -1}}, 8, 7},
-                    SGrowthCase{"ShrinkKeepsStorage", {{10, -1}, {3, -1}}, 10, 0},
-                    SGrowthCase{"ZeroReleasesStorage", {{10, -1}, {0, -1}}, 0, 0}),
-    [](const testing::TestParamInfo<SGrowthCase>& roInfo) { return roInfo.param.pszName; });
 
 // ---- Element life cycle --------------------------------------------------------------------------
 

@@ -140,67 +140,54 @@ public:
     int RetrainLink() override { return 0; }
 };
 
-struct SBoardDataCase
+TEST(ExtractBoardData, ConcludesFromRecordAndProbe)
 {
-    const char* pszName;
-    MUINT16     uiCpuOptions;
-    bool        bIoSticks;
-    MUINT32     uiPcbNum;
-    MUINT32     uiStrapReg;   // register 0x5670
-    int         iOnBoard;
-    int         iOnPrimaryBus;
-    int         iExternal;
-};
-void PrintTo(const SBoardDataCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
-
-using ExtractBoardDataTest = ::testing::TestWithParam<SBoardDataCase>;
-
-TEST_P(ExtractBoardDataTest, ConcludesFromRecordAndProbe)
-{
-    const SBoardDataCase& roCase = GetParam();
-    OsServices oOs;
-    CProbeCfg oCfg(roCase.bIoSticks);
-    CFakeMem oMem;
-    TFakeRes<XRegAccess> oReg(0x10000);
-    const MUINT32 uiCommand = 0x00100006;   // memory space and bus master on, I/O space off
-    oCfg.TFakeRes::Write(XHb4BoardData::CFG_COMMAND_STATUS, uiCommand);
-    oReg.Write(XHb4BoardData::REG_PROCESSOR_STRAPS, roCase.uiStrapReg);
-    XContext oContext(&oOs, new CProbeHwAccess(oCfg, oMem, oReg), new XTracesMgrStub());
-    ASSERT_TRUE(oContext.m_bInitialized);
-
-    tagPins10Cpu oCpu = {roCase.uiCpuOptions, 1, {3, 3, 0, 0}};
-    const std::vector<MUINT8> auiPins = CPins10TestChain()
-                                            .Record(PINS10_SIGNATURE_HEADER, Pins10TestHeader(roCase.uiPcbNum << 16))
-                                            .Record(PINS10_SIGNATURE_CPU, oCpu)
-                                            .End()
-                                            .Bytes();
-    int iOnBoard = -1, iOnPrimaryBus = -1, iExternal = -1;
-    ASSERT_EQ(XContextConstructHb4::ExtractBoardData(auiPins.data(), oContext, iOnBoard, iOnPrimaryBus, iExternal), 1u);
-    EXPECT_EQ(iOnBoard, roCase.iOnBoard);
-    EXPECT_EQ(iOnPrimaryBus, roCase.iOnPrimaryBus);
-    EXPECT_EQ(iExternal, roCase.iExternal);
-
-    MUINT32 uiAfter = 0;
-    oCfg.Read(XHb4BoardData::CFG_COMMAND_STATUS, uiAfter);
-    EXPECT_EQ(uiAfter, uiCommand) << "the command register is left as found";
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Boards, ExtractBoardDataTest,
-    ::testing::Values(
+    // {name, processor options of the record, the I/O enable bit sticks, PCB, strap register 0x5670,
+    //  expected on board, on the primary bus, external}
+    const std::tuple<const char*, MUINT16, bool, MUINT32, MUINT32, int, int, int> aoCases[] = {
         // Bits 0 and 2 not both set: the record alone, no probe.
-        SBoardDataCase{"NoProcessor", 0x0, true, 1, 0, 0, 0, 0},
-        SBoardDataCase{"OnBoardPrimary", 0x3, false, 1, 0, 1, 1, 0},
-        SBoardDataCase{"ExternalOnly", 0x4, true, 1, 0, 0, 0, 1},
+        {"NoProcessor", 0x0, true, 1, 0, 0, 0, 0},
+        {"OnBoardPrimary", 0x3, false, 1, 0, 1, 1, 0},
+        {"ExternalOnly", 0x4, true, 1, 0, 0, 0, 1},
         // Both set: the probe decides.
-        SBoardDataCase{"ProbeAgreesSecondary", 0x5, false, 1, 0, 1, 0, 1},
-        SBoardDataCase{"ProbeAgreesPrimary", 0x7, true, 1, 0, 1, 1, 1},
-        SBoardDataCase{"ProbeSaysPrimaryRecordNot", 0x5, true, 1, 0, 0, 1, 0},
-        SBoardDataCase{"ProbeSaysSecondaryRecordPrimary", 0x7, false, 1, 0, 0, 0, 0},
+        {"ProbeAgreesSecondary", 0x5, false, 1, 0, 1, 0, 1},
+        {"ProbeAgreesPrimary", 0x7, true, 1, 0, 1, 1, 1},
+        {"ProbeSaysPrimaryRecordNot", 0x5, true, 1, 0, 0, 1, 0},
+        {"ProbeSaysSecondaryRecordPrimary", 0x7, false, 1, 0, 0, 0, 0},
         // The strapped PCB: primary forces external, secondary reads the strap register.
-        SBoardDataCase{"StrappedPcbPrimary", 0x7, true, 7470, 0, 1, 1, 1},
-        SBoardDataCase{"StrappedPcbSecondaryFitted", 0x5, false, 7470, 1u << 29, 1, 0, 1},
-        SBoardDataCase{"StrappedPcbSecondaryAbsent", 0x5, false, 7470, ~(1u << 29), 1, 0, 0}),
-    [](const ::testing::TestParamInfo<SBoardDataCase>& roInfo) { return std::string(roInfo.param.pszName); });
+        {"StrappedPcbPrimary", 0x7, true, 7470, 0, 1, 1, 1},
+        {"StrappedPcbSecondaryFitted", 0x5, false, 7470, 1u << 29, 1, 0, 1},
+        {"StrappedPcbSecondaryAbsent", 0x5, false, 7470, ~(1u << 29), 1, 0, 0}};
+    for (const auto& [pszName, uiCpuOptions, bIoSticks, uiPcbNum, uiStrapReg, iExpectOnBoard, iExpectOnPrimaryBus,
+                      iExpectExternal] : aoCases)
+    {
+        OsServices oOs;
+        CProbeCfg oCfg(bIoSticks);
+        CFakeMem oMem;
+        TFakeRes<XRegAccess> oReg(0x10000);
+        const MUINT32 uiCommand = 0x00100006;   // memory space and bus master on, I/O space off
+        oCfg.TFakeRes::Write(XHb4BoardData::CFG_COMMAND_STATUS, uiCommand);
+        oReg.Write(XHb4BoardData::REG_PROCESSOR_STRAPS, uiStrapReg);
+        XContext oContext(&oOs, new CProbeHwAccess(oCfg, oMem, oReg), new XTracesMgrStub());
+        ASSERT_TRUE(oContext.m_bInitialized) << pszName;
+
+        tagPins10Cpu oCpu = {uiCpuOptions, 1, {3, 3, 0, 0}};
+        const std::vector<MUINT8> auiPins = CPins10TestChain()
+                                                .Record(PINS10_SIGNATURE_HEADER, Pins10TestHeader(uiPcbNum << 16))
+                                                .Record(PINS10_SIGNATURE_CPU, oCpu)
+                                                .End()
+                                                .Bytes();
+        int iOnBoard = -1, iOnPrimaryBus = -1, iExternal = -1;
+        ASSERT_EQ(XContextConstructHb4::ExtractBoardData(auiPins.data(), oContext, iOnBoard, iOnPrimaryBus, iExternal), 1u)
+            << pszName;
+        EXPECT_EQ(iOnBoard, iExpectOnBoard) << pszName;
+        EXPECT_EQ(iOnPrimaryBus, iExpectOnPrimaryBus) << pszName;
+        EXPECT_EQ(iExternal, iExpectExternal) << pszName;
+
+        MUINT32 uiAfter = 0;
+        oCfg.Read(XHb4BoardData::CFG_COMMAND_STATUS, uiAfter);
+        EXPECT_EQ(uiAfter, uiCommand) << pszName << ": the command register is left as found";
+    }
+}
 
 } // namespace
