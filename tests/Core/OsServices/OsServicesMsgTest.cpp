@@ -4,7 +4,6 @@
 #include <string>
 
 #include "OsServices.h"
-#include "QelAssert.h"
 
 namespace
 {
@@ -36,7 +35,6 @@ TEST_F(MessagesTest, EachLevelHasItsPrefixAndItsSwitch)
 {
     const std::tuple<MBOOL32, MBOOL32, MBOOL32, std::string> aoCases[] = {
         {1, 1, 0, "hb4(0.2.3.2)[0]: (Error) e=1\nhb4(0.2.3.2)[0]: (Info) u=2\n"},
-        {1, 1, 1, "hb4(0.2.3.2)[0]: (Error) e=1\nhb4(0.2.3.2)[0]: (Info) u=2\nhb4(0.2.3.2)[0]: (Debug) d=3\n"},
         {0, 1, 1, "hb4(0.2.3.2)[0]: (Info) u=2\nhb4(0.2.3.2)[0]: (Debug) d=3\n"},
         {0, 0, 0, ""},
     };
@@ -57,20 +55,6 @@ TEST_F(MessagesTest, PrefixTextAndReferenceAreKeptBounded)
     OsServices::SetMsgPrefix(std::string(100, 'p').c_str());
     OsServices::SetMsgReferenceId(0x123456789ULL);
     EXPECT_EQ(Capture([] { OsServices::WriteErrorMsg("x"); }), std::string(63, 'p') + "(0.2.3.2)[4886718345]: (Error) x");
-}
-
-TEST_F(MessagesTest, AssertionReportNamesTheFileWithoutDirectories)
-{
-    EXPECT_EQ(Capture([] { QelAssertReport("/src/Core/XDevEeprom.cpp", 212); }), "hb4(0.2.3.2)[0]: (Error) XDevEeprom.cpp(212) Assertion failed\n");
-    OsServices::SetMsgPrefixEnable(0);
-    EXPECT_EQ(Capture([] { QelAssertReport("a\\b\\XBoard.cpp", 7); }), "XBoard.cpp(7) Assertion failed\n");
-}
-
-TEST(FileNameOnly, PointsBehindTheLastSeparator)
-{
-    const std::pair<const char*, size_t> aoCases[] = {{"a/b\\c", 4}, {"a\\b/c.cpp", 4}, {"abc", 0}, {"/x", 1}, {"", 0}, {"dir/", 4}};
-    for (const auto& [pszPath, uiOffset] : aoCases)
-        EXPECT_EQ(OsServices::GetFileNameOnlySubSring(pszPath), pszPath + uiOffset) << pszPath;
 }
 
 }  // namespace

@@ -17,11 +17,7 @@ class PlatformTest : public ::testing::Test
 {
 protected:
     void SetUp() override { g_oFakeQelVxd = {}; }
-    void TearDown() override
-    {
-        OsServices::SetTestMode(0);
-        OsServices::SetMsgLevel(1, 1, 0);
-    }
+    void TearDown() override { OsServices::SetTestMode(0); }
 };
 
 using WaitTest = PlatformTest;
@@ -37,21 +33,6 @@ TEST_F(WaitTest, ShortWaitsSpinLongOnesSleep)
         EXPECT_EQ(OsServices::WaitMicroSeconds(uiMicroSeconds), 1u);
         EXPECT_EQ(g_oFakeQelVxd.oDelays, roDelays) << uiMicroSeconds;
         EXPECT_EQ(g_oFakeQelVxd.oSleeps, roSleeps) << uiMicroSeconds;
-    }
-}
-
-TEST_F(WaitTest, SleepPathIsAnnouncedOnlyAtDebugLevel)
-{
-    const std::string oLine = "hb4(0.2.3.2)[0]: (Debug) OsServices::WaitMicroSeconds(100001) with delay greater than 100000 us "
-                              "isn't reliable, using SleepMilliSeconds(100) command instead)\n";
-    for (const auto& [bDebug, roExpected] : std::vector<std::pair<MBOOL32, std::string>>{{0, ""}, {1, oLine}})
-    {
-        OsServices::SetMsgLevel(1, 1, bDebug);
-        CaptureStdout();
-        OsServices::WaitMicroSeconds(100001);
-        OsServices::WaitMicroSeconds(100000);
-        fflush(stdout);
-        EXPECT_EQ(GetCapturedStdout(), roExpected);
     }
 }
 
@@ -88,54 +69,6 @@ TEST_F(InstanceTest, FailedStartIsReportedAndNotCounted)
     OsServices oServices;
     EXPECT_EQ(OsServices::ms_uiInstanceCount, 1u);
     EXPECT_EQ(g_oFakeQelVxd.iInitCalls, 2);
-}
-
-TEST_F(PlatformTest, CacheableMappingFallsBackToUncached)
-{
-    // {cacheable, result of an uncached and of a cacheable mapping, result, flags tried}
-    const std::tuple<MBOOL32, MEMHANDLE, MEMHANDLE, MEMHANDLE, std::vector<MUINT64>> aoCases[] = {
-        {0, 0x1000, 0x2000, 0x1000, {0}}, {1, 0x1000, 0x2000, 0x2000, {1}}, {1, 0x1000, 0, 0x1000, {1, 0}}};
-    OsServices::SetTestMode(1);
-    OsServices oServices;
-    for (const auto& [bCacheable, hUncached, hCacheable, hExpected, roFlags] : aoCases)
-    {
-        g_oFakeQelVxd = {};
-        g_oFakeQelVxd.ahMapResult[0] = hUncached;
-        g_oFakeQelVxd.ahMapResult[1] = hCacheable;
-        EXPECT_EQ(oServices.IoMap(0x1F0001000ULL, 0x4000, bCacheable), hExpected);
-        std::vector<std::vector<MUINT64>> oExpected;
-        for (MUINT64 uiFlags : roFlags)
-            oExpected.push_back({0x1F0001000ULL, 0x4000, uiFlags});
-        EXPECT_EQ(g_oFakeQelVxd.oMaps, oExpected);
-    }
-    g_oFakeQelVxd.iUnmapResult = 0;
-    EXPECT_EQ(oServices.IoUnMap(0x2000, 0x4000), 0u);
-    EXPECT_EQ(g_oFakeQelVxd.oUnmaps, std::vector<MEMHANDLE>{0x2000});
-}
-
-TEST(Arithmetic, RandomStepsItsStateAndSeedsItselfWhenZero)
-{
-    const std::pair<MUINT32, MUINT32> aoSteps[] = {{1, 0x80000002}, {2, 5}, {0x80000000, 0x40000000}, {0xFFFFFFFF, 0xFFFFFFFF}};
-    for (const auto& [uiState, uiNext] : aoSteps)
-    {
-        OsServices::ms_uiOldRandomValue = uiState;
-        EXPECT_EQ(OsServices::GetRandom(), uiNext) << std::hex << uiState;
-    }
-    OsServices::ms_uiOldRandomValue = 0;
-    const MUINT32 uiFirst = OsServices::GetRandom();
-    EXPECT_EQ(OsServices::GetRandom(), uiFirst + ((uiFirst >> 1 | uiFirst << 31) ^ uiFirst));
-}
-
-TEST(Arithmetic, FloorAndCeilAroundZeroAndBeyondIntegers)
-{
-    const std::tuple<double, double, double> aoCases[] = {
-        {2.5, 2, 3},     {-2.5, -3, -2},   {-2.0, -2, -2},       {0.0, 0, 0},          {-0.25, -1, 0},
-        {-1e-300, -1, 0}, {1e20, 1e20, 1e20}, {-1e20, -1e20, -1e20}, {4503599627370495.5, 4503599627370495, 4503599627370496}};
-    for (const auto& [dValue, dFloor, dCeil] : aoCases)
-    {
-        EXPECT_EQ(OsServices::Floor(dValue), dFloor) << dValue;
-        EXPECT_EQ(OsServices::Ceil(dValue), dCeil) << dValue;
-    }
 }
 
 }  // namespace

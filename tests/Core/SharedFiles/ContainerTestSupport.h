@@ -23,7 +23,6 @@ public:
         // Fresh blocks hold garbage, so that a missing zero-fill shows.
         memset(pvBlock, 0xA5, uiSize);
         m_oLiveBlocks[pvBlock] = uiSize;
-        m_uiAllocCount++;
         return pvBlock;
     }
 
@@ -38,7 +37,6 @@ public:
     }
 
     std::map<void*, size_t> m_oLiveBlocks;
-    size_t m_uiAllocCount = 0;
     bool   m_bRefuse = false;
 };
 

@@ -47,12 +47,6 @@ public:
         const PinsCheck oCheck = {uiCheckSum, {0, 0, 0}};
         return Record(PINS10_SIGNATURE_END, oCheck);
     }
-    CPins10TestChain& Raw(std::initializer_list<MUINT8> auiBytes)
-    {
-        m_auiBytes.insert(m_auiBytes.end(), auiBytes);
-        return *this;
-    }
-
     std::vector<MUINT8> Bytes() const { return m_auiBytes; }
 
 private:

@@ -1,20 +1,15 @@
 // The memory-initialisation builder and the board data it shares: which boards it takes, how it
 // finds and bounds the parameter block in the EEPROM, and where it concludes the processor sits.
+// Populating a whole board is exercised by the tool's runs on simulated rigs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
-#include <cstring>
 #include <vector>
 
 #include "OsServices.h"
 #include "Pins10TestChain.h"
-#include "QelVxdPrivate.h"
-#include "QelVxdSim.h"
-#include "XBoard.h"
 #include "XContext.h"
-#include "XContextMgr.h"
 #include "XContextConstructHb4.h"
 #include "XContextConstructHb4MemInit.h"
 #include "XDevEeprom.h"
@@ -79,42 +74,6 @@ std::vector<MUINT8> GoodChain()
     return Pins10TestTypicalChain().End().Bytes();
 }
 
-struct SEepromCase
-{
-    const char*         pszName;
-    std::vector<MUINT8> auiImage;
-    bool                bFound;
-    bool                bReported;   // an assertion report is made
-};
-void PrintTo(const SEepromCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
-
-using ReadEepromPinsTest = ::testing::TestWithParam<SEepromCase>;
-
-TEST_P(ReadEepromPinsTest, ReturnsAValidatedChainOrNothing)
-{
-    OsServices oOs;
-    CImageEeprom oEeprom(oOs, GetParam().auiImage);
-    MUINT8* puiPins = reinterpret_cast<MUINT8*>(1);
-    MUINT32 uiSize = 99;
-    CaptureStdout();
-    const MBOOL32 bFound = XContextConstructHb4::ReadEepromPins(oEeprom, puiPins, uiSize);
-    const std::string sOutput = GetCapturedStdout();
-    EXPECT_EQ(bFound != 0, GetParam().bFound);
-    EXPECT_EQ(sOutput.find("Assertion failed") != std::string::npos, GetParam().bReported) << sOutput;
-    if (GetParam().bFound)
-    {
-        ASSERT_NE(puiPins, nullptr);
-        EXPECT_EQ(uiSize, GoodChain().size());
-        EXPECT_EQ(std::memcmp(puiPins, GoodChain().data(), uiSize), 0);
-    }
-    else
-    {
-        EXPECT_EQ(puiPins, nullptr);
-        EXPECT_EQ(uiSize, 0u);
-    }
-    delete[] puiPins;
-}
-
 std::vector<MUINT8> WithLength(std::vector<MUINT8> auiChain, MUINT16 uiLength)
 {
     // The processor block follows the header block.
@@ -124,21 +83,38 @@ std::vector<MUINT8> WithLength(std::vector<MUINT8> auiChain, MUINT16 uiLength)
     return auiChain;
 }
 
-const MUINT32 LIMIT = 8024;
-
-INSTANTIATE_TEST_SUITE_P(
-    Images, ReadEepromPinsTest,
-    ::testing::Values(
-        SEepromCase{"AtTheUsualPlace", Image(0x100, GoodChain()), true, false},
-        SEepromCase{"EndingJustAtTheLimit", Image(LIMIT - MUINT32(GoodChain().size()), GoodChain()), true, false},
-        SEepromCase{"Blank", std::vector<MUINT8>(0x20000, 0xFF), false, false},
-        SEepromCase{"PointerToOtherData", Image(0x100, {0x12, 0x34, 0x04, 0x00}), false, false},
-        SEepromCase{"ZeroLength", Image(0x100, WithLength(GoodChain(), 0)), false, true},
-        SEepromCase{"ErasedLength", Image(0x100, WithLength(GoodChain(), 0xFFFF)), false, true},
-        SEepromCase{"HeaderPastTheLimit", Image(LIMIT - 16, GoodChain()), false, true},
-        SEepromCase{"LengthRunsPastTheLimit", Image(0x100, WithLength(GoodChain(), 0x2000)), false, true},
-        SEepromCase{"FailsValidation", Image(0x100, WithLength(GoodChain(), 6)), false, true}),
-    [](const ::testing::TestParamInfo<SEepromCase>& roInfo) { return std::string(roInfo.param.pszName); });
+TEST(ReadEepromPins, ReturnsAValidatedChainOrNothing)
+{
+    const MUINT32 LIMIT = 8024;
+    const std::vector<MUINT8> auiGood = GoodChain();
+    // {image, found, an assertion report is made}
+    const std::tuple<const char*, std::vector<MUINT8>, bool, bool> aoCases[] = {
+        {"AtTheUsualPlace", Image(0x100, auiGood), true, false},
+        {"EndingJustAtTheLimit", Image(LIMIT - MUINT32(auiGood.size()), auiGood), true, false},
+        {"Blank", std::vector<MUINT8>(0x20000, 0xFF), false, false},
+        {"ZeroLength", Image(0x100, WithLength(auiGood, 0)), false, true},
+        {"ErasedLength", Image(0x100, WithLength(auiGood, 0xFFFF)), false, true},
+        {"HeaderPastTheLimit", Image(LIMIT - 16, auiGood), false, true},
+        {"LengthRunsPastTheLimit", Image(0x100, WithLength(auiGood, 0x2000)), false, true},
+        {"FailsValidation", Image(0x100, WithLength(auiGood, 6)), false, true}};
+    for (const auto& [pszName, rauiImage, bExpectFound, bReported] : aoCases)
+    {
+        OsServices oOs;
+        CImageEeprom oEeprom(oOs, rauiImage);
+        MUINT8* puiPins = reinterpret_cast<MUINT8*>(1);
+        MUINT32 uiSize = 99;
+        CaptureStdout();
+        const MBOOL32 bFound = XContextConstructHb4::ReadEepromPins(oEeprom, puiPins, uiSize);
+        const std::string sOutput = GetCapturedStdout();
+        EXPECT_EQ(bFound != 0, bExpectFound) << pszName;
+        EXPECT_EQ(sOutput.find("Assertion failed") != std::string::npos, bReported) << pszName << ": " << sOutput;
+        if (bFound)
+            EXPECT_EQ(std::vector<MUINT8>(puiPins, puiPins + uiSize), auiGood) << pszName;
+        else
+            EXPECT_TRUE(puiPins == nullptr && uiSize == 0) << pszName;
+        delete[] puiPins;
+    }
+}
 
 // ---- Where the processor sits.
 
@@ -164,136 +140,54 @@ public:
     int RetrainLink() override { return 0; }
 };
 
-struct SBoardDataCase
+TEST(ExtractBoardData, ConcludesFromRecordAndProbe)
 {
-    const char* pszName;
-    MUINT16     uiCpuOptions;
-    bool        bIoSticks;
-    MUINT32     uiPcbNum;
-    MUINT32     uiStrapReg;   // register 0x5670
-    int         iOnBoard;
-    int         iOnPrimaryBus;
-    int         iExternal;
-};
-void PrintTo(const SBoardDataCase& roCase, std::ostream* poStream) { *poStream << roCase.pszName; }
-
-using ExtractBoardDataTest = ::testing::TestWithParam<SBoardDataCase>;
-
-TEST_P(ExtractBoardDataTest, ConcludesFromRecordAndProbe)
-{
-    const SBoardDataCase& roCase = GetParam();
-    OsServices oOs;
-    CProbeCfg oCfg(roCase.bIoSticks);
-    CFakeMem oMem;
-    TFakeRes<XRegAccess> oReg(0x10000);
-    const MUINT32 uiCommand = 0x00100006;   // memory space and bus master on, I/O space off
-    oCfg.TFakeRes::Write(XHb4BoardData::CFG_COMMAND_STATUS, uiCommand);
-    oReg.Write(XHb4BoardData::REG_PROCESSOR_STRAPS, roCase.uiStrapReg);
-    XContext oContext(&oOs, new CProbeHwAccess(oCfg, oMem, oReg), new XTracesMgrStub());
-    ASSERT_TRUE(oContext.m_bInitialized);
-
-    tagPins10Cpu oCpu = {roCase.uiCpuOptions, 1, {3, 3, 0, 0}};
-    const std::vector<MUINT8> auiPins = CPins10TestChain()
-                                            .Record(PINS10_SIGNATURE_HEADER, Pins10TestHeader(roCase.uiPcbNum << 16))
-                                            .Record(PINS10_SIGNATURE_CPU, oCpu)
-                                            .End()
-                                            .Bytes();
-    int iOnBoard = -1, iOnPrimaryBus = -1, iExternal = -1;
-    ASSERT_EQ(XContextConstructHb4::ExtractBoardData(auiPins.data(), oContext, iOnBoard, iOnPrimaryBus, iExternal), 1u);
-    EXPECT_EQ(iOnBoard, roCase.iOnBoard);
-    EXPECT_EQ(iOnPrimaryBus, roCase.iOnPrimaryBus);
-    EXPECT_EQ(iExternal, roCase.iExternal);
-
-    MUINT32 uiAfter = 0;
-    oCfg.Read(XHb4BoardData::CFG_COMMAND_STATUS, uiAfter);
-    EXPECT_EQ(uiAfter, uiCommand) << "the command register is left as found";
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Boards, ExtractBoardDataTest,
-    ::testing::Values(
+    // {name, processor options of the record, the I/O enable bit sticks, PCB, strap register 0x5670,
+    //  expected on board, on the primary bus, external}
+    const std::tuple<const char*, MUINT16, bool, MUINT32, MUINT32, int, int, int> aoCases[] = {
         // Bits 0 and 2 not both set: the record alone, no probe.
-        SBoardDataCase{"NoProcessor", 0x0, true, 1, 0, 0, 0, 0},
-        SBoardDataCase{"OnBoardPrimary", 0x3, false, 1, 0, 1, 1, 0},
-        SBoardDataCase{"ExternalOnly", 0x4, true, 1, 0, 0, 0, 1},
+        {"NoProcessor", 0x0, true, 1, 0, 0, 0, 0},
+        {"OnBoardPrimary", 0x3, false, 1, 0, 1, 1, 0},
+        {"ExternalOnly", 0x4, true, 1, 0, 0, 0, 1},
         // Both set: the probe decides.
-        SBoardDataCase{"ProbeAgreesSecondary", 0x5, false, 1, 0, 1, 0, 1},
-        SBoardDataCase{"ProbeAgreesPrimary", 0x7, true, 1, 0, 1, 1, 1},
-        SBoardDataCase{"ProbeSaysPrimaryRecordNot", 0x5, true, 1, 0, 0, 1, 0},
-        SBoardDataCase{"ProbeSaysSecondaryRecordPrimary", 0x7, false, 1, 0, 0, 0, 0},
+        {"ProbeAgreesSecondary", 0x5, false, 1, 0, 1, 0, 1},
+        {"ProbeAgreesPrimary", 0x7, true, 1, 0, 1, 1, 1},
+        {"ProbeSaysPrimaryRecordNot", 0x5, true, 1, 0, 0, 1, 0},
+        {"ProbeSaysSecondaryRecordPrimary", 0x7, false, 1, 0, 0, 0, 0},
         // The strapped PCB: primary forces external, secondary reads the strap register.
-        SBoardDataCase{"StrappedPcbPrimary", 0x7, true, 7470, 0, 1, 1, 1},
-        SBoardDataCase{"StrappedPcbSecondaryFitted", 0x5, false, 7470, 1u << 29, 1, 0, 1},
-        SBoardDataCase{"StrappedPcbSecondaryAbsent", 0x5, false, 7470, ~(1u << 29), 1, 0, 0}),
-    [](const ::testing::TestParamInfo<SBoardDataCase>& roInfo) { return std::string(roInfo.param.pszName); });
-
-// ---- Population of a board's context, on simulated boards.
-
-class PopulateTest : public ::testing::Test
-{
-protected:
-    void TearDown() override
+        {"StrappedPcbPrimary", 0x7, true, 7470, 0, 1, 1, 1},
+        {"StrappedPcbSecondaryFitted", 0x5, false, 7470, 1u << 29, 1, 0, 1},
+        {"StrappedPcbSecondaryAbsent", 0x5, false, 7470, ~(1u << 29), 1, 0, 0}};
+    for (const auto& [pszName, uiCpuOptions, bIoSticks, uiPcbNum, uiStrapReg, iExpectOnBoard, iExpectOnPrimaryBus,
+                      iExpectExternal] : aoCases)
     {
-        m_poMgr.reset();
-        QelVxdSetBackendForTest(nullptr);
-        QelVxdSim_Unload();
+        OsServices oOs;
+        CProbeCfg oCfg(bIoSticks);
+        CFakeMem oMem;
+        TFakeRes<XRegAccess> oReg(0x10000);
+        const MUINT32 uiCommand = 0x00100006;   // memory space and bus master on, I/O space off
+        oCfg.TFakeRes::Write(XHb4BoardData::CFG_COMMAND_STATUS, uiCommand);
+        oReg.Write(XHb4BoardData::REG_PROCESSOR_STRAPS, uiStrapReg);
+        XContext oContext(&oOs, new CProbeHwAccess(oCfg, oMem, oReg), new XTracesMgrStub());
+        ASSERT_TRUE(oContext.m_bInitialized) << pszName;
+
+        tagPins10Cpu oCpu = {uiCpuOptions, 1, {3, 3, 0, 0}};
+        const std::vector<MUINT8> auiPins = CPins10TestChain()
+                                                .Record(PINS10_SIGNATURE_HEADER, Pins10TestHeader(uiPcbNum << 16))
+                                                .Record(PINS10_SIGNATURE_CPU, oCpu)
+                                                .End()
+                                                .Bytes();
+        int iOnBoard = -1, iOnPrimaryBus = -1, iExternal = -1;
+        ASSERT_EQ(XContextConstructHb4::ExtractBoardData(auiPins.data(), oContext, iOnBoard, iOnPrimaryBus, iExternal), 1u)
+            << pszName;
+        EXPECT_EQ(iOnBoard, iExpectOnBoard) << pszName;
+        EXPECT_EQ(iOnPrimaryBus, iExpectOnPrimaryBus) << pszName;
+        EXPECT_EQ(iExternal, iExpectExternal) << pszName;
+
+        MUINT32 uiAfter = 0;
+        oCfg.Read(XHb4BoardData::CFG_COMMAND_STATUS, uiAfter);
+        EXPECT_EQ(uiAfter, uiCommand) << pszName << ": the command register is left as found";
     }
-
-    // One board at 03:00.0 with the given extra rig keys; the context and its builder.
-    void Load(const std::string& rsBoardKeys)
-    {
-        std::string sError;
-        const std::string sRig =
-            R"({"bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 3}],
-                "boards": [{"bus": 3, "device": 0, "function": 0)" + rsBoardKeys + "}]}";
-        const SQelVxdBackend* poBackend = QelVxdSim_LoadRigText(sRig, ".", sError);
-        ASSERT_NE(poBackend, nullptr) << sError;
-        QelVxdSetBackendForTest(poBackend);
-        m_poMgr = std::make_unique<XContextMgr>();
-        m_poMgr->RegisterContextConstructor(new XContextConstructHb4MemInit(), XContextMgr::CreateDummyBufferMgr,
-                                            XContextMgr::CreateDummyCounterMgr,
-                                            XContextMgr::CreateDummyInterruptMgr);
-        ASSERT_EQ(m_poMgr->PopulateXContext(), 1u);
-        ASSERT_EQ(m_poMgr->GetContext(0, m_poContext), 1u);
-        m_poBuilder = static_cast<XContextConstructHb4MemInit*>(m_poMgr->GetContextConstruct(0));
-        ASSERT_NE(m_poBuilder, nullptr);
-    }
-
-    std::unique_ptr<XContextMgr> m_poMgr;
-    XContext* m_poContext = nullptr;
-    XContextConstructHb4MemInit* m_poBuilder = nullptr;
-};
-
-TEST_F(PopulateTest, RegistersEepromAndCoreDeviceOnce)
-{
-    Load(R"(, "subsystem": "0x0A011E5B", "marker": "0x80000000", "link_width": 8, "link_speed": 3)");
-    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
-    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 2);
-    EXPECT_NE(m_poContext->GetInitDevice(), nullptr);
-    EXPECT_EQ(m_poBuilder->m_bIsPopulate, 1u);
-    ASSERT_NE(m_poContext->m_poXBoard, nullptr);
-    EXPECT_TRUE(m_poContext->m_poXBoard->IsMemoryInitialized());
-    EXPECT_EQ(m_poContext->m_poXBoard->GetPCIeLinkWidth(), 8);
-    EXPECT_EQ(m_poContext->m_poXBoard->GetPCIeLinkSpeed(), 3);
-
-    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
-    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 2);
-}
-
-TEST_F(PopulateTest, UnknownFlashStopsAfterTheEepromAndCountsAsPopulatedNextTime)
-{
-    Load(R"(, "eeprom": {"chip": "unknown", "blank": true})");
-    CaptureStdout();
-    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
-    EXPECT_NE(GetCapturedStdout().find("XDevQelVxd.cpp(701) Assertion failed"), std::string::npos);
-    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 1);
-    EXPECT_EQ(m_poContext->GetInitDevice(), nullptr);
-    EXPECT_EQ(m_poBuilder->m_bIsPopulate, 0u);
-
-    EXPECT_EQ(m_poBuilder->ReadEepromAndPopulateXContext(*m_poContext), 0);
-    EXPECT_EQ(m_poBuilder->m_bIsPopulate, 1u);
-    EXPECT_EQ(m_poContext->m_dapoXDev.GetSize(), 1);
-    EXPECT_EQ(m_poContext->GetInitDevice(), nullptr);
 }
 
 } // namespace
