@@ -64,6 +64,44 @@ int InitializeBoard(MUINT32 uiIndex, const SInitMemOptions& roOptions)
     return INITMEM_STATUS_FAILED;
 }
 
+// Lists board uiIndex, or initialises it when the filters select it and says why not when they do
+// not. The board's contribution to the exit status: 0, or the status it sets.
+int ProcessBoard(MUINT32 uiIndex, const SInitMemOptions& roOptions)
+{
+    MUINT64 hPciHandle = 0;
+    MUINT64 hRegs = 0;
+    MUINT32 uiRegsSize = 0;
+    MUINT64 hMem = 0;
+    MUINT32 uiMemSize = 0;
+    XDevQelVxd_GetDevice(uiIndex, &hPciHandle, &hRegs, &uiRegsSize, &hMem, &uiMemSize);
+
+    if (roOptions.bListMode)
+    {
+        std::printf("%d - [PciHandle %X]\n", static_cast<int>(uiIndex), static_cast<MUINT32>(hPciHandle));
+        return 0;
+    }
+    const bool bNoFilter =
+        roOptions.uiHandleFilter == INITMEM_NO_HANDLE_FILTER && roOptions.iIndexFilter == INITMEM_NO_INDEX_FILTER;
+    const bool bSelected = bNoFilter || static_cast<MINT32>(uiIndex) == roOptions.iIndexFilter ||
+                           static_cast<MUINT64>(roOptions.uiHandleFilter) == hPciHandle;
+    if (bSelected)
+    {
+        return InitializeBoard(uiIndex, roOptions);
+    }
+    if (roOptions.iIndexFilter != INITMEM_NO_INDEX_FILTER)
+    {
+        std::printf("%s '%d'\n", "ERROR - Invalid device index", roOptions.iIndexFilter);
+        return INITMEM_STATUS_FAILED;
+    }
+    if (roOptions.uiHandleFilter != INITMEM_NO_HANDLE_FILTER)
+    {
+        std::printf("%s %X %s\n", "ERROR - Device", roOptions.uiHandleFilter, "not found!");
+        return roOptions.iIndexFilter;
+    }
+    std::printf("%s", "ERROR - Unknown");
+    return roOptions.iIndexFilter;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -97,45 +135,10 @@ int main(int argc, char** argv)
 
     for (MUINT32 n = 0; n < uiCount; ++n)
     {
-        MUINT64 hPciHandle = 0;
-        MUINT64 hRegs = 0;
-        MUINT32 uiRegsSize = 0;
-        MUINT64 hMem = 0;
-        MUINT32 uiMemSize = 0;
-        XDevQelVxd_GetDevice(n, &hPciHandle, &hRegs, &uiRegsSize, &hMem, &uiMemSize);
-
-        if (oOptions.bListMode)
+        const int iBoardStatus = ProcessBoard(n, oOptions);
+        if (iBoardStatus != 0)
         {
-            std::printf("%d - [PciHandle %X]\n", static_cast<int>(n), static_cast<MUINT32>(hPciHandle));
-        }
-        else
-        {
-            const bool bNoFilter =
-                oOptions.uiHandleFilter == INITMEM_NO_HANDLE_FILTER && oOptions.iIndexFilter == INITMEM_NO_INDEX_FILTER;
-            const bool bSelected = bNoFilter || static_cast<MINT32>(n) == oOptions.iIndexFilter ||
-                                   static_cast<MUINT64>(oOptions.uiHandleFilter) == hPciHandle;
-            if (bSelected)
-            {
-                if (InitializeBoard(n, oOptions) != 0)
-                {
-                    iStatus = INITMEM_STATUS_FAILED;
-                }
-            }
-            else if (oOptions.iIndexFilter != INITMEM_NO_INDEX_FILTER)
-            {
-                std::printf("%s '%d'\n", "ERROR - Invalid device index", oOptions.iIndexFilter);
-                iStatus = INITMEM_STATUS_FAILED;
-            }
-            else if (oOptions.uiHandleFilter != INITMEM_NO_HANDLE_FILTER)
-            {
-                std::printf("%s %X %s\n", "ERROR - Device", oOptions.uiHandleFilter, "not found!");
-                iStatus = oOptions.iIndexFilter;
-            }
-            else
-            {
-                std::printf("%s", "ERROR - Unknown");
-                iStatus = oOptions.iIndexFilter;
-            }
+            iStatus = iBoardStatus;
         }
         std::putchar('\n');
     }
