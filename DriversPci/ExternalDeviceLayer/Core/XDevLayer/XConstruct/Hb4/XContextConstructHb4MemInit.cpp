@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "Hb4RegChip.h"
 #include "OsServices.h"
 #include "QelAssert.h"
 #include "XBoard.h"
@@ -140,7 +141,7 @@ LStatus XContextConstructHb4MemInit::BuildDevices(XContext& roContext)
 MBOOL32 XContextConstructHb4MemInit::IsSupported(MUINT32 uiVendorDevice, MUINT32 uiSubsystem)
 {
     (void)uiSubsystem;
-    return (uiVendorDevice & ~msc_uiPciIdVariantMask) == msc_uiSupportedPciId;
+    return Hb4Chip::IsChipVariant(uiVendorDevice);
 }
 
 XContextConstruct* XContextConstructHb4MemInit::CreateClone()
