@@ -35,6 +35,7 @@ inline constexpr MUINT16 VENDOR_ID_NONE_LOW  = 0x0000;
 inline constexpr MUINT16 VENDOR_ID_NONE_HIGH = 0xFFFF;
 
 // ---- Command register (low half of RegCOMMAND_STATUS).
+inline constexpr MUINT32 COMMAND_IO_SPACE     = 1u << 0;
 inline constexpr MUINT32 COMMAND_MEMORY_SPACE = 1u << 1;
 // ---- Status register bit 4, seen in the command/status dword: the function has a capability list.
 inline constexpr MUINT32 STATUS_CAP_LIST = 1u << 20;

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "Hb4RegChip.h"
+#include "Hb4RegPcieCfg.h"
 #include "OsServices.h"
 #include "QelAssert.h"
 #include "XBoard.h"
@@ -243,9 +244,9 @@ MBOOL32 XContextConstructHb4MemInit::PopulateFromPins(XContext& roContext, MUINT
     }
 
     MUINT32 uiLink = 0;
-    roContext.m_poHwAccess->m_roCfg.Read(CFG_PCIE_LINK, uiLink);
-    poBoard->SetPCIeLinkWidth(static_cast<unsigned short>((uiLink >> CFG_LINK_WIDTH_SHIFT) & CFG_LINK_WIDTH_MASK));
-    poBoard->SetPCIeLinkSpeed(static_cast<unsigned short>((uiLink >> CFG_LINK_SPEED_SHIFT) & CFG_LINK_SPEED_MASK));
+    roContext.m_poHwAccess->m_roCfg.Read(Hb4PcieCfg::RegPCIE_LINKCTL, uiLink);
+    poBoard->SetPCIeLinkWidth(static_cast<unsigned short>((uiLink >> PciCfg::PCIE_LINK_WIDTH_SHIFT) & PciCfg::PCIE_LINK_WIDTH_MASK));
+    poBoard->SetPCIeLinkSpeed(static_cast<unsigned short>((uiLink >> PciCfg::PCIE_LINK_SPEED_SHIFT) & PciCfg::PCIE_LINK_SPEED_MASK));
 
     tagPins10Clock oClock = {};
     tagPins10Mem_v2 oMemory = {};
@@ -325,7 +326,7 @@ LStatus XContextConstructHb4MemInit::ReadEepromAndPopulateXContext(XContext& roC
     }
 
     MUINT32 uiSubsystem = 0;
-    roContext.m_poServicesCore->m_roHwAccess.m_roCfg.Read(CFG_SUBSYSTEM, uiSubsystem);
+    roContext.m_poServicesCore->m_roHwAccess.m_roCfg.Read(PciCfg::RegSUBSYSTEM, uiSubsystem);
 
     MUINT8* puiPins = nullptr;
     MUINT32 uiSize = 0;
