@@ -7,7 +7,7 @@ using namespace QelSimChip;
 
 namespace
 {
-MUINT32 StreamControlRegister(MUINT32 uiChannel) { return REG_STREAM_CTL0 + uiChannel * STREAM_CTL_STRIDE; }
+MUINT32 StreamControlRegister(MUINT32 uiChannel) { return RegSTREAM_CTL0 + uiChannel * STREAM_CTL_STRIDE; }
 MUINT32 StreamStopBit(MUINT32 uiChannel) { return STREAM_STOP_REQUEST << (8 * uiChannel); }
 }  // namespace
 
