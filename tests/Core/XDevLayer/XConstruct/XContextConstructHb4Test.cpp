@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "OsServices.h"
-#include "QelPciCfgRegs.h"
 #include "Pins10TestChain.h"
+#include "QelPciCfgRegs.h"
 #include "XContext.h"
 #include "XContextConstructHb4.h"
 #include "XContextConstructHb4MemInit.h"

@@ -8,8 +8,8 @@
 
 namespace
 {
-const MUINT32 RegINIT_STATUS  = 0x26FC;
-const MUINT32 RegSYS_CTL  = 0x2648;   // written once by each clock programming, so once per attempt
+const MUINT32 RegINIT_STATUS = 0x26FC;
+const MUINT32 RegSYS_CTL = 0x2648;   // written once by each clock programming, so once per attempt
 
 // ---- Marker.
 
