@@ -26,7 +26,8 @@ const std::vector<MUINT32>& CQelSimBoard::PersistentRegisters()
 
 MUINT32 CQelSimBoard::RegisterWindowSize(MUINT32 uiIdDword)
 {
-    return uiIdDword == QelSimChip::ID_FIRST_GENERATION ? QelSimChip::REG_WINDOW_SIZE_FIRST_GEN : QelSimChip::REG_WINDOW_SIZE_SECOND_GEN;
+    using namespace QelSimChip;
+    return uiIdDword == ID_FIRST_GENERATION ? REG_WINDOW_SIZE_FIRST_GEN : REG_WINDOW_SIZE_SECOND_GEN;
 }
 
 MUINT32 CQelSimBoard::MemoryWindowSize(MUINT32 uiMemorySizeCode)

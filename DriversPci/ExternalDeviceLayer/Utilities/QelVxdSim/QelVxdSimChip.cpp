@@ -123,7 +123,8 @@ void CQelSimChip::Reset(const char* pszHow)
     m_poEngines->PowerOn();
     if (m_roBoard.Faults().bDevctlUnstable)
     {
-        m_roBoard.PokeConfig(QelSimPci::RegCOMMAND_STATUS, m_roBoard.PeekConfig(QelSimPci::RegCOMMAND_STATUS) | CFG_STATUS_PARITY_ERROR);
+        m_roBoard.PokeConfig(QelSimPci::RegCOMMAND_STATUS,
+                             m_roBoard.PeekConfig(QelSimPci::RegCOMMAND_STATUS) | CFG_STATUS_PARITY_ERROR);
     }
     if (m_roBoard.Faults().bGoneAfterReset)
     {

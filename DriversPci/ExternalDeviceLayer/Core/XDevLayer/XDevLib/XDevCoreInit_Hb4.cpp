@@ -30,6 +30,7 @@ using namespace Hb4InitStatus;
 using namespace Hb4MemCtl;
 using namespace Hb4PcieCfg;
 using namespace Hb4Phy;
+using namespace PciCfg;
 
 namespace
 {
@@ -489,7 +490,7 @@ LStatus XDevCoreInitHb4::InitializeHardware()
     MUINT32 uiErrorMask = 0;
     if (Cfg().Read(RegPCIE_UNCORERR_MASK, uiErrorMask) >= 0)
     {
-        Cfg().Write(RegPCIE_UNCORERR_MASK, uiErrorMask | PciCfg::AER_UNCORR_DLP);
+        Cfg().Write(RegPCIE_UNCORERR_MASK, uiErrorMask | AER_UNCORR_DLP);
     }
 
     if (!bInitMemory)
@@ -506,11 +507,11 @@ LStatus XDevCoreInitHb4::InitializeHardware()
 void XDevCoreInitHb4::LinkCheck()
 {
     const MUINT32 uiLink = ReadCfg(RegPCIE_LINKCTL);
-    if (((uiLink >> PciCfg::PCIE_LINK_WIDTH_SHIFT) & PciCfg::PCIE_LINK_WIDTH_MASK) == 0)
+    if (((uiLink >> PCIE_LINK_WIDTH_SHIFT) & PCIE_LINK_WIDTH_MASK) == 0)
     {
         QEL_ASSERT_REPORT_AT(REPORT_LINK_WIDTH);
     }
-    if (((uiLink >> PciCfg::PCIE_LINK_SPEED_SHIFT) & PciCfg::PCIE_LINK_SPEED_MASK) == PciCfg::PCIE_LINK_SPEED_2_5GT)
+    if (((uiLink >> PCIE_LINK_SPEED_SHIFT) & PCIE_LINK_SPEED_MASK) == PCIE_LINK_SPEED_2_5GT)
     {
         OsServices::WriteMsg("LinkSpeed is 2.5 Gb/s, try to retrain PCIE link using Bridge\n");
         if (m_roHwAccess.RetrainLink() < 0)
@@ -544,7 +545,7 @@ MBOOL32 XDevCoreInitHb4::HardwareReset()
 // read before the reset.
 MBOOL32 XDevCoreInitHb4::ResetThroughRegister()
 {
-    const MUINT32 uiBefore = ReadCfg(PciCfg::RegCOMMAND_STATUS);
+    const MUINT32 uiBefore = ReadCfg(RegCOMMAND_STATUS);
     ModifyReg(RegCHIP_CTL, 0, CHIP_CTL_RESET);
     ModifyReg(RegENG_STATUS, ENG_STATUS_RESET_CLEAR, 0);
     ModifyReg(HST_EEPROMWP, 0, uHstResetCfg | uE2wpchg);
@@ -562,7 +563,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughRegister()
         }
         WaitUs(msc_uiDevctlPollUs);
         uiWaits++;
-        uiNow = ReadCfg(PciCfg::RegCOMMAND_STATUS);
+        uiNow = ReadCfg(RegCOMMAND_STATUS);
     }
     OsServices::WriteMsg("DEVCTL was stable (0x%08X) after %d ms\n", uiBefore, (int)uiWaits);
     return 1;
@@ -633,7 +634,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
     }
 
     WaitUs(msc_uiPinResetSettleUs);
-    if (ReadCfg(PciCfg::RegID) != PciCfg::ID_ABSENT)
+    if (ReadCfg(RegID) != ID_ABSENT)
     {
         OsServices::WriteMsg("%s\n", "Reset Hardware using Misc39 is not functional (PMB I), continue normally");
     }
@@ -648,7 +649,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
         {
             WaitUs(msc_uiRecoverPollUs);
         }
-        bBack = Hb4Chip::IsChipVariant(ReadCfg(PciCfg::RegID));
+        bBack = Hb4Chip::IsChipVariant(ReadCfg(RegID));
     }
     if (!bBack)
     {
@@ -675,13 +676,13 @@ void XDevCoreInitHb4::RestoreConfigurationData(const MUINT32 (&rauiConfig)[msc_u
     for (MUINT32 uiDword = 0; uiDword < msc_uiConfigDwords; uiDword++)
     {
         const MUINT32 uiOffset = uiDword * 4;
-        if (uiOffset != PciCfg::RegCOMMAND_STATUS && uiOffset != CONFIG_RESTORE_SKIP_A && uiOffset != CONFIG_RESTORE_SKIP_B)
+        if (uiOffset != RegCOMMAND_STATUS && uiOffset != CONFIG_RESTORE_SKIP_A && uiOffset != CONFIG_RESTORE_SKIP_B)
         {
             Cfg().Write(uiOffset, rauiConfig[uiDword]);
         }
     }
     // Memory decoding and bus mastering come back last, once the windows are in place.
-    Cfg().Write(PciCfg::RegCOMMAND_STATUS, rauiConfig[PciCfg::RegCOMMAND_STATUS / 4]);
+    Cfg().Write(RegCOMMAND_STATUS, rauiConfig[RegCOMMAND_STATUS / 4]);
 }
 
 MBOOL32 XDevCoreInitHb4::ResetEngines()

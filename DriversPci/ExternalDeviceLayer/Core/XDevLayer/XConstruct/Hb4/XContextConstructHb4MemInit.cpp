@@ -245,8 +245,9 @@ MBOOL32 XContextConstructHb4MemInit::PopulateFromPins(XContext& roContext, MUINT
 
     MUINT32 uiLink = 0;
     roContext.m_poHwAccess->m_roCfg.Read(Hb4PcieCfg::RegPCIE_LINKCTL, uiLink);
-    poBoard->SetPCIeLinkWidth(static_cast<unsigned short>((uiLink >> PciCfg::PCIE_LINK_WIDTH_SHIFT) & PciCfg::PCIE_LINK_WIDTH_MASK));
-    poBoard->SetPCIeLinkSpeed(static_cast<unsigned short>((uiLink >> PciCfg::PCIE_LINK_SPEED_SHIFT) & PciCfg::PCIE_LINK_SPEED_MASK));
+    using namespace PciCfg;
+    poBoard->SetPCIeLinkWidth(static_cast<unsigned short>((uiLink >> PCIE_LINK_WIDTH_SHIFT) & PCIE_LINK_WIDTH_MASK));
+    poBoard->SetPCIeLinkSpeed(static_cast<unsigned short>((uiLink >> PCIE_LINK_SPEED_SHIFT) & PCIE_LINK_SPEED_MASK));
 
     tagPins10Clock oClock = {};
     tagPins10Mem_v2 oMemory = {};
