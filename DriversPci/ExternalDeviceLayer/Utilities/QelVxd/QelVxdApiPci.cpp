@@ -1,12 +1,17 @@
 // PCI bus enumeration, capability lookup and base address register sizing, built on the
 // configuration-space functions so that every backend enumerates the same way.
 #include "QelVxdApi.h"
-#include "QelVxdPciConfigRegs.h"
+#include "QelPciCfgRegs.h"
 
-using namespace QelVxdPciCfg;
+using namespace PciCfg;
 
 namespace
 {
+// The bus topology the scan walks.
+constexpr MUINT32 BUS_COUNT       = 256;
+constexpr MUINT32 DEVICES_PER_BUS = 32;
+constexpr MUINT32 LAST_FUNCTION   = 7;
+
 // A healthy chain visits each pointer value at most once; more steps than there are pointer
 // values means the chain loops.
 constexpr MUINT32 CAP_MAX_STEPS = CAP_PTR_LAST - CAP_PTR_FIRST + 1;
