@@ -110,8 +110,8 @@ void CQelSimBoard::DefineConfigSpace(const SQelSimBoardDesc& roDesc)
     DefinePcieCapability(CAP_PCIE, 0, PCIE_TYPE_ENDPOINT, roDesc.uiLinkSpeed, roDesc.uiLinkWidth, 0);
     Define(CfgCHIP_CONTROL, BOARD_VENDOR_CTL_RESET, 0xFFFFFFFF);
 
-    Define(EXT_CAP_BASE, EXT_CAP_ID_AER | EXT_CAP_VERSION_1, 0);
-    Define(EXT_CAP_BASE + AER_UNCORR_MASK, 0, AER_UNCORR_MASK_WRITABLE);
+    Define(EXT_CAP_AER, EXT_CAP_ID_AER | EXT_CAP_VERSION_1, 0);
+    Define(EXT_CAP_AER + AER_UNCORR_MASK, 0, AER_UNCORR_MASK_WRITABLE);
 }
 
 void CQelSimBoard::DefineRegisters(const SQelSimBoardDesc& roDesc)

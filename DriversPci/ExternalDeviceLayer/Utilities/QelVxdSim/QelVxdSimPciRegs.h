@@ -96,7 +96,7 @@ inline constexpr MUINT32 LINKSTA_SLOT_CLOCK  = 1u << 28;
 inline constexpr MUINT32 LINKSTA_DLL_ACTIVE  = 1u << 29;
 
 // ---- Extended capabilities (from 0x100).
-inline constexpr MUINT32 EXT_CAP_BASE             = 0x100;
+inline constexpr MUINT32 EXT_CAP_AER              = 0x100;  // the boards' advanced error reporting
 inline constexpr MUINT32 EXT_CAP_ID_AER           = 0x0001;
 inline constexpr MUINT32 EXT_CAP_VERSION_1        = 0x1u << 16;
 inline constexpr MUINT32 AER_UNCORR_MASK          = 0x08;
