@@ -23,10 +23,10 @@ inline constexpr MUINT32 uE2pq       = 1u << 16;   // data from EEPROM to host (
 // Bits 24-25: clock divider of the chip's own EEPROM engine, which runs from the bus-side (MFE)
 // clock. The clock setup picks it by that clock's speed range so that the engine's SPI clock
 // stays in range; the bypass leaves the field as read.
-inline constexpr MUINT32 uE2clkdiv_SHIFT        = 24;
-inline constexpr MUINT32 uE2clkdiv_MASK         = 0x3u << uE2clkdiv_SHIFT;
-inline constexpr MUINT32 uE2clkdiv_LOW_RANGE    = 0;        // bus-side clock below ..._HIGH_FROM_KHZ
-inline constexpr MUINT32 uE2clkdiv_HIGH_RANGE   = 1;
+inline constexpr MUINT32 uE2clkdiv_SHIFT         = 24;
+inline constexpr MUINT32 uE2clkdiv_MASK          = 0x3u << uE2clkdiv_SHIFT;
+inline constexpr MUINT32 uE2clkdiv_LOW_RANGE     = 0;   // bus-side clock below 400 MHz
+inline constexpr MUINT32 uE2clkdiv_HIGH_RANGE    = 1;
 inline constexpr MUINT32 uE2clkdiv_HIGH_FROM_KHZ = 400000;
 
 // ---- HST_EEPROMWP: the flash's hardware write-protect line, and reset configuration.
