@@ -124,7 +124,7 @@ TEST_F(CRigLoadTest, DefaultRigKeepsItsStateInTheRuntimeDirectoryAndHoldsTheBuil
     unsetenv("XDG_RUNTIME_DIR");
     EXPECT_EQ(QelVxdSim_Current()->StatePath(), Path("qelvxd-sim-default.state.json"));
     const CQelSimFlashContent& roFlash = QelVxdSim_Board(3, 0, 0)->Flash();
-    const MUINT32 uiPointer = roFlash[QELSIM_PINS_POINTER_ADDRESS] | (roFlash[QELSIM_PINS_POINTER_ADDRESS + 1] << 8);
+    const MUINT32 uiPointer = roFlash[EEPROM_PINS_POINTER_ADDR] | (roFlash[EEPROM_PINS_POINTER_ADDR + 1] << 8);
     ASSERT_EQ(uiPointer, QELSIM_DEFAULT_PINS_ADDRESS);
     EXPECT_EQ(roFlash.Bytes(uiPointer, g_uiQelVxdSimDefaultPinsSize),
               std::vector<MUINT8>(g_aucQelVxdSimDefaultPins, g_aucQelVxdSimDefaultPins + g_uiQelVxdSimDefaultPinsSize));

@@ -14,7 +14,7 @@ using SFlash = CQelSimSpiFlash;
 class CSpiHost
 {
 public:
-    CSpiHost(const SQelVxdBackend& roSim, MEMHANDLE hRegisters) : m_roSim(roSim), m_hBypass(hRegisters + REG_BYPASS) {}
+    CSpiHost(const SQelVxdBackend& roSim, MEMHANDLE hRegisters) : m_roSim(roSim), m_hBypass(hRegisters + HST_EEPROMBYP) {}
 
     MUINT32 ReadBypass() { return m_roSim.pfnRead32(m_hBypass); }
     void Set(MUINT32 uiBit, bool bOn) { Put(bOn ? (m_uiLines | uiBit) : (m_uiLines & ~uiBit)); }
@@ -158,7 +158,7 @@ TEST_F(CFlashTest, ProtectionRefusesWritesAndTheHardwareLineGuardsTheStatus)
     m_poHost->Transfer({0x02, 0x00, 0x00, 0x10, 0x00});
     EXPECT_EQ(At(0x10), ucBefore) << "array protected";
 
-    m_poBoard->PokeReg(REG_WRITE_PROTECT, WRITE_PROTECT_LINE);
+    m_poBoard->PokeReg(HST_EEPROMWP, WRITE_PROTECT_LINE);
     m_poHost->Transfer({0x06});
     m_poHost->Transfer({0x01, 0x00});
     EXPECT_EQ(m_poHost->Status() & SFlash::STATUS_WRITABLE, SFlash::POWER_ON_STATUS) << "line held";

@@ -24,16 +24,16 @@ public:
     // it is set.
     void SetMemoryDecode(bool bOn)
     {
-        const MUINT32 uiCommand = Cfg32(BOARD_03, QelSimPci::REG_COMMAND);
+        const MUINT32 uiCommand = Cfg32(BOARD_03, QelSimPci::RegCOMMAND_STATUS);
         const MUINT32 uiEnable  = QelSimPci::COMMAND_MEMORY_ENABLE;
-        SetCfg32(BOARD_03, QelSimPci::REG_COMMAND, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
+        SetCfg32(BOARD_03, QelSimPci::RegCOMMAND_STATUS, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
     }
     // The same switched in the board's configuration space without a bus access.
     void PokeMemoryDecode(bool bOn)
     {
-        const MUINT32 uiCommand = m_poBoard->PeekConfig(QelSimPci::REG_COMMAND);
+        const MUINT32 uiCommand = m_poBoard->PeekConfig(QelSimPci::RegCOMMAND_STATUS);
         const MUINT32 uiEnable  = QelSimPci::COMMAND_MEMORY_ENABLE;
-        m_poBoard->PokeConfig(QelSimPci::REG_COMMAND, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
+        m_poBoard->PokeConfig(QelSimPci::RegCOMMAND_STATUS, bOn ? uiCommand | uiEnable : uiCommand & ~uiEnable);
     }
 
 protected:

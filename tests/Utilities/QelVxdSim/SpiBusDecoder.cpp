@@ -5,7 +5,7 @@
 
 namespace
 {
-constexpr MUINT32 REG_BYPASS = 0x360;
+constexpr MUINT32 HST_EEPROMBYP = 0x360;
 constexpr MUINT32 REQUEST = 1u << 0;
 constexpr MUINT32 GRANT = 1u << 1;
 constexpr MUINT32 CLOCK = 1u << 4;
@@ -118,7 +118,7 @@ CSpiBusDecoder CSpiBusDecoder::FromSimTrace(const std::string& rsTraceText, cons
         std::istringstream oFields(sLine);
         std::string sTime, sLocation, sSpace, sOp, sOffset, sWidth, sValue;
         oFields >> sTime >> sLocation >> sSpace >> sOp >> sOffset >> sWidth >> sValue;
-        if (sLocation != rsLocation || sSpace != "reg" || sWidth != "32" || std::stoul(sOffset, nullptr, 16) != REG_BYPASS)
+        if (sLocation != rsLocation || sSpace != "reg" || sWidth != "32" || std::stoul(sOffset, nullptr, 16) != HST_EEPROMBYP)
         {
             continue;
         }

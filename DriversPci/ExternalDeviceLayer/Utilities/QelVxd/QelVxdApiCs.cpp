@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "QelVxdApi.h"
-#include "QelVxdPciConfigRegs.h"
+#include "QelPciCfgRegs.h"
 #include "QelVxdPrivate.h"
 
 namespace
@@ -17,7 +17,7 @@ namespace
 bool IsInConfigSpace(int iOffset, int iSize)
 {
     return (iOffset >= 0) && (iSize > 0) &&
-           ((MINT64)iOffset + (MINT64)iSize <= (MINT64)QelVxdPciCfg::SPACE_SIZE);
+           ((MINT64)iOffset + (MINT64)iSize <= (MINT64)PciCfg::SPACE_SIZE);
 }
 
 // Configuration space is little-endian whatever the host is.

@@ -1,16 +1,25 @@
 // PCI bus enumeration, capability lookup and base address register sizing, built on the
 // configuration-space functions so that every backend enumerates the same way.
 #include "QelVxdApi.h"
-#include "QelVxdPciConfigRegs.h"
+#include "QelPciCfgRegs.h"
 
-using namespace QelVxdPciCfg;
+using namespace PciCfg;
 
 namespace
 {
+// The bus topology the scan walks.
+constexpr MUINT32 BUS_COUNT       = 256;
+constexpr MUINT32 DEVICES_PER_BUS = 32;
+constexpr MUINT32 LAST_FUNCTION   = 7;
+
+// A healthy chain visits each pointer value at most once; more steps than there are pointer
+// values means the chain loops.
+constexpr MUINT32 CAP_MAX_STEPS = CAP_PTR_LAST - CAP_PTR_FIRST + 1;
+
 bool IsFunctionPresent(PCIHANDLE hPci)
 {
     MUINT16 uiVendorId = VENDOR_ID_NONE_HIGH;
-    csReadWord(hPci, REG_VENDOR_ID, &uiVendorId);
+    csReadWord(hPci, RegID, &uiVendorId);
     return (uiVendorId != VENDOR_ID_NONE_LOW) && (uiVendorId != VENDOR_ID_NONE_HIGH);
 }
 }
@@ -37,7 +46,7 @@ int pciScan(PCISCANCALLBACK pfnCallback, void* pvContext)
                 }
 
                 MUINT32 uiHeader = 0;
-                csReadDword(hPci, REG_HEADER_DWORD, &uiHeader);
+                csReadDword(hPci, RegHEADER, &uiHeader);
                 if ((uiFunction == 0) && ((uiHeader & HEADER_MULTI_FUNCTION) != 0))
                 {
                     uiLastFunction = LAST_FUNCTION;
@@ -47,7 +56,7 @@ int pciScan(PCISCANCALLBACK pfnCallback, void* pvContext)
                     // The bridge's bus numbers are read as part of probing it, as the
                     // enumeration has always done; nothing below depends on the value.
                     MUINT32 uiBusNumbers = 0;
-                    csReadDword(hPci, REG_BRIDGE_BUSES, &uiBusNumbers);
+                    csReadDword(hPci, RegBRIDGE_BUSES, &uiBusNumbers);
                 }
 
                 if (pfnCallback(hPci, pvContext) != 0)
@@ -73,16 +82,16 @@ int pciFindCapability(PCIHANDLE hPci, MUINT32* puiOffset, MUINT32 uiCapabilityId
     }
 
     MUINT32 uiCommandStatus = 0;
-    csReadDword(hPci, REG_COMMAND_STATUS, &uiCommandStatus);
+    csReadDword(hPci, RegCOMMAND_STATUS, &uiCommandStatus);
     if ((uiCommandStatus & STATUS_CAP_LIST) == 0)
     {
         return 0;
     }
 
     MUINT32 uiCapPtr = 0;
-    csReadDword(hPci, REG_CAP_PTR, &uiCapPtr);
-    MUINT32 uiPointer = uiCapPtr & CAP_PTR_FIRST_MASK;
-    if (uiPointer < CAP_PTR_MIN)
+    csReadDword(hPci, RegCAP_PTR, &uiCapPtr);
+    MUINT32 uiPointer = uiCapPtr & CAP_PTR_ALIGN;
+    if (uiPointer < CAP_PTR_FIRST)
     {
         return 0;
     }
@@ -99,7 +108,7 @@ int pciFindCapability(PCIHANDLE hPci, MUINT32* puiOffset, MUINT32 uiCapabilityId
             return 1;
         }
         uiPointer = (uiEntry >> CAP_NEXT_SHIFT) & CAP_NEXT_MASK;
-        if ((uiPointer < CAP_PTR_MIN) || (uiPointer > CAP_PTR_MAX))
+        if ((uiPointer < CAP_PTR_FIRST) || (uiPointer > CAP_PTR_LAST))
         {
             return 0;
         }

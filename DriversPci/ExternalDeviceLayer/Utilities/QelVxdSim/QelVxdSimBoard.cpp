@@ -19,14 +19,15 @@ MUINT32 AllOnes(MUINT32 uiBytes)
 const std::vector<MUINT32>& CQelSimBoard::PersistentRegisters()
 {
     static const std::vector<MUINT32> s_auiRegisters = {
-        QelSimChip::REG_INIT_STATUS,
+        QelSimChip::RegINIT_STATUS,
     };
     return s_auiRegisters;
 }
 
 MUINT32 CQelSimBoard::RegisterWindowSize(MUINT32 uiIdDword)
 {
-    return uiIdDword == QelSimChip::FIRST_GEN_ID ? QelSimChip::REG_WINDOW_FIRST_GEN : QelSimChip::REG_WINDOW_SIZE;
+    using namespace QelSimChip;
+    return uiIdDword == ID_FIRST_GENERATION ? REG_WINDOW_SIZE_FIRST_GEN : REG_WINDOW_SIZE_SECOND_GEN;
 }
 
 MUINT32 CQelSimBoard::MemoryWindowSize(MUINT32 uiMemorySizeCode)
@@ -62,14 +63,14 @@ CQelSimBoard::CQelSimBoard(SQelSimBoardDesc&& roDesc, MUINT64 uiMemoryBase, MUIN
 
 bool CQelSimBoard::IsSecondGeneration() const
 {
-    return m_uiIdDword != QelSimChip::FIRST_GEN_ID &&
-           (m_uiIdDword & QelSimChip::SECOND_GEN_ID_BITS) == QelSimChip::SECOND_GEN_ID_BITS;
+    return m_uiIdDword != QelSimChip::ID_FIRST_GENERATION &&
+           (m_uiIdDword & QelSimChip::ID_SECOND_GENERATION) == QelSimChip::ID_SECOND_GENERATION;
 }
 
 MUINT32 CQelSimBoard::RegisterBarOffset() const
 {
     // A 64-bit memory BAR takes BARs 0 and 1; the register window then sits in BARs 2 and 3.
-    return m_bBar64 ? REG_BAR0 + 8 : REG_BAR0 + 4;
+    return m_bBar64 ? RegBAR0 + 8 : RegBAR0 + 4;
 }
 
 void CQelSimBoard::DefineConfigSpace(const SQelSimBoardDesc& roDesc)
@@ -87,40 +88,40 @@ void CQelSimBoard::DefineConfigSpace(const SQelSimBoardDesc& roDesc)
     const MUINT32 uiType = m_bBar64 ? BAR_TYPE_64BIT : 0;
     const MUINT64 uiMemoryAt = (m_oFaults.uiBarUnassigned & QELSIM_BAR_MEMORY) != 0 ? 0 : m_uiMemoryBase;
     const MUINT64 uiRegisterAt = (m_oFaults.uiBarUnassigned & QELSIM_BAR_REGISTERS) != 0 ? 0 : m_uiRegisterBase;
-    Define(REG_BAR0, (MUINT32)uiMemoryAt | uiType | BAR_PREFETCHABLE, uiMemoryMask);
+    Define(RegBAR0, (MUINT32)uiMemoryAt | uiType | BAR_PREFETCHABLE, uiMemoryMask);
     Define(RegisterBarOffset(), (MUINT32)uiRegisterAt | uiType, uiRegisterMask);
     if (m_bBar64)
     {
-        Define(REG_BAR0 + 4, (MUINT32)(uiMemoryAt >> 32), 0xFFFFFFFF);
+        Define(RegBAR0 + 4, (MUINT32)(uiMemoryAt >> 32), 0xFFFFFFFF);
         Define(RegisterBarOffset() + 4, (MUINT32)(uiRegisterAt >> 32), 0xFFFFFFFF);
     }
     m_bIgnoresConfigWrites = m_oFaults.bConfigWritesIgnored;
 
-    Define(REG_SUBSYSTEM, roDesc.uiSubsystem, 0);
-    Define(REG_CAP_POINTER, BOARD_CAP_PM, 0);
+    Define(RegSUBSYSTEM, roDesc.uiSubsystem, 0);
+    Define(RegCAP_PTR, BOARD_CAP_PM, 0);
     Define(REG_INTERRUPT, INTERRUPT_PIN_INTA, INTERRUPT_LINE_WRITABLE);
     if (!IsSecondGeneration())
     {
-        Define(BOARD_REG_SIZE_STRAP, m_uiMemorySizeCode & BOARD_SIZE_STRAP_MASK, 0);
+        Define(CfgMEM_SIZE, m_uiMemorySizeCode & BOARD_SIZE_STRAP_MASK, 0);
     }
 
-    Define(BOARD_CAP_PM, CAP_ID_PM | (BOARD_CAP_PCIE << CAP_NEXT_SHIFT) | PM_CAP_VERSION_3, 0);
+    Define(BOARD_CAP_PM, CAP_ID_PM | (CAP_PCIE << CAP_NEXT_SHIFT) | PM_CAP_VERSION_3, 0);
     Define(BOARD_CAP_PM + PM_REG_CONTROL, 0, PM_CONTROL_WRITABLE);
-    DefinePcieCapability(BOARD_CAP_PCIE, 0, PCIE_TYPE_ENDPOINT, roDesc.uiLinkSpeed, roDesc.uiLinkWidth, 0);
-    Define(BOARD_REG_VENDOR_CTL, BOARD_VENDOR_CTL_RESET, 0xFFFFFFFF);
+    DefinePcieCapability(CAP_PCIE, 0, PCIE_TYPE_ENDPOINT, roDesc.uiLinkSpeed, roDesc.uiLinkWidth, 0);
+    Define(CfgCHIP_CONTROL, BOARD_VENDOR_CTL_RESET, 0xFFFFFFFF);
 
-    Define(EXT_CAP_BASE, EXT_CAP_ID_AER | EXT_CAP_VERSION_1, 0);
-    Define(EXT_CAP_BASE + AER_REG_UNCORR_MASK, 0, AER_UNCORR_MASK_WRITABLE);
+    Define(EXT_CAP_AER, EXT_CAP_ID_AER | EXT_CAP_VERSION_1, 0);
+    Define(EXT_CAP_AER + AER_UNCORR_MASK, 0, AER_UNCORR_MASK_WRITABLE);
 }
 
 void CQelSimBoard::DefineRegisters(const SQelSimBoardDesc& roDesc)
 {
     using namespace QelSimChip;
-    m_oRegisters.Set(REG_MEMORY_STRAPS, (m_uiMemorySizeCode << MEMORY_SIZE_CODE_SHIFT) & MEMORY_SIZE_CODE_MASK);
-    AddBehaviour<CQelSimRegReadOnlyBits>(REG_MEMORY_STRAPS, 4, MEMORY_SIZE_CODE_MASK);
-    m_oRegisters.Set(REG_CHIP_ID, (m_uiChipRevision << CHIP_REVISION_SHIFT) & CHIP_REVISION_MASK);
-    AddBehaviour<CQelSimRegReadOnlyBits>(REG_CHIP_ID, 4, CHIP_REVISION_MASK);
-    m_oRegisters.Set(REG_INIT_STATUS, roDesc.uiMarker);
+    m_oRegisters.Set(RegSTRAP, (m_uiMemorySizeCode << MEMORY_SIZE_CODE_SHIFT) & MEMORY_SIZE_CODE_MASK);
+    AddBehaviour<CQelSimRegReadOnlyBits>(RegSTRAP, 4, MEMORY_SIZE_CODE_MASK);
+    m_oRegisters.Set(RegREVISION, (m_uiChipRevision << CHIP_REVISION_SHIFT) & CHIP_REVISION_MASK);
+    AddBehaviour<CQelSimRegReadOnlyBits>(RegREVISION, 4, CHIP_REVISION_MASK);
+    m_oRegisters.Set(RegINIT_STATUS, roDesc.uiMarker);
     for (MUINT32 uiOffset : PersistentRegisters())
     {
         m_oRegisters.SetPersistent(uiOffset);
@@ -146,8 +147,8 @@ void CQelSimBoard::DropOffBus()
 
 void CQelSimBoard::ComputeDecode(bool& rbMemory, bool& rbRegisters) const
 {
-    const bool bEnabled = !m_bOffBus && (PeekConfig(REG_COMMAND) & COMMAND_MEMORY_ENABLE) != 0;
-    rbMemory = bEnabled && BarAddress(REG_BAR0) == m_uiMemoryBase;
+    const bool bEnabled = !m_bOffBus && (PeekConfig(RegCOMMAND_STATUS) & COMMAND_MEMORY_ENABLE) != 0;
+    rbMemory = bEnabled && BarAddress(RegBAR0) == m_uiMemoryBase;
     rbRegisters = bEnabled && BarAddress(RegisterBarOffset()) == m_uiRegisterBase;
 }
 
@@ -171,7 +172,7 @@ void CQelSimBoard::UpdateDecode()
 
 void CQelSimBoard::OnConfigWritten(MUINT32 uiOffset)
 {
-    if (uiOffset == REG_COMMAND || (uiOffset >= REG_BAR0 && uiOffset < REG_BAR0 + 4 * BAR_COUNT))
+    if (uiOffset == RegCOMMAND_STATUS || (uiOffset >= RegBAR0 && uiOffset < RegBAR0 + 4 * BAR_COUNT))
     {
         UpdateDecode();
     }

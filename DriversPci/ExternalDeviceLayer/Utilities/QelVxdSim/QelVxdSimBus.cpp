@@ -18,7 +18,7 @@ constexpr MUINT64 PAGE_SIZE = 4096;
 
 MUINT32 CQelSimPcieLink::ControlOffset() const
 {
-    return m_uiCapOffset + PCIE_REG_LINKCTL;
+    return m_uiCapOffset + PCIE_CAP_LINK_CTL_STATUS;
 }
 
 MUINT32 CQelSimPcieLink::OnRead(MUINT32 uiStored, MUINT64 uiNowUs) const
@@ -56,22 +56,22 @@ void CQelSimFunction::Define(MUINT32 uiOffset, MUINT32 uiValue, MUINT32 uiWritab
 void CQelSimFunction::DefineHeader(MUINT32 uiVendorId, MUINT32 uiDeviceId, MUINT32 uiRevision, MUINT32 uiClassCode,
                                    MUINT32 uiHeaderType, MUINT32 uiCommand)
 {
-    Define(REG_ID, uiVendorId | (uiDeviceId << 16), 0);
-    Define(REG_COMMAND, uiCommand, COMMAND_WRITABLE);
+    Define(RegID, uiVendorId | (uiDeviceId << 16), 0);
+    Define(RegCOMMAND_STATUS, uiCommand, COMMAND_WRITABLE);
     Define(REG_CLASS, (uiClassCode << CLASS_SHIFT) | uiRevision, 0);
-    Define(REG_HEADER, uiHeaderType << HEADER_TYPE_SHIFT, HEADER_WRITABLE);
+    Define(RegHEADER, uiHeaderType << HEADER_TYPE_SHIFT, HEADER_WRITABLE);
 }
 
 void CQelSimFunction::DefinePcieCapability(MUINT32 uiOffset, MUINT32 uiNext, MUINT32 uiPortType, MUINT32 uiLinkSpeed,
                                            MUINT32 uiLinkWidth, MUINT32 uiLinkStatusExtra)
 {
-    Define(REG_COMMAND, PeekConfig(REG_COMMAND) | STATUS_CAP_LIST, COMMAND_WRITABLE);
+    Define(RegCOMMAND_STATUS, PeekConfig(RegCOMMAND_STATUS) | STATUS_CAP_LIST, COMMAND_WRITABLE);
     Define(uiOffset + PCIE_REG_FLAGS,
            CAP_ID_PCIE | (uiNext << CAP_NEXT_SHIFT) | PCIE_FLAGS_VERSION_2 | (uiPortType << PCIE_FLAGS_TYPE_SHIFT), 0);
     Define(uiOffset + PCIE_REG_DEVCAP, PCIE_DEVCAP_PAYLOAD_256, 0);
     Define(uiOffset + PCIE_REG_DEVCTL, 0, PCIE_DEVCTL_WRITABLE);
     Define(uiOffset + PCIE_REG_LINKCAP, (uiLinkSpeed << LINKCAP_SPEED_SHIFT) | (uiLinkWidth << LINKCAP_WIDTH_SHIFT), 0);
-    Define(uiOffset + PCIE_REG_LINKCTL,
+    Define(uiOffset + PCIE_CAP_LINK_CTL_STATUS,
            (uiLinkSpeed << LINKSTA_SPEED_SHIFT) | (uiLinkWidth << LINKSTA_WIDTH_SHIFT) | LINKSTA_SLOT_CLOCK |
                uiLinkStatusExtra,
            LINKCTL_WRITABLE);
@@ -123,7 +123,7 @@ void CQelSimFunction::PokeConfig(MUINT32 uiOffset, MUINT32 uiValue)
 
 void CQelSimFunction::SetMultiFunction()
 {
-    Define(REG_HEADER, PeekConfig(REG_HEADER) | (HEADER_TYPE_MULTI_FUNCTION << HEADER_TYPE_SHIFT), HEADER_WRITABLE);
+    Define(RegHEADER, PeekConfig(RegHEADER) | (HEADER_TYPE_MULTI_FUNCTION << HEADER_TYPE_SHIFT), HEADER_WRITABLE);
 }
 
 void CQelSimFunction::Note(const char* pszText)
@@ -142,7 +142,7 @@ CQelSimDevice::CQelSimDevice(const SQelSimDeviceDesc& roDesc, SQelSimEnv& roEnv)
     : CQelSimFunction(roDesc.hLocation, EKind::Device, roEnv)
 {
     DefineHeader(roDesc.uiVendorId, roDesc.uiDeviceId, 0, 0, 0, 0);
-    Define(REG_SUBSYSTEM, roDesc.uiSubsystem, 0);
+    Define(RegSUBSYSTEM, roDesc.uiSubsystem, 0);
     Define(REG_INTERRUPT, 0, INTERRUPT_LINE_WRITABLE);
 }
 
@@ -154,9 +154,9 @@ CQelSimBridge::CQelSimBridge(const SQelSimBridgeDesc& roDesc, SQelSimEnv& roEnv)
     const MUINT32 uiBus = (MUINT32)(roDesc.hLocation >> 8);
     DefineHeader(roDesc.uiVendorId, roDesc.uiDeviceId, 0, CLASS_PCI_BRIDGE, HEADER_TYPE_BRIDGE,
                  COMMAND_MEMORY_ENABLE | COMMAND_BUS_MASTER);
-    Define(REG_BUS_NUMBERS, uiBus | (roDesc.uiSecondaryBus << 8) | (roDesc.uiSubordinateBus << 16),
+    Define(RegBRIDGE_BUSES, uiBus | (roDesc.uiSecondaryBus << 8) | (roDesc.uiSubordinateBus << 16),
            BUS_NUMBERS_WRITABLE);
-    Define(REG_CAP_POINTER, BRIDGE_CAP_PCIE, 0);
+    Define(RegCAP_PTR, BRIDGE_CAP_PCIE, 0);
     Define(REG_INTERRUPT, INTERRUPT_PIN_INTA, INTERRUPT_LINE_WRITABLE);
     DefinePcieCapability(BRIDGE_CAP_PCIE, 0, uiBus == 0 ? PCIE_TYPE_ROOT_PORT : PCIE_TYPE_DOWNSTREAM_PORT,
                          roDesc.uiLinkSpeed, roDesc.uiLinkWidth, LINKSTA_DLL_ACTIVE);
@@ -164,12 +164,12 @@ CQelSimBridge::CQelSimBridge(const SQelSimBridgeDesc& roDesc, SQelSimEnv& roEnv)
 
 MUINT32 CQelSimBridge::SecondaryBus() const
 {
-    return (PeekConfig(REG_BUS_NUMBERS) >> 8) & 0xFF;
+    return (PeekConfig(RegBRIDGE_BUSES) >> 8) & 0xFF;
 }
 
 MUINT32 CQelSimBridge::SubordinateBus() const
 {
-    return (PeekConfig(REG_BUS_NUMBERS) >> 16) & 0xFF;
+    return (PeekConfig(RegBRIDGE_BUSES) >> 16) & 0xFF;
 }
 
 // ---- CQelSimBus

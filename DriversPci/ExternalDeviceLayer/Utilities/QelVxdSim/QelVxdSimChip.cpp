@@ -20,14 +20,14 @@ CQelSimChip* CQelSimChip::Attach(CQelSimBoard& roBoard)
     {
         return nullptr;
     }
-    CQelSimChip* poChip = roBoard.AddBehaviour<CQelSimChip>(REG_CHIP_CTL, 4, roBoard);
+    CQelSimChip* poChip = roBoard.AddBehaviour<CQelSimChip>(RegCHIP_CTL, 4, roBoard);
     if (poChip == nullptr)
     {
         return nullptr;
     }
     poChip->m_poClocks = roBoard.AddBehaviour<CQelSimChipClocks>(REG_CLKCTL_FIRST, 4, *poChip);
-    poChip->m_poMemCtl = roBoard.AddBehaviour<CQelSimChipMemCtl>(REG_MEM_CTL0, 4, *poChip);
-    poChip->m_poEngines = roBoard.AddBehaviour<CQelSimChipEngines>(REG_ARMA_CTL, 4, *poChip);
+    poChip->m_poMemCtl = roBoard.AddBehaviour<CQelSimChipMemCtl>(RegMEM_CTL0, 4, *poChip);
+    poChip->m_poEngines = roBoard.AddBehaviour<CQelSimChipEngines>(RegARMA_CTL, 4, *poChip);
     if (poChip->m_poClocks == nullptr || poChip->m_poMemCtl == nullptr || poChip->m_poEngines == nullptr)
     {
         return nullptr;   // no room for the behaviours: cannot happen in a 64 KiB window
@@ -40,7 +40,7 @@ CQelSimChip* CQelSimChip::Attach(CQelSimBoard& roBoard)
     poChip->m_poMemCtl->PowerOn();
     poChip->m_poEngines->PowerOn();
     roBoard.Dram().SetContentsValid(false);
-    if ((roBoard.PeekReg(REG_INIT_STATUS) & INIT_STATUS_MEMORY_READY) != 0)
+    if ((roBoard.PeekReg(RegINIT_STATUS) & INIT_STATUS_MEMORY_READY) != 0)
     {
         poChip->StartRunning();
     }
@@ -49,7 +49,7 @@ CQelSimChip* CQelSimChip::Attach(CQelSimBoard& roBoard)
 
 CQelSimChip* CQelSimChip::Of(CQelSimBoard& roBoard)
 {
-    return dynamic_cast<CQelSimChip*>(roBoard.Registers().BehaviourAt(REG_CHIP_CTL));
+    return dynamic_cast<CQelSimChip*>(roBoard.Registers().BehaviourAt(RegCHIP_CTL));
 }
 
 MUINT64 CQelSimChip::NowUs() const { return m_roBoard.Env().poClock->NowUs(); }
@@ -67,8 +67,8 @@ void CQelSimChip::StartRunning()
 
 bool CQelSimChip::MemoryClocksRunning() const
 {
-    return m_poClocks->DomainOnSystemSynthesizer(REG_CLKCTL_MBE) &&
-           m_poClocks->DomainOnSystemSynthesizer(REG_CLKCTL_MFE);
+    return m_poClocks->DomainOnSystemSynthesizer(RegSYS_MBECLKCTL) &&
+           m_poClocks->DomainOnSystemSynthesizer(RegSYS_MFECLKCTL);
 }
 
 void CQelSimChip::OnClocksChanged()
@@ -123,7 +123,8 @@ void CQelSimChip::Reset(const char* pszHow)
     m_poEngines->PowerOn();
     if (m_roBoard.Faults().bDevctlUnstable)
     {
-        m_roBoard.PokeConfig(QelSimPci::REG_COMMAND, m_roBoard.PeekConfig(QelSimPci::REG_COMMAND) | CFG_STATUS_PARITY_ERROR);
+        m_roBoard.PokeConfig(QelSimPci::RegCOMMAND_STATUS,
+                             m_roBoard.PeekConfig(QelSimPci::RegCOMMAND_STATUS) | CFG_STATUS_PARITY_ERROR);
     }
     if (m_roBoard.Faults().bGoneAfterReset)
     {

@@ -24,7 +24,7 @@ class CQelSimChipEngines;
 namespace QelSimChip
 {
 // Chip control register (engine block 0): bit 1 resets a revision-1 chip and reads back 0.
-inline constexpr MUINT32 REG_CHIP_CTL   = 0x300;
+inline constexpr MUINT32 RegCHIP_CTL    = 0x300;
 inline constexpr MUINT32 CHIP_CTL_RESET = 1u << 1;
 
 // Status bit that a board with the devctl_unstable fault raises in its command/status dword at

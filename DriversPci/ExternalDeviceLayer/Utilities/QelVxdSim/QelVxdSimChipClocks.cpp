@@ -24,20 +24,20 @@ constexpr MUINT32 msc_uiClkCtlOnFs1 = CLKCTL_DEFAULT | (CLK_SRC_FS1 << CLKCTL_SR
 
 MUINT32 CQelSimChipClocks::RegisterA(MUINT32 uiSynthesizer)
 {
-    return uiSynthesizer < 3 ? REG_FS0_A + uiSynthesizer * FS_STRIDE : REG_FSVID0_A + (uiSynthesizer - 3) * FS_STRIDE;
+    return uiSynthesizer < 3 ? RegSYS_FS0_A + uiSynthesizer * FS_STRIDE : RegSYS_FSVID0_A + (uiSynthesizer - 3) * FS_STRIDE;
 }
 
 MUINT32 CQelSimChipClocks::SynthesizerAt(MUINT32 uiOffset, bool& rbRegisterB)
 {
     rbRegisterB = (uiOffset & 4) != 0;
     const MUINT32 uiA = uiOffset & ~4u;
-    if (uiA >= REG_FS0_A && uiA < REG_FS0_A + 3 * FS_STRIDE)
+    if (uiA >= RegSYS_FS0_A && uiA < RegSYS_FS0_A + 3 * FS_STRIDE)
     {
-        return (uiA - REG_FS0_A) / FS_STRIDE;
+        return (uiA - RegSYS_FS0_A) / FS_STRIDE;
     }
-    if (uiA >= REG_FSVID0_A && uiA < REG_FSVID0_A + 4 * FS_STRIDE)
+    if (uiA >= RegSYS_FSVID0_A && uiA < RegSYS_FSVID0_A + 4 * FS_STRIDE)
     {
-        return 3 + (uiA - REG_FSVID0_A) / FS_STRIDE;
+        return 3 + (uiA - RegSYS_FSVID0_A) / FS_STRIDE;
     }
     return msc_uiSynthesizerCount;
 }
@@ -46,17 +46,17 @@ void CQelSimChipClocks::Attach()
 {
     CQelSimBoard& roBoard = m_roChip.Board();
     roBoard.Registers().Attach(REG_CLKCTL_FIRST, REG_CLKCTL_LAST + 4 - REG_CLKCTL_FIRST, this);
-    roBoard.Registers().Attach(REG_FS0_A, REG_FS_RANGE_END - REG_FS0_A, this);
+    roBoard.Registers().Attach(RegSYS_FS0_A, REG_FS_RANGE_END - RegSYS_FS0_A, this);
 }
 
 void CQelSimChipClocks::PowerOn()
 {
     CQelSimBoard& roBoard = m_roChip.Board();
-    for (MUINT32 uiOffset = REG_CLKCTL_FIRST; uiOffset <= REG_SYS_CTL; uiOffset += 4)
+    for (MUINT32 uiOffset = REG_CLKCTL_FIRST; uiOffset <= RegSYS_CTL; uiOffset += 4)
     {
         roBoard.PokeReg(uiOffset, 0);
     }
-    roBoard.PokeReg(REG_CLKCTL_FPGA, 0);
+    roBoard.PokeReg(RegSYS_FPGACLKCTL, 0);
     // A synthesizer comes out of power-on unlocked, and stays so until a reset pulse.
     for (MUINT32 uiSynthesizer = 0; uiSynthesizer < msc_uiSynthesizerCount; uiSynthesizer++)
     {
@@ -90,8 +90,8 @@ void CQelSimChipClocks::StartRunning()
                     roBoard.PokeReg(RegisterA(uiSynthesizer) + 4, uiB);
                     m_aoSynthesizers[uiSynthesizer] = SSynthesizer{false, true, 0};
                 }
-                roBoard.PokeReg(REG_CLKCTL_MBE, msc_uiClkCtlOnFs0);
-                roBoard.PokeReg(REG_CLKCTL_MFE, msc_uiClkCtlOnFs1);
+                roBoard.PokeReg(RegSYS_MBECLKCTL, msc_uiClkCtlOnFs0);
+                roBoard.PokeReg(RegSYS_MFECLKCTL, msc_uiClkCtlOnFs1);
                 return;
             }
         }

@@ -20,10 +20,10 @@ namespace QelSimChip
 {
 inline constexpr MUINT32 REG_CLKCTL_FIRST  = 0x2600;   // clock-control registers of the domains
 inline constexpr MUINT32 REG_CLKCTL_LAST   = 0x2644;
-inline constexpr MUINT32 REG_SYS_CTL       = 0x2648;
-inline constexpr MUINT32 REG_CLKCTL_MBE    = 0x260C;   // memory back end
-inline constexpr MUINT32 REG_CLKCTL_MFE    = 0x2610;   // memory front end
-inline constexpr MUINT32 REG_CLKCTL_FPGA   = 0x26A0;
+inline constexpr MUINT32 RegSYS_CTL        = 0x2648;
+inline constexpr MUINT32 RegSYS_MBECLKCTL  = 0x260C;   // memory back end
+inline constexpr MUINT32 RegSYS_MFECLKCTL  = 0x2610;   // memory front end
+inline constexpr MUINT32 RegSYS_FPGACLKCTL = 0x26A0;
 inline constexpr MUINT32 CLKCTL_SRC_SHIFT  = 1;        // bits 1-3: source
 inline constexpr MUINT32 CLKCTL_SRC_MASK   = 0x7;
 inline constexpr MUINT32 CLKCTL_DEFAULT    = 0x00020000;   // the bits a clock-control word keeps set
@@ -35,8 +35,8 @@ inline constexpr MUINT32 CLK_SRC_FS1 = 2;
 inline constexpr MUINT32 CLK_SRC_VID0 = 3;
 inline constexpr MUINT32 CLK_SRC_FS2 = 4;
 
-inline constexpr MUINT32 REG_FS0_A        = 0x2650;   // FS0-FS2, 8 apart
-inline constexpr MUINT32 REG_FSVID0_A     = 0x2670;   // VID0-VID3, 8 apart
+inline constexpr MUINT32 RegSYS_FS0_A     = 0x2650;   // FS0-FS2, 8 apart
+inline constexpr MUINT32 RegSYS_FSVID0_A  = 0x2670;   // VID0-VID3, 8 apart
 inline constexpr MUINT32 FS_STRIDE        = 8;
 inline constexpr MUINT32 REG_FS_RANGE_END = 0x2690;
 

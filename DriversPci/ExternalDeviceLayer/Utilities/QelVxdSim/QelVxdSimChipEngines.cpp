@@ -7,14 +7,14 @@ using namespace QelSimChip;
 
 namespace
 {
-MUINT32 StreamControlRegister(MUINT32 uiChannel) { return REG_STREAM_CTL0 + uiChannel * STREAM_CTL_STRIDE; }
+MUINT32 StreamControlRegister(MUINT32 uiChannel) { return RegSTREAM_CTL0 + uiChannel * STREAM_CTL_STRIDE; }
 MUINT32 StreamStopBit(MUINT32 uiChannel) { return STREAM_STOP_REQUEST << (8 * uiChannel); }
 }  // namespace
 
 void CQelSimChipEngines::Attach()
 {
     CQelSimRegisterFile& roRegisters = m_roChip.Board().Registers();
-    roRegisters.Attach(REG_ARMA_CTL, 4, this);
+    roRegisters.Attach(RegARMA_CTL, 4, this);
     for (MUINT32 uiEngine = 0; uiEngine < ENGINE_COUNT; uiEngine++)
     {
         roRegisters.Attach(REG_ENGINE_CTL[uiEngine], 4, this);
@@ -24,23 +24,23 @@ void CQelSimChipEngines::Attach()
     {
         roRegisters.Attach(StreamControlRegister(uiChannel), 4, this);
     }
-    roRegisters.Attach(REG_STREAM_STOP, 4, this);
-    roRegisters.Attach(REG_DMA_QUEUES, 4, this);
-    roRegisters.Attach(REG_ENGINE_STATUS, 4, this);
-    roRegisters.Attach(ENGINE_BLOCK_STRIDE + REG_ENGINE_STATUS, 4, this);
+    roRegisters.Attach(RegSTREAM_STOP, 4, this);
+    roRegisters.Attach(RegDMA_QUEUES, 4, this);
+    roRegisters.Attach(RegENG_STATUS, 4, this);
+    roRegisters.Attach(ENGINE_BLOCK_STRIDE + RegENG_STATUS, 4, this);
 }
 
 bool CQelSimChipEngines::Stuck() const { return m_roChip.Board().Faults().bEnginesStuck; }
 
 CQelSimChipEngines::EKind CQelSimChipEngines::KindAt(MUINT32 uiOffset) const
 {
-    if (uiOffset == REG_ARMA_CTL)
+    if (uiOffset == RegARMA_CTL)
         return EKind::Processor;
-    if (uiOffset == REG_STREAM_STOP)
+    if (uiOffset == RegSTREAM_STOP)
         return EKind::StreamStop;
-    if (uiOffset == REG_DMA_QUEUES)
+    if (uiOffset == RegDMA_QUEUES)
         return EKind::DmaQueues;
-    if (uiOffset == REG_ENGINE_STATUS || uiOffset == ENGINE_BLOCK_STRIDE + REG_ENGINE_STATUS)
+    if (uiOffset == RegENG_STATUS || uiOffset == ENGINE_BLOCK_STRIDE + RegENG_STATUS)
         return EKind::Status;
     for (MUINT32 uiChannel = 0; uiChannel < STREAM_COUNT; uiChannel++)
     {
@@ -60,7 +60,7 @@ CQelSimChipEngines::EKind CQelSimChipEngines::KindAt(MUINT32 uiOffset) const
 void CQelSimChipEngines::PowerOn()
 {
     CQelSimBoard& roBoard = m_roChip.Board();
-    roBoard.PokeReg(REG_ARMA_CTL, 0);
+    roBoard.PokeReg(RegARMA_CTL, 0);
     for (MUINT32 uiEngine = 0; uiEngine < ENGINE_COUNT; uiEngine++)
     {
         roBoard.PokeReg(REG_ENGINE_CTL[uiEngine], 0);
@@ -70,8 +70,8 @@ void CQelSimChipEngines::PowerOn()
     {
         roBoard.PokeReg(StreamControlRegister(uiChannel), 0);
     }
-    roBoard.PokeReg(REG_STREAM_STOP, 0);
-    roBoard.PokeReg(REG_DMA_QUEUES, 0);
+    roBoard.PokeReg(RegSTREAM_STOP, 0);
+    roBoard.PokeReg(RegDMA_QUEUES, 0);
     m_uiHaltAtUs = 0;
 }
 

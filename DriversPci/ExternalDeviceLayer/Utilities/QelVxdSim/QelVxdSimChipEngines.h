@@ -22,7 +22,7 @@ class CQelSimChip;
 
 namespace QelSimChip
 {
-inline constexpr MUINT32 REG_ARMA_CTL        = 0xA40;
+inline constexpr MUINT32 RegARMA_CTL         = 0xA40;
 inline constexpr MUINT32 ARMA_CTL_HALT       = 1u << 0;
 inline constexpr MUINT32 ARMA_CTL_STOP       = 1u << 1;
 inline constexpr MUINT32 ENGINE_COUNT        = 5;
@@ -33,16 +33,16 @@ inline constexpr MUINT32 REG_ENGINE_REQ[ENGINE_COUNT] = {0x323C, 0x363C, 0x3A3C,
 inline constexpr MUINT32 ENGINE_REQ_BUSY     = 1u << 0;
 inline constexpr MUINT32 ENGINE_REQ_PAUSE    = (1u << 1) | (1u << 2);
 inline constexpr MUINT32 STREAM_COUNT        = 4;
-inline constexpr MUINT32 REG_STREAM_CTL0     = 0x2934;
+inline constexpr MUINT32 RegSTREAM_CTL0      = 0x2934;
 inline constexpr MUINT32 STREAM_CTL_STRIDE   = 0x200;
 inline constexpr MUINT32 STREAM_CTL_ENABLE   = 1u << 0;
 inline constexpr MUINT32 STREAM_CTL_ACTIVE   = 1u << 6;
-inline constexpr MUINT32 REG_STREAM_STOP     = 0x2930;
+inline constexpr MUINT32 RegSTREAM_STOP      = 0x2930;
 inline constexpr MUINT32 STREAM_STOP_REQUEST = 1u << 5;   // in each channel's byte
-inline constexpr MUINT32 REG_DMA_QUEUES      = 0x4D00;
+inline constexpr MUINT32 RegDMA_QUEUES       = 0x4D00;
 inline constexpr MUINT32 DMA_QUEUES_BUSY     = 0x3FF;
 inline constexpr MUINT32 ENGINE_BLOCK_STRIDE = 0x6800;
-inline constexpr MUINT32 REG_ENGINE_STATUS   = 0x310;    // in each of the two engine blocks
+inline constexpr MUINT32 RegENG_STATUS       = 0x310;    // in each of the two engine blocks
 inline constexpr MUINT32 ENGINE_STATUS_FATAL = 1u << 3;
 }  // namespace QelSimChip
 

@@ -18,8 +18,8 @@ MUINT32 InterleaveModeOf(MUINT32 uiPhys)
 void CQelSimChipMemCtl::Attach()
 {
     CQelSimRegisterFile& roRegisters = m_roChip.Board().Registers();
-    roRegisters.Attach(REG_MEM_CTL0, 4, this);
-    roRegisters.Attach(REG_MEM_STATUS1, 4, this);
+    roRegisters.Attach(RegMEM_CTL0, 4, this);
+    roRegisters.Attach(RegMEM_STATUS1, 4, this);
     roRegisters.Attach(REG_PHY_FIRST, PHY_RANGE_SIZE, this);
 }
 
@@ -44,7 +44,7 @@ void CQelSimChipMemCtl::PowerOn()
 void CQelSimChipMemCtl::StartRunning()
 {
     const MUINT32 uiFitted = m_roChip.Board().PhyMask() & PHY_MASK;
-    m_roChip.Board().PokeReg(REG_MEM_CONFIG, (uiFitted << MEM_CONFIG_PHY_SHIFT) | InterleaveModeOf(uiFitted));
+    m_roChip.Board().PokeReg(RegMEM_CONFIG, (uiFitted << MEM_CONFIG_PHY_SHIFT) | InterleaveModeOf(uiFitted));
     if (!m_roChip.MemoryClocksRunning())
     {
         return;
@@ -69,11 +69,11 @@ void CQelSimChipMemCtl::LoseTraining()
     }
 }
 
-MUINT32 CQelSimChipMemCtl::SelectedPhys() const { return m_roChip.Board().PeekReg(REG_MEM_PHYSELECT) & PHY_MASK; }
+MUINT32 CQelSimChipMemCtl::SelectedPhys() const { return m_roChip.Board().PeekReg(RegMEM_PHYSELECT) & PHY_MASK; }
 
 MUINT32 CQelSimChipMemCtl::ControllerPhys() const
 {
-    return (m_roChip.Board().PeekReg(REG_MEM_CONFIG) >> MEM_CONFIG_PHY_SHIFT) & PHY_MASK;
+    return (m_roChip.Board().PeekReg(RegMEM_CONFIG) >> MEM_CONFIG_PHY_SHIFT) & PHY_MASK;
 }
 
 bool CQelSimChipMemCtl::PhyDone(MUINT32 uiPhy) const
@@ -127,7 +127,7 @@ bool CQelSimChipMemCtl::ControllerReady() const
 
 MUINT32 CQelSimChipMemCtl::PhyStatus(MUINT32 uiPhy) const
 {
-    const MUINT32 uiStored = m_aoPhys[uiPhy].auiRegisters[(REG_PHY_PGSR0 - REG_PHY_FIRST) / 4];
+    const MUINT32 uiStored = m_aoPhys[uiPhy].auiRegisters[(RegMPHY_PGSR0 - REG_PHY_FIRST) / 4];
     if (!PhyDone(uiPhy))
     {
         return uiStored & ~PHY_PGSR0_DONE;
@@ -138,7 +138,7 @@ MUINT32 CQelSimChipMemCtl::PhyStatus(MUINT32 uiPhy) const
 
 MUINT32 CQelSimChipMemCtl::OnRead(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiStored, MUINT32)
 {
-    if (uiOffset == REG_MEM_STATUS1)
+    if (uiOffset == RegMEM_STATUS1)
     {
         m_uiStatusReads += m_uiStatusReads != ~0u ? 1 : 0;
         if (ControllerReady())
@@ -158,7 +158,7 @@ MUINT32 CQelSimChipMemCtl::OnRead(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiSto
         return 0;
     }
     const MUINT32 uiPhy = (MUINT32)__builtin_ctz(uiSelected);
-    if (uiOffset != REG_PHY_PGSR0)
+    if (uiOffset != RegMPHY_PGSR0)
     {
         return m_aoPhys[uiPhy].auiRegisters[(uiOffset - REG_PHY_FIRST) / 4];
     }
@@ -169,11 +169,11 @@ MUINT32 CQelSimChipMemCtl::OnRead(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiSto
 
 MUINT32 CQelSimChipMemCtl::OnWrite(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiStored, MUINT32 uiWritten, MUINT32)
 {
-    if (uiOffset == REG_MEM_STATUS1)
+    if (uiOffset == RegMEM_STATUS1)
     {
         return uiStored;   // read only
     }
-    if (uiOffset == REG_MEM_CTL0)
+    if (uiOffset == RegMEM_CTL0)
     {
         if (ControllerReady())
         {
@@ -183,7 +183,7 @@ MUINT32 CQelSimChipMemCtl::OnWrite(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiSt
     }
     const MUINT32 uiSelected = SelectedPhys();
     const MUINT32 uiIndex = (uiOffset - REG_PHY_FIRST) / 4;
-    const bool bStart = uiOffset == REG_PHY_PIR && (uiWritten & PHY_PIR_INIT) != 0;
+    const bool bStart = uiOffset == RegMPHY_PIR && (uiWritten & PHY_PIR_INIT) != 0;
     for (MUINT32 uiPhy = 0; uiPhy < PHY_COUNT; uiPhy++)
     {
         if ((uiSelected & (1u << uiPhy)) == 0)
@@ -191,7 +191,7 @@ MUINT32 CQelSimChipMemCtl::OnWrite(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiSt
             continue;
         }
         SPhy& roPhy = m_aoPhys[uiPhy];
-        if (uiOffset != REG_PHY_PGSR0)
+        if (uiOffset != RegMPHY_PGSR0)
         {
             roPhy.auiRegisters[uiIndex] = uiWritten;
         }

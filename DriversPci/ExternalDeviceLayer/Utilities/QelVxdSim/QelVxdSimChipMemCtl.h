@@ -21,21 +21,21 @@ namespace QelSimChip
 {
 inline constexpr MUINT32 REG_MEMCTL_FIRST      = 0x5C00;   // arbitration, configuration, status
 inline constexpr MUINT32 REG_MEMCTL_END        = 0x5E04;
-inline constexpr MUINT32 REG_MEM_CONFIG        = 0x5D00;
+inline constexpr MUINT32 RegMEM_CONFIG         = 0x5D00;
 inline constexpr MUINT32 MEM_CONFIG_PHY_SHIFT  = 2;
-inline constexpr MUINT32 REG_MEM_CTL0          = 0x5D04;
-inline constexpr MUINT32 REG_MEM_STATUS1       = 0x5DE4;
+inline constexpr MUINT32 RegMEM_CTL0           = 0x5D04;
+inline constexpr MUINT32 RegMEM_STATUS1        = 0x5DE4;
 inline constexpr MUINT32 MEM_STATUS1_READY     = 1u << 24;
 inline constexpr MUINT32 MEM_STATUS1_BUSY      = 1u << 29;
-inline constexpr MUINT32 REG_MEM_PHYSELECT     = 0x5E00;
+inline constexpr MUINT32 RegMEM_PHYSELECT      = 0x5E00;
 
 inline constexpr MUINT32 PHY_COUNT          = 4;
 inline constexpr MUINT32 PHY_MASK           = 0xF;
 inline constexpr MUINT32 REG_PHY_FIRST      = 0x6000;
 inline constexpr MUINT32 PHY_RANGE_SIZE     = 0x400;
-inline constexpr MUINT32 REG_PHY_PIR        = 0x6004;
+inline constexpr MUINT32 RegMPHY_PIR        = 0x6004;
 inline constexpr MUINT32 PHY_PIR_INIT       = 1u << 0;
-inline constexpr MUINT32 REG_PHY_PGSR0      = 0x6010;
+inline constexpr MUINT32 RegMPHY_PGSR0      = 0x6010;
 inline constexpr MUINT32 PHY_PGSR0_DONE     = 1u << 0;
 inline constexpr MUINT32 PHY_PGSR0_ERROR    = 1u << 22;   // one of the training error bits 20-27
 }  // namespace QelSimChip

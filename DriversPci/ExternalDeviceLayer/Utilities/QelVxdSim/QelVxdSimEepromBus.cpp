@@ -108,11 +108,11 @@ void CQelSimEepromBus::DriveSelectChange(bool bClock, bool bChipSelectN, bool bD
 
 void QelVxdSim_AttachEepromBus(CQelSimBoard& roBoard)
 {
-    roBoard.PokeReg(REG_BYPASS, BYPASS_POWER_ON);
-    roBoard.AddBehaviour<CQelSimEepromBus>(REG_BYPASS, 4, roBoard);
+    roBoard.PokeReg(HST_EEPROMBYP, BYPASS_POWER_ON);
+    roBoard.AddBehaviour<CQelSimEepromBus>(HST_EEPROMBYP, 4, roBoard);
 }
 
 CQelSimEepromBus* QelVxdSim_EepromBus(const CQelSimBoard& roBoard)
 {
-    return dynamic_cast<CQelSimEepromBus*>(roBoard.Registers().BehaviourAt(REG_BYPASS));
+    return dynamic_cast<CQelSimEepromBus*>(roBoard.Registers().BehaviourAt(HST_EEPROMBYP));
 }

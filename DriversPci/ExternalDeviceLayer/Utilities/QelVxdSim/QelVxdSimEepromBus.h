@@ -19,7 +19,7 @@
 
 namespace QelSimEeprom
 {
-inline constexpr MUINT32 REG_BYPASS       = 0x360;
+inline constexpr MUINT32 HST_EEPROMBYP    = 0x360;
 inline constexpr MUINT32 BYPASS_REQUEST   = 1u << 0;
 inline constexpr MUINT32 BYPASS_GRANT     = 1u << 1;  // read only
 inline constexpr MUINT32 BYPASS_CLOCK     = 1u << 4;
@@ -31,7 +31,7 @@ inline constexpr MUINT32 BYPASS_READ_ONLY = BYPASS_GRANT | BYPASS_DATA_OUT;
 // Both chip selects come out of reset inactive.
 inline constexpr MUINT32 BYPASS_POWER_ON = BYPASS_CS0_N | BYPASS_CS1_N;
 
-inline constexpr MUINT32 REG_WRITE_PROTECT  = 0x358;
+inline constexpr MUINT32 HST_EEPROMWP       = 0x358;
 inline constexpr MUINT32 WRITE_PROTECT_LINE = 1u << 2;  // set: the flash's write-protect pin is held
 }  // namespace QelSimEeprom
 

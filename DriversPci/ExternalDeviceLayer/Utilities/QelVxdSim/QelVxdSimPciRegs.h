@@ -10,31 +10,31 @@ namespace QelSimPci
 inline constexpr MUINT32 CONFIG_SIZE = 4096;
 
 // ---- Header, common to type 0 and type 1.
-inline constexpr MUINT32 REG_ID          = 0x00;  // vendor id (low), device id (high)
-inline constexpr MUINT32 REG_COMMAND     = 0x04;  // command (low half), status (high half)
+inline constexpr MUINT32 RegID           = 0x00;  // vendor id (low), device id (high)
+inline constexpr MUINT32 RegCOMMAND_STATUS = 0x04;  // command (low half), status (high half)
 inline constexpr MUINT32 REG_CLASS       = 0x08;  // revision id (byte 0), class code (bytes 1-3)
-inline constexpr MUINT32 REG_HEADER      = 0x0C;  // cache line, latency, header type, BIST
-inline constexpr MUINT32 REG_BAR0        = 0x10;
+inline constexpr MUINT32 RegHEADER       = 0x0C;  // cache line, latency, header type, BIST
+inline constexpr MUINT32 RegBAR0         = 0x10;
 inline constexpr MUINT32 BAR_COUNT       = 6;  // type 0; type 1 has two
-inline constexpr MUINT32 REG_CAP_POINTER = 0x34;
+inline constexpr MUINT32 RegCAP_PTR      = 0x34;
 inline constexpr MUINT32 REG_INTERRUPT   = 0x3C;  // line (byte 0, writable), pin (byte 1)
 
 // ---- Type 0 only.
-inline constexpr MUINT32 REG_SUBSYSTEM = 0x2C;  // subsystem vendor id (low), subsystem id (high)
+inline constexpr MUINT32 RegSUBSYSTEM  = 0x2C;  // subsystem vendor id (low), subsystem id (high)
 
 // ---- Type 1 only.
-inline constexpr MUINT32 REG_BUS_NUMBERS      = 0x18;  // primary, secondary, subordinate, latency
+inline constexpr MUINT32 RegBRIDGE_BUSES      = 0x18;  // primary, secondary, subordinate, latency
 inline constexpr MUINT32 BUS_NUMBERS_WRITABLE = 0xFFFFFFFF;
 
-// Command register (low half of REG_COMMAND). Bits the simulated functions let software change:
+// Command register (low half of RegCOMMAND_STATUS). Bits the simulated functions let software change:
 // I/O space, memory space, bus master, parity error response, SERR#, interrupt disable.
 inline constexpr MUINT32 COMMAND_MEMORY_ENABLE = 1u << 1;
 inline constexpr MUINT32 COMMAND_BUS_MASTER    = 1u << 2;
 inline constexpr MUINT32 COMMAND_WRITABLE      = 0x0547;
-// Status register (high half of REG_COMMAND): capabilities list present.
+// Status register (high half of RegCOMMAND_STATUS): capabilities list present.
 inline constexpr MUINT32 STATUS_CAP_LIST = 1u << (16 + 4);
 
-// Header type byte (byte 2 of REG_HEADER).
+// Header type byte (byte 2 of RegHEADER).
 inline constexpr MUINT32 HEADER_TYPE_SHIFT          = 16;
 inline constexpr MUINT32 HEADER_TYPE_BRIDGE         = 0x01;
 inline constexpr MUINT32 HEADER_TYPE_MULTI_FUNCTION = 0x80;
@@ -68,7 +68,7 @@ inline constexpr MUINT32 PCIE_REG_FLAGS   = 0x00;  // id, next, capabilities reg
 inline constexpr MUINT32 PCIE_REG_DEVCAP  = 0x04;
 inline constexpr MUINT32 PCIE_REG_DEVCTL  = 0x08;  // device control (low), device status (high)
 inline constexpr MUINT32 PCIE_REG_LINKCAP = 0x0C;
-inline constexpr MUINT32 PCIE_REG_LINKCTL = 0x10;  // link control (low), link status (high)
+inline constexpr MUINT32 PCIE_CAP_LINK_CTL_STATUS = 0x10;  // link control (low), link status (high)
 inline constexpr MUINT32 PCIE_CAP_SIZE    = 0x3C;
 
 inline constexpr MUINT32 PCIE_FLAGS_VERSION_2      = 0x0002u << 16;
@@ -96,20 +96,20 @@ inline constexpr MUINT32 LINKSTA_SLOT_CLOCK  = 1u << 28;
 inline constexpr MUINT32 LINKSTA_DLL_ACTIVE  = 1u << 29;
 
 // ---- Extended capabilities (from 0x100).
-inline constexpr MUINT32 EXT_CAP_BASE             = 0x100;
+inline constexpr MUINT32 EXT_CAP_AER              = 0x100;  // the boards' advanced error reporting
 inline constexpr MUINT32 EXT_CAP_ID_AER           = 0x0001;
 inline constexpr MUINT32 EXT_CAP_VERSION_1        = 0x1u << 16;
-inline constexpr MUINT32 AER_REG_UNCORR_MASK      = 0x08;
+inline constexpr MUINT32 AER_UNCORR_MASK          = 0x08;
 inline constexpr MUINT32 AER_UNCORR_MASK_WRITABLE = 0x03FFF030;
 
 // ---- Layout of the simulated functions.
 // Boards: power management at 0x50, PCI Express at 0x60 (link control and status at 0x70),
 // advanced error reporting at 0x100, a vendor-specific control dword at 0xE0.
 inline constexpr MUINT32 BOARD_CAP_PM           = 0x50;
-inline constexpr MUINT32 BOARD_CAP_PCIE         = 0x60;
-inline constexpr MUINT32 BOARD_REG_SIZE_STRAP   = 0x40;  // first generation: memory size code, bits 0-1
+inline constexpr MUINT32 CAP_PCIE               = 0x60;
+inline constexpr MUINT32 CfgMEM_SIZE            = 0x40;  // first generation: memory size code, bits 0-1
 inline constexpr MUINT32 BOARD_SIZE_STRAP_MASK  = 0x3;
-inline constexpr MUINT32 BOARD_REG_VENDOR_CTL   = 0xE0;
+inline constexpr MUINT32 CfgCHIP_CONTROL        = 0xE0;
 inline constexpr MUINT32 BOARD_VENDOR_CTL_RESET = 0x00000003;  // power-on value; bits 0-1 set
 // Bridges: PCI Express at 0x40 (link control and status at 0x50).
 inline constexpr MUINT32 BRIDGE_CAP_PCIE = 0x40;

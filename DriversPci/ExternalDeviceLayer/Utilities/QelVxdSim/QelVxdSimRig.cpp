@@ -601,7 +601,7 @@ bool CQelSimRigLoader::Default(SQelSimRigDesc& roRig, std::string& rsError)
     oBoard.oFlash           = CQelSimFlashContent(oBoard.poFlashChip->uiSize);
     if (g_uiQelVxdSimDefaultPinsSize > 0)
     {
-        if (QELSIM_DEFAULT_PINS_ADDRESS + g_uiQelVxdSimDefaultPinsSize > QELSIM_PINS_POINTER_ADDRESS)
+        if (QELSIM_DEFAULT_PINS_ADDRESS + g_uiQelVxdSimDefaultPinsSize > EEPROM_PINS_POINTER_ADDR)
         {
             rsError = "the built-in parameter block (" + std::to_string(g_uiQelVxdSimDefaultPinsSize) +
                       " bytes) does not fit below the flash pointer word";
@@ -610,7 +610,7 @@ bool CQelSimRigLoader::Default(SQelSimRigDesc& roRig, std::string& rsError)
         const MUINT8 aucPointer[] = {(MUINT8)(QELSIM_DEFAULT_PINS_ADDRESS & 0xFF),
                                      (MUINT8)(QELSIM_DEFAULT_PINS_ADDRESS >> 8)};
         oBoard.oFlash.Write(QELSIM_DEFAULT_PINS_ADDRESS, g_aucQelVxdSimDefaultPins, g_uiQelVxdSimDefaultPinsSize);
-        oBoard.oFlash.Write(QELSIM_PINS_POINTER_ADDRESS, aucPointer, sizeof(aucPointer));
+        oBoard.oFlash.Write(EEPROM_PINS_POINTER_ADDR, aucPointer, sizeof(aucPointer));
     }
     roRig.aoBoards.push_back(std::move(oBoard));
     return true;

@@ -85,7 +85,7 @@ public:
 // Where the default rig keeps the parameter block in its flash, and the flash word that points
 // at it (little-endian 16 bits).
 inline constexpr MUINT32 QELSIM_DEFAULT_PINS_ADDRESS = 0x100;
-inline constexpr MUINT32 QELSIM_PINS_POINTER_ADDRESS = 0x1FE7C;
+inline constexpr MUINT32 EEPROM_PINS_POINTER_ADDR    = 0x1FE7C;
 
 // The built-in parameter block of the default rig's board (QelVxdSimDefaultPins.cpp).
 extern const unsigned char g_aucQelVxdSimDefaultPins[];

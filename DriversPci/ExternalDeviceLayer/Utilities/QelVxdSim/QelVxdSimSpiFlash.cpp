@@ -265,7 +265,7 @@ void CQelSimSpiFlash::Execute()
             break;
         }
         if ((m_ucStatus & STATUS_WRITE_DISABLE) != 0 &&
-            (m_roBoard.PeekReg(QelSimEeprom::REG_WRITE_PROTECT) & QelSimEeprom::WRITE_PROTECT_LINE) != 0)
+            (m_roBoard.PeekReg(QelSimEeprom::HST_EEPROMWP) & QelSimEeprom::WRITE_PROTECT_LINE) != 0)
         {
             ++m_oCounters.uiRefused;
             Note("flash: status write refused: hardware write protect held");

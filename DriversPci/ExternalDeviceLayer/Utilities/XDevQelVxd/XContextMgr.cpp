@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "Hb4RegChip.h"
 #include "OsServices.h"
 #include "QelAssert.h"
 #include "XBufferMgr.h"
@@ -9,7 +10,7 @@
 #include "XCounterMgr.h"
 #include "XHwAccess_Vxd.h"
 #include "XInterruptMgr.h"
-#include "XPciCfgRegs.h"
+#include "QelPciCfgRegs.h"
 #include "XTracesMgrStub.h"
 
 namespace
@@ -31,13 +32,6 @@ enum EReport : int
     REPORT_INIT_NO_HW_ACCESS              = 310,
     REPORT_COUNTER_MANAGER_ARGUMENTS      = 356,
 };
-
-// Configuration registers the manager reads or changes, beyond those of XPciCfgRegs.h.
-constexpr int REG_SUBSYSTEM      = 0x2C;   // subsystem vendor id (low half), subsystem id (high half)
-constexpr int REG_CHIP_CONTROL   = 0xE0;   // board controller: the two low bits must be clear before use
-
-constexpr MUINT32 COMMAND_MEMORY_SPACE   = 1u << 1;
-constexpr MUINT32 CHIP_CONTROL_CLEAR     = 0x3;
 
 // Results of XContext::InitializeHardware that the manager tells apart.
 constexpr LStatus INIT_ALREADY_DONE      = 1;
@@ -117,7 +111,7 @@ int XContextMgr::PCIScanCallback(PCIHANDLE hPciHandle, void* pvManager)
     if (poManager == nullptr)
         return 0;
 
-    using namespace XPciCfg;
+    using namespace PciCfg;
     const MUINT32 uiHeader = ReadConfigDword(hPciHandle, RegHEADER);
     if ((uiHeader & HEADER_TYPE_BRIDGE_BIT) != 0)
     {
@@ -161,8 +155,8 @@ PCIHANDLE XContextMgr::FindUpstreamBridge(MUINT32 uiBus) const
 
 MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
 {
-    const MUINT32 uiVendorDevice = ReadConfigDword(hPciHandle, XPciCfg::RegID);
-    const MUINT32 uiSubsystem = ReadConfigDword(hPciHandle, REG_SUBSYSTEM);
+    const MUINT32 uiVendorDevice = ReadConfigDword(hPciHandle, PciCfg::RegID);
+    const MUINT32 uiSubsystem = ReadConfigDword(hPciHandle, PciCfg::RegSUBSYSTEM);
 
     const SXContextConstructionKit* poKit = nullptr;
     for (MINT32 i = 0; i < m_daoContextConstructorKit.GetSize() && poKit == nullptr; i++)
@@ -189,9 +183,10 @@ MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
     }
 
     // The board's windows answer only with memory space decoding on.
-    csWriteDword(hPciHandle, XPciCfg::RegCOMMAND_STATUS,
-                 ReadConfigDword(hPciHandle, XPciCfg::RegCOMMAND_STATUS) | COMMAND_MEMORY_SPACE);
-    csWriteDword(hPciHandle, REG_CHIP_CONTROL, ReadConfigDword(hPciHandle, REG_CHIP_CONTROL) & ~CHIP_CONTROL_CLEAR);
+    csWriteDword(hPciHandle, PciCfg::RegCOMMAND_STATUS,
+                 ReadConfigDword(hPciHandle, PciCfg::RegCOMMAND_STATUS) | PciCfg::COMMAND_MEMORY_SPACE);
+    csWriteDword(hPciHandle, Hb4Chip::CfgCHIP_CONTROL,
+                 ReadConfigDword(hPciHandle, Hb4Chip::CfgCHIP_CONTROL) & ~Hb4Chip::CHIP_CONTROL_CLEAR);
 
     PCILOCATION oLocation = {};
     pciGetLocation(hPciHandle, &oLocation);

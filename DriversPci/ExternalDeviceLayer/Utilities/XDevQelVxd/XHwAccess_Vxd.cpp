@@ -1,14 +1,18 @@
 #include "XHwAccess_Vxd.h"
 
 #include "QelVxdApi.h"
-#include "XHb4ChipRegs.h"
-#include "XPciCfgRegs.h"
+#include "Hb4RegChip.h"
+#include "QelPciCfgRegs.h"
 
 namespace
 {
 const int iStatusOk           = 0;
 const int iStatusFailed       = -1;
 const int iStatusNotSupported = -10;
+
+// At most this many capabilities fit between the first and the last capability pointer; a longer
+// walk has met a loop in the list.
+constexpr MUINT32 CAP_MAX_COUNT = (PciCfg::CAP_PTR_LAST - PciCfg::CAP_PTR_FIRST) / 4 + 1;
 
 // ---- Mapped windows.
 
@@ -93,7 +97,7 @@ MUINT32 ReadCfgDword(PCIHANDLE hPci, MUINT32 uiOffset)
 // True when the function is a bridge and uiBus lies in the range of buses behind it.
 bool IsBridgeOver(PCIHANDLE hBridge, MUINT32 uiBus)
 {
-    using namespace XPciCfg;
+    using namespace PciCfg;
     if ((ReadCfgDword(hBridge, RegHEADER) & HEADER_TYPE_BRIDGE_BIT) == 0)
     {
         return false;
@@ -108,7 +112,7 @@ bool IsBridgeOver(PCIHANDLE hBridge, MUINT32 uiBus)
 // The owners of the windows map nothing at physical address 0.
 MUINT64 MemoryBarBase(MUINT32 uiBar, MUINT32 uiHigh, MUINT32 uiBaseMask)
 {
-    if ((uiBar & XPciCfg::BAR_IO_SPACE) != 0)
+    if ((uiBar & PciCfg::BAR_IO_SPACE) != 0)
     {
         return 0;
     }
@@ -121,7 +125,7 @@ MUINT64 MemoryBarBase(MUINT32 uiBar, MUINT32 uiHigh, MUINT32 uiBaseMask)
 
 int XCfgAccessVxd::Read(MUINT32 uiOffset, MUINT32& ruiValue)
 {
-    if (uiOffset > XPciCfg::LastDwordOffset)
+    if (uiOffset > PciCfg::LastDwordOffset)
     {
         return iStatusFailed;
     }
@@ -131,7 +135,7 @@ int XCfgAccessVxd::Read(MUINT32 uiOffset, MUINT32& ruiValue)
 
 int XCfgAccessVxd::Read(MUINT32 uiOffset, MUINT8& ruiValue)
 {
-    if (uiOffset > XPciCfg::LastByteOffset)
+    if (uiOffset > PciCfg::LastByteOffset)
     {
         return iStatusFailed;
     }
@@ -146,7 +150,7 @@ int XCfgAccessVxd::Read(MUINT32, MUINT8*, MUINT32)
 
 int XCfgAccessVxd::Write(MUINT32 uiOffset, MUINT32 uiValue)
 {
-    if (uiOffset > XPciCfg::LastDwordOffset)
+    if (uiOffset > PciCfg::LastDwordOffset)
     {
         return iStatusFailed;
     }
@@ -156,7 +160,7 @@ int XCfgAccessVxd::Write(MUINT32 uiOffset, MUINT32 uiValue)
 
 int XCfgAccessVxd::Write(MUINT32 uiOffset, MUINT8 uiValue)
 {
-    if (uiOffset > XPciCfg::LastByteOffset)
+    if (uiOffset > PciCfg::LastByteOffset)
     {
         return iStatusFailed;
     }
@@ -278,8 +282,8 @@ XHwAccessVxd::XHwAccessVxd(PCIHANDLE hPciHandle, PCIHANDLE hParentBridgePciHandl
       m_oCfg(static_cast<MUINT32>(hPciHandle)),
       m_uiParentBridgePciHandle(static_cast<MUINT32>(hParentBridgePciHandle))
 {
-    using namespace XPciCfg;
-    using namespace XHb4Chip;
+    using namespace PciCfg;
+    using namespace Hb4Chip;
 
     const MUINT32 uiId = ReadCfgDword(hPciHandle, RegID);
     // The first-generation id has some of the second generation's bits too.
@@ -337,7 +341,7 @@ XHwAccessVxd::XHwAccessVxd(PCIHANDLE hPciHandle, PCIHANDLE hParentBridgePciHandl
 
 int XHwAccessVxd::RetrainLink()
 {
-    using namespace XPciCfg;
+    using namespace PciCfg;
 
     // The retrain goes only to a bridge whose buses hold the board's bus. The parent handle is 0
     // when no bridge above the board was found (a board on the root bus), and 00:00.0 is then

@@ -9,6 +9,7 @@
 
 #include "OsServices.h"
 #include "Pins10TestChain.h"
+#include "QelPciCfgRegs.h"
 #include "XContext.h"
 #include "XContextConstructHb4.h"
 #include "XContextConstructHb4MemInit.h"
@@ -125,8 +126,8 @@ public:
     explicit CProbeCfg(bool bIoSticks) : TFakeRes(256), m_bIoSticks(bIoSticks) {}
     int Write(MUINT32 uiOffset, MUINT32 uiValue) override
     {
-        if (uiOffset == XHb4BoardData::CFG_COMMAND_STATUS && !m_bIoSticks)
-            uiValue &= ~XHb4BoardData::CFG_COMMAND_IO_ENABLE;
+        if (uiOffset == PciCfg::RegCOMMAND_STATUS && !m_bIoSticks)
+            uiValue &= ~PciCfg::COMMAND_IO_SPACE;
         return TFakeRes::Write(uiOffset, uiValue);
     }
     bool m_bIoSticks;
@@ -166,7 +167,7 @@ TEST(ExtractBoardData, ConcludesFromRecordAndProbe)
         CFakeMem oMem;
         TFakeRes<XRegAccess> oReg(0x10000);
         const MUINT32 uiCommand = 0x00100006;   // memory space and bus master on, I/O space off
-        oCfg.TFakeRes::Write(XHb4BoardData::CFG_COMMAND_STATUS, uiCommand);
+        oCfg.TFakeRes::Write(PciCfg::RegCOMMAND_STATUS, uiCommand);
         oReg.Write(XHb4BoardData::REG_PROCESSOR_STRAPS, uiStrapReg);
         XContext oContext(&oOs, new CProbeHwAccess(oCfg, oMem, oReg), new XTracesMgrStub());
         ASSERT_TRUE(oContext.m_bInitialized) << pszName;
@@ -185,7 +186,7 @@ TEST(ExtractBoardData, ConcludesFromRecordAndProbe)
         EXPECT_EQ(iExternal, iExpectExternal) << pszName;
 
         MUINT32 uiAfter = 0;
-        oCfg.Read(XHb4BoardData::CFG_COMMAND_STATUS, uiAfter);
+        oCfg.Read(PciCfg::RegCOMMAND_STATUS, uiAfter);
         EXPECT_EQ(uiAfter, uiCommand) << pszName << ": the command register is left as found";
     }
 }

@@ -8,8 +8,8 @@
 
 namespace
 {
-const MUINT32 REG_INIT_STATUS = 0x26FC;
-const MUINT32 REG_SYS_CTL = 0x2648;   // written once by each clock programming, so once per attempt
+const MUINT32 RegINIT_STATUS = 0x26FC;
+const MUINT32 RegSYS_CTL = 0x2648;   // written once by each clock programming, so once per attempt
 
 // ---- Marker.
 
@@ -21,7 +21,7 @@ TEST_F(CMarkerTest, FreshBoardInitialisesSetsTheMarkerAndIsNotInitialisedTwice)
     Build();
     EXPECT_EQ(Core().IsHardwareInitialize(), 0);
     EXPECT_EQ(Core().InitializeHardware(), 0);
-    EXPECT_EQ(Board().PeekReg(REG_INIT_STATUS), 0xC0000000u);
+    EXPECT_EQ(Board().PeekReg(RegINIT_STATUS), 0xC0000000u);
     EXPECT_EQ(Core().IsHardwareInitialize(), 1);
     EXPECT_TRUE(Chip().MemoryUp());
     EXPECT_EQ(Chip().ResetCount(), 0u) << "nothing asked for a reset";
@@ -35,7 +35,7 @@ TEST_F(CMarkerTest, ClearLeavesTheResetRequestAndTheNextRunResetsFirst)
     Build();
     ASSERT_EQ(Core().InitializeHardware(), 0);
     EXPECT_EQ(Core().ClearInitialized(), 0);
-    EXPECT_EQ(Board().PeekReg(REG_INIT_STATUS), 0x40000000u);
+    EXPECT_EQ(Board().PeekReg(RegINIT_STATUS), 0x40000000u);
     m_aoLog.clear();
     EXPECT_EQ(Core().ClearInitialized(), -1);
     EXPECT_TRUE(Writes().empty());
@@ -47,9 +47,9 @@ TEST_F(CMarkerTest, ClearLeavesTheResetRequestAndTheNextRunResetsFirst)
     const auto itReset = std::find_if(aoWrites.begin(), aoWrites.end(),
                                       [](const SAccess& ro) { return ro.uiOffset == 0x300 && (ro.uiValue & 2); });
     const auto itClocks = std::find_if(aoWrites.begin(), aoWrites.end(),
-                                       [](const SAccess& ro) { return ro.uiOffset == REG_SYS_CTL; });
+                                       [](const SAccess& ro) { return ro.uiOffset == RegSYS_CTL; });
     EXPECT_LT(itReset, itClocks) << "the reset comes before the first attempt";
-    EXPECT_EQ(Board().PeekReg(REG_INIT_STATUS), 0xC0000000u);
+    EXPECT_EQ(Board().PeekReg(RegINIT_STATUS), 0xC0000000u);
 }
 
 TEST_F(CMarkerTest, ForcedResetWithoutRequest)
@@ -113,9 +113,9 @@ TEST_P(CAttemptTest, CountsAttemptsAndResets)
     const SAttemptCase& roCase = GetParam();
     Build({.sBoard = roCase.pszBoard, .eOption = roCase.eOption});
     const std::string sOut = Output([&] { EXPECT_EQ(Core().InitializeHardware(), roCase.iResult); });
-    EXPECT_EQ(Count('W', REG_SYS_CTL), roCase.uiAttempts);
+    EXPECT_EQ(Count('W', RegSYS_CTL), roCase.uiAttempts);
     EXPECT_EQ(Chip().ResetCount(), roCase.uiResets);
-    EXPECT_EQ(Board().PeekReg(REG_INIT_STATUS), roCase.uiMarker);
+    EXPECT_EQ(Board().PeekReg(RegINIT_STATUS), roCase.uiMarker);
     EXPECT_TRUE(Contains(sOut, roCase.pszMessage)) << sOut.substr(0, 2000);
     if (roCase.iResult < 0)
     {

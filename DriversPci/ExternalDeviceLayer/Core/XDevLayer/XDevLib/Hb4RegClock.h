@@ -54,14 +54,8 @@ inline constexpr EReg_SysClkSrc DecodeClkCtlSource(MUINT32 uiClkCtl)
     return static_cast<EReg_SysClkSrc>((uiClkCtl >> CLKCTL_SRC_SHIFT) & CLKCTL_SRC_MASK);
 }
 
-// ---- Host interface register. Besides the EEPROM lines of its low bits, bits 24-25 tell the host
-// interface the speed range of the bus-side clock (the MFE domain).
-inline constexpr MUINT32 RegHST_EEPROMBYP        = 0x360;
-inline constexpr MUINT32 HST_CLK_RANGE_SHIFT     = 24;
-inline constexpr MUINT32 HST_CLK_RANGE_MASK      = 0x3u << HST_CLK_RANGE_SHIFT;
-inline constexpr MUINT32 HST_CLK_RANGE_LOW       = 0;   // below HST_CLK_HIGH_FROM_KHZ
-inline constexpr MUINT32 HST_CLK_RANGE_HIGH      = 1;
-inline constexpr MUINT32 HST_CLK_HIGH_FROM_KHZ   = 400000;
+// The bus-side clock's speed range is also given to the chip's EEPROM engine: the uE2clkdiv field
+// of HST_EEPROMBYP (Hb4RegEeprom.h).
 
 // ---- Synthesizers. The three system synthesizers FS0-FS2 lie 8 apart from 0x2650, the four
 // video synthesizers 8 apart from 0x2670; B follows A.

@@ -20,12 +20,21 @@ inline constexpr MUINT32 uE2pbypd    = 1u << 8;    // data from host to EEPROM
 inline constexpr MUINT32 uE2pbypcsn0 = 1u << 12;   // chip select 0, active low
 inline constexpr MUINT32 uE2pbypcsn1 = 1u << 13;   // chip select 1, active low (not fitted)
 inline constexpr MUINT32 uE2pq       = 1u << 16;   // data from EEPROM to host (read only)
-inline constexpr MUINT32 uE2clkdiv_SHIFT = 24;     // clock divider of the chip's own engine
-inline constexpr MUINT32 uE2clkdiv_MASK  = 0x3u << uE2clkdiv_SHIFT;
+// Bits 24-25: clock divider of the chip's own EEPROM engine, which runs from the bus-side (MFE)
+// clock. The clock setup picks it by that clock's speed range so that the engine's SPI clock
+// stays in range; the bypass leaves the field as read.
+inline constexpr MUINT32 uE2clkdiv_SHIFT         = 24;
+inline constexpr MUINT32 uE2clkdiv_MASK          = 0x3u << uE2clkdiv_SHIFT;
+inline constexpr MUINT32 uE2clkdiv_LOW_RANGE     = 0;   // bus-side clock below 400 MHz
+inline constexpr MUINT32 uE2clkdiv_HIGH_RANGE    = 1;
+inline constexpr MUINT32 uE2clkdiv_HIGH_FROM_KHZ = 400000;
 
-// ---- EEPROM write-protect line.
+// ---- HST_EEPROMWP: the flash's hardware write-protect line, and reset configuration.
 inline constexpr MUINT32 HST_EEPROMWP = 0x358;
 
-inline constexpr MUINT32 uE2wp       = 1u << 2;    // set: the flash's write-protect pin is held
-inline constexpr MUINT32 uE2wpchg    = 1u << 24;   // set with every change of uE2wp
+// Bit 0: set by the revision-1 self reset together with uE2wpchg; nothing else uses it, and the
+// write-protect code writes it back as read.
+inline constexpr MUINT32 uHstResetCfg = 1u << 0;
+inline constexpr MUINT32 uE2wp        = 1u << 2;    // set: the flash's write-protect pin is held
+inline constexpr MUINT32 uE2wpchg     = 1u << 24;   // write-protect changed: set with every change of uE2wp
 }  // namespace Hb4RegEeprom

@@ -35,8 +35,8 @@ inline constexpr MUINT32 ENG_MEMPATH2_TEST = 0x42FE0000;
 inline constexpr MUINT32 RegCHIP_CTL        = 0x300;
 inline constexpr MUINT32 CHIP_CTL_RESET     = 1u << 1;
 inline constexpr MUINT32 ENG_STATUS_RESET_CLEAR = (1u << 24) | (1u << 25);   // cleared with the reset
-inline constexpr MUINT32 RegCHIP_RESET_CFG  = 0x358;
-inline constexpr MUINT32 CHIP_RESET_CFG_SET = (1u << 0) | (1u << 24);
+// The reset also sets uHstResetCfg and uE2wpchg in the EEPROM write-protect register
+// (HST_EEPROMWP, Hb4RegEeprom.h).
 
 // ---- Host ports, put in their idle configuration before a pin reset.
 inline constexpr MUINT32 HOST_PORT_COUNT = 4;

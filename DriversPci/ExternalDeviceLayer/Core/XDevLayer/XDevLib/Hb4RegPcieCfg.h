@@ -1,33 +1,18 @@
 // PCI configuration space of the chip's PCI Express function, as far as the core initialisation
-// reads and writes it.
+// reads and writes it beyond the standard header (QelPciCfgRegs.h): where the chip keeps its
+// capabilities, and what its reset clears.
 #pragma once
 
-#include "QelBaseTypes.h"
+#include "QelPciCfgRegs.h"
 
 namespace Hb4PcieCfg
 {
-inline constexpr MUINT32 RegPCIE_ID             = 0x00;   // vendor id (low half), device id (high half)
-inline constexpr MUINT32 RegPCIE_COMMAND_STATUS = 0x04;
+// The chip's PCI Express capability sits at 0x60, its advanced error reporting at 0x100.
+inline constexpr MUINT32 CAP_PCIE    = 0x60;
+inline constexpr MUINT32 EXT_CAP_AER = 0x100;
 
-// Identity of the chip once it answers again after a reset: vendor 0x1E5B, device 0x0550 with
-// any value in bits 16-19 (the device ids of the chip's variants).
-inline constexpr MUINT32 PCIE_ID_CHIP         = 0x05501E5B;
-inline constexpr MUINT32 PCIE_ID_VARIANT_MASK = 0x000F0000;
-// What a read gives while the function is off the bus.
-inline constexpr MUINT32 PCIE_ID_ABSENT       = 0xFFFFFFFF;
-
-// Link control (low half) and link status (high half) of the PCI Express capability.
-inline constexpr MUINT32 RegPCIE_LINKCTL           = 0x70;
-inline constexpr MUINT32 PCIE_LINK_SPEED_SHIFT     = 16;   // bits 16-19
-inline constexpr MUINT32 PCIE_LINK_SPEED_MASK      = 0xF;
-inline constexpr MUINT32 PCIE_LINK_WIDTH_SHIFT     = 20;   // bits 20-25
-inline constexpr MUINT32 PCIE_LINK_WIDTH_MASK      = 0x3F;
-inline constexpr MUINT32 PCIE_LINK_SPEED_2_5GT     = 1;
-
-// Uncorrectable error mask of the advanced error reporting capability; bit 4 masks data link
-// protocol errors, which a link retrain can raise.
-inline constexpr MUINT32 RegPCIE_UNCORERR_MASK     = 0x108;
-inline constexpr MUINT32 PCIE_UNCORERR_DLP         = 1u << 4;
+inline constexpr MUINT32 RegPCIE_LINKCTL       = CAP_PCIE + PciCfg::PCIE_CAP_LINK_CTL_STATUS;   // 0x70
+inline constexpr MUINT32 RegPCIE_UNCORERR_MASK = EXT_CAP_AER + PciCfg::AER_UNCORR_MASK;         // 0x108
 
 // The standard header and capability area that a chip reset clears: 64 dwords from offset 0.
 inline constexpr MUINT32 CONFIG_SAVE_DWORDS = 64;

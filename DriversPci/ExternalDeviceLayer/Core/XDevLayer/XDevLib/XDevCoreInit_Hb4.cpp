@@ -5,12 +5,15 @@
 #include <new>
 
 #include "Hb4PortArbitrationTable.h"
+#include "Hb4RegChip.h"
 #include "Hb4RegClock.h"
+#include "Hb4RegEeprom.h"
 #include "Hb4RegEngine.h"
 #include "Hb4RegInitStatus.h"
 #include "Hb4RegMemCtl.h"
 #include "Hb4RegPcieCfg.h"
 #include "Hb4RegPhy.h"
+#include "QelPciCfgRegs.h"
 #include "OsServices.h"
 #include "QelAssert.h"
 #include "QelTools.h"
@@ -21,11 +24,13 @@
 #include "XTracesReg.h"
 
 using namespace Hb4Clock;
+using namespace Hb4RegEeprom;
 using namespace Hb4Engine;
 using namespace Hb4InitStatus;
 using namespace Hb4MemCtl;
 using namespace Hb4PcieCfg;
 using namespace Hb4Phy;
+using namespace PciCfg;
 
 namespace
 {
@@ -485,7 +490,7 @@ LStatus XDevCoreInitHb4::InitializeHardware()
     MUINT32 uiErrorMask = 0;
     if (Cfg().Read(RegPCIE_UNCORERR_MASK, uiErrorMask) >= 0)
     {
-        Cfg().Write(RegPCIE_UNCORERR_MASK, uiErrorMask | PCIE_UNCORERR_DLP);
+        Cfg().Write(RegPCIE_UNCORERR_MASK, uiErrorMask | AER_UNCORR_DLP);
     }
 
     if (!bInitMemory)
@@ -540,10 +545,10 @@ MBOOL32 XDevCoreInitHb4::HardwareReset()
 // read before the reset.
 MBOOL32 XDevCoreInitHb4::ResetThroughRegister()
 {
-    const MUINT32 uiBefore = ReadCfg(RegPCIE_COMMAND_STATUS);
+    const MUINT32 uiBefore = ReadCfg(RegCOMMAND_STATUS);
     ModifyReg(RegCHIP_CTL, 0, CHIP_CTL_RESET);
     ModifyReg(RegENG_STATUS, ENG_STATUS_RESET_CLEAR, 0);
-    ModifyReg(RegCHIP_RESET_CFG, 0, CHIP_RESET_CFG_SET);
+    ModifyReg(HST_EEPROMWP, 0, uHstResetCfg | uE2wpchg);
 
     // Nothing is read before the first wait: the dword cannot be trusted during the reset itself.
     MUINT32 uiNow = 0;
@@ -558,7 +563,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughRegister()
         }
         WaitUs(msc_uiDevctlPollUs);
         uiWaits++;
-        uiNow = ReadCfg(RegPCIE_COMMAND_STATUS);
+        uiNow = ReadCfg(RegCOMMAND_STATUS);
     }
     OsServices::WriteMsg("DEVCTL was stable (0x%08X) after %d ms\n", uiBefore, (int)uiWaits);
     return 1;
@@ -629,7 +634,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
     }
 
     WaitUs(msc_uiPinResetSettleUs);
-    if (ReadCfg(RegPCIE_ID) != PCIE_ID_ABSENT)
+    if (ReadCfg(RegID) != ID_ABSENT)
     {
         OsServices::WriteMsg("%s\n", "Reset Hardware using Misc39 is not functional (PMB I), continue normally");
     }
@@ -644,7 +649,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
         {
             WaitUs(msc_uiRecoverPollUs);
         }
-        bBack = (ReadCfg(RegPCIE_ID) & ~PCIE_ID_VARIANT_MASK) == PCIE_ID_CHIP;
+        bBack = Hb4Chip::IsChipVariant(ReadCfg(RegID));
     }
     if (!bBack)
     {
@@ -671,13 +676,13 @@ void XDevCoreInitHb4::RestoreConfigurationData(const MUINT32 (&rauiConfig)[msc_u
     for (MUINT32 uiDword = 0; uiDword < msc_uiConfigDwords; uiDword++)
     {
         const MUINT32 uiOffset = uiDword * 4;
-        if (uiOffset != RegPCIE_COMMAND_STATUS && uiOffset != CONFIG_RESTORE_SKIP_A && uiOffset != CONFIG_RESTORE_SKIP_B)
+        if (uiOffset != RegCOMMAND_STATUS && uiOffset != CONFIG_RESTORE_SKIP_A && uiOffset != CONFIG_RESTORE_SKIP_B)
         {
             Cfg().Write(uiOffset, rauiConfig[uiDword]);
         }
     }
     // Memory decoding and bus mastering come back last, once the windows are in place.
-    Cfg().Write(RegPCIE_COMMAND_STATUS, rauiConfig[RegPCIE_COMMAND_STATUS / 4]);
+    Cfg().Write(RegCOMMAND_STATUS, rauiConfig[RegCOMMAND_STATUS / 4]);
 }
 
 MBOOL32 XDevCoreInitHb4::ResetEngines()
@@ -903,8 +908,8 @@ bool XDevCoreInitHb4::StartClockProgramming(int iMfeSourceReport, MUINT32& ruiMf
         QEL_ASSERT_REPORT_AT(iMfeSourceReport);
         return false;
     }
-    const MUINT32 uiRange = uiMfeFreq >= HST_CLK_HIGH_FROM_KHZ ? HST_CLK_RANGE_HIGH : HST_CLK_RANGE_LOW;
-    ModifyReg(RegHST_EEPROMBYP, HST_CLK_RANGE_MASK, uiRange << HST_CLK_RANGE_SHIFT);
+    const MUINT32 uiRange = uiMfeFreq >= uE2clkdiv_HIGH_FROM_KHZ ? uE2clkdiv_HIGH_RANGE : uE2clkdiv_LOW_RANGE;
+    ModifyReg(HST_EEPROMBYP, uE2clkdiv_MASK, uiRange << uE2clkdiv_SHIFT);
     WriteReg(RegSYS_CTL, m_oPinsClock.uiSYS_CTL);
     WaitUs(msc_uiClockSettleUs);
     return true;

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "QelAssert.h"
+#include "QelPciCfgRegs.h"
 #include "XContext.h"
 #include "XDevEeprom.h"
 #include "XHwAccess.h"
@@ -47,17 +48,17 @@ MUINT16 LittleEndian16(const MUINT8* puiBytes)
 MBOOL32 ProbeIoSpace(XCfgAccess& roCfg)
 {
     MUINT32 uiCommand = 0;
-    roCfg.Read(CFG_COMMAND_STATUS, uiCommand);
-    if (uiCommand & CFG_COMMAND_IO_ENABLE)
+    roCfg.Read(PciCfg::RegCOMMAND_STATUS, uiCommand);
+    if (uiCommand & PciCfg::COMMAND_IO_SPACE)
     {
         return 1;
     }
-    roCfg.Write(CFG_COMMAND_STATUS, uiCommand | CFG_COMMAND_IO_ENABLE);
+    roCfg.Write(PciCfg::RegCOMMAND_STATUS, uiCommand | PciCfg::COMMAND_IO_SPACE);
     MUINT32 uiReadBack = 0;
-    roCfg.Read(CFG_COMMAND_STATUS, uiReadBack);
-    if (uiReadBack & CFG_COMMAND_IO_ENABLE)
+    roCfg.Read(PciCfg::RegCOMMAND_STATUS, uiReadBack);
+    if (uiReadBack & PciCfg::COMMAND_IO_SPACE)
     {
-        roCfg.Write(CFG_COMMAND_STATUS, uiReadBack & ~CFG_COMMAND_IO_ENABLE);
+        roCfg.Write(PciCfg::RegCOMMAND_STATUS, uiReadBack & ~PciCfg::COMMAND_IO_SPACE);
         return 1;
     }
     return 0;

@@ -19,16 +19,6 @@ inline constexpr MUINT32 EEPROM_PINS_LIMIT_ADDR   = 8024;   // 0x1F58
 inline constexpr MUINT16 EEPROM_PINS_LENGTH_ZERO   = 0x0000;
 inline constexpr MUINT16 EEPROM_PINS_LENGTH_ERASED = 0xFFFF;
 
-// PCI configuration space of the board function.
-inline constexpr MUINT32 CFG_COMMAND_STATUS     = 0x04;
-inline constexpr MUINT32 CFG_COMMAND_IO_ENABLE  = 1u << 0;   // I/O space enable
-inline constexpr MUINT32 CFG_SUBSYSTEM          = 0x2C;      // subsystem vendor id low, subsystem id high
-inline constexpr MUINT32 CFG_PCIE_LINK          = 0x70;      // link control low, link status high
-inline constexpr MUINT32 CFG_LINK_SPEED_SHIFT   = 16;        // current link speed, bits 16-19
-inline constexpr MUINT32 CFG_LINK_SPEED_MASK    = 0xF;
-inline constexpr MUINT32 CFG_LINK_WIDTH_SHIFT   = 20;        // negotiated link width, bits 20-25
-inline constexpr MUINT32 CFG_LINK_WIDTH_MASK    = 0x3F;
-
 // Chip register telling, on a board whose processor is not on the primary bus, whether an
 // external processor is fitted.
 inline constexpr MUINT32 REG_PROCESSOR_STRAPS          = 0x5670;

@@ -3,6 +3,8 @@
 #include <cstring>
 #include <new>
 
+#include "Hb4RegChip.h"
+#include "Hb4RegPcieCfg.h"
 #include "OsServices.h"
 #include "QelAssert.h"
 #include "XBoard.h"
@@ -140,7 +142,7 @@ LStatus XContextConstructHb4MemInit::BuildDevices(XContext& roContext)
 MBOOL32 XContextConstructHb4MemInit::IsSupported(MUINT32 uiVendorDevice, MUINT32 uiSubsystem)
 {
     (void)uiSubsystem;
-    return (uiVendorDevice & ~msc_uiPciIdVariantMask) == msc_uiSupportedPciId;
+    return Hb4Chip::IsChipVariant(uiVendorDevice);
 }
 
 XContextConstruct* XContextConstructHb4MemInit::CreateClone()
@@ -242,9 +244,10 @@ MBOOL32 XContextConstructHb4MemInit::PopulateFromPins(XContext& roContext, MUINT
     }
 
     MUINT32 uiLink = 0;
-    roContext.m_poHwAccess->m_roCfg.Read(CFG_PCIE_LINK, uiLink);
-    poBoard->SetPCIeLinkWidth(static_cast<unsigned short>((uiLink >> CFG_LINK_WIDTH_SHIFT) & CFG_LINK_WIDTH_MASK));
-    poBoard->SetPCIeLinkSpeed(static_cast<unsigned short>((uiLink >> CFG_LINK_SPEED_SHIFT) & CFG_LINK_SPEED_MASK));
+    roContext.m_poHwAccess->m_roCfg.Read(Hb4PcieCfg::RegPCIE_LINKCTL, uiLink);
+    using namespace PciCfg;
+    poBoard->SetPCIeLinkWidth(static_cast<unsigned short>((uiLink >> PCIE_LINK_WIDTH_SHIFT) & PCIE_LINK_WIDTH_MASK));
+    poBoard->SetPCIeLinkSpeed(static_cast<unsigned short>((uiLink >> PCIE_LINK_SPEED_SHIFT) & PCIE_LINK_SPEED_MASK));
 
     tagPins10Clock oClock = {};
     tagPins10Mem_v2 oMemory = {};
@@ -324,7 +327,7 @@ LStatus XContextConstructHb4MemInit::ReadEepromAndPopulateXContext(XContext& roC
     }
 
     MUINT32 uiSubsystem = 0;
-    roContext.m_poServicesCore->m_roHwAccess.m_roCfg.Read(CFG_SUBSYSTEM, uiSubsystem);
+    roContext.m_poServicesCore->m_roHwAccess.m_roCfg.Read(PciCfg::RegSUBSYSTEM, uiSubsystem);
 
     MUINT8* puiPins = nullptr;
     MUINT32 uiSize = 0;

@@ -13,10 +13,6 @@ class XDevEeprom;
 class XContextConstructHb4MemInit : public XContextConstruct
 {
 public:
-    // The family: vendor 0x1E5B, device ids 0x0550 to 0x055F.
-    static constexpr MUINT32 msc_uiSupportedPciId   = 0x05501E5B;
-    static constexpr MUINT32 msc_uiPciIdVariantMask = 0x000F0000;
-
     XContextConstructHb4MemInit() : m_bIsPopulate(0) {}
     ~XContextConstructHb4MemInit() override {}
 

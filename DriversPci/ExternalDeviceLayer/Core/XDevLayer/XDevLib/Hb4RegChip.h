@@ -1,21 +1,31 @@
-// Identity, windows and strap registers of the board controller, as far as the hardware access
-// objects need them to size the board's register and memory windows.
+// Identity, windows and strap registers of the board controller: what the context manager needs to
+// recognise a board, the hardware access objects to size its windows, and the reset to know the
+// chip is back.
 #pragma once
 
 #include "QelBaseTypes.h"
 
-namespace XHb4Chip
+namespace Hb4Chip
 {
 // ---- PCI identity dword (device id in the high half, vendor id in the low half).
 // The first-generation controller. Its id shares some bits with the second generation's, so it
 // is told apart first.
 inline constexpr MUINT32 ID_FIRST_GENERATION  = 0x05401E5B;
-// Every second-generation controller has all of these bits set (device ids 0x0550 and up).
+// The chip this driver brings up: vendor 0x1E5B, device 0x0550. Its variants differ only in bits
+// 16-19 (device ids 0x0550-0x055F), and every second-generation controller has all of its bits
+// set.
 inline constexpr MUINT32 ID_SECOND_GENERATION = 0x05501E5B;
+inline constexpr MUINT32 ID_VARIANT_MASK      = 0x000F0000;
 
+// Second generation: sizes the register window and says where the memory size code is.
 inline constexpr bool IsSecondGeneration(MUINT32 uiIdDword)
 {
     return (uiIdDword & ID_SECOND_GENERATION) == ID_SECOND_GENERATION;
+}
+// One of the chip's variants: the boards this driver accepts, and the chip answering after a reset.
+inline constexpr bool IsChipVariant(MUINT32 uiIdDword)
+{
+    return (uiIdDword & ~ID_VARIANT_MASK) == ID_SECOND_GENERATION;
 }
 
 // ---- Register window.
@@ -46,4 +56,8 @@ inline constexpr MUINT32 REVISION_MASK        = 0xF;   // bits 4-7
 // First generation: the memory size code is in configuration space.
 inline constexpr MUINT32 CfgMEM_SIZE          = 0x40;
 inline constexpr MUINT32 CFG_MEM_SIZE_MASK    = 0x3;   // bits 0-1
-}  // namespace XHb4Chip
+
+// Board control dword in configuration space: its two low bits must be clear before the board is used.
+inline constexpr MUINT32 CfgCHIP_CONTROL      = 0xE0;
+inline constexpr MUINT32 CHIP_CONTROL_CLEAR   = 0x3;
+}  // namespace Hb4Chip
