@@ -682,7 +682,30 @@ void XDevCoreInitHb4::RestoreConfigurationData(const MUINT32 (&rauiConfig)[msc_u
 
 MBOOL32 XDevCoreInitHb4::ResetEngines()
 {
-    // DMA queues: disable them and wait for the busy ones to drain.
+    DrainDmaQueues();
+    RequestEngineStops();
+    // Hold the FPGA clock domain while its clients stop; its value is put back on the way out.
+    const MUINT32 uiFpgaClock = ReadReg(RegSYS_FPGACLKCTL) | FPGACLK_QUIESCE_SET;
+    WriteReg(RegSYS_FPGACLKCTL, uiFpgaClock);
+    WriteReg(RegSYS_FPGACLKCTL, (uiFpgaClock & ~FPGACLK_LOW_BYTE) | (uiFpgaClock & FPGACLK_QUIESCE_KEEP_LOW));
+    const MUINT32 uiActiveStreams = DisableActiveStreams();
+
+    // Give everything time to stop by itself, then force what still runs.
+    m_roOsServices.SleepMilliSeconds(msc_uiEngineStopMs);
+    ForceEngineStops();
+    ForceStreamStops(uiActiveStreams);
+
+    const MBOOL32 bAllStopped = CheckEnginesStopped();
+    if (uiFpgaClock != 0)
+    {
+        WriteReg(RegSYS_FPGACLKCTL, uiFpgaClock);
+    }
+    return bAllStopped;
+}
+
+// DMA queues: disable them and wait for the busy ones to drain.
+void XDevCoreInitHb4::DrainDmaQueues()
+{
     ModifyReg(RegDMA_QUEUES, DMA_QUEUES_BUSY | DMA_QUEUES_ENABLE, 0);
     bool bQueuesIdle = false;
     for (MUINT32 uiRead = 0; uiRead < msc_uiDmaQueuePolls && !bQueuesIdle; uiRead++)
@@ -697,8 +720,11 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
     {
         ReportQuietly(__FILE__, REPORT_DMA_QUEUES_BUSY);
     }
+}
 
-    // Ask the processor to halt, pause and abort the engines' requesters, stop the host DMA.
+// Ask the processor to halt, pause and abort the engines' requesters, stop the host DMA.
+void XDevCoreInitHb4::RequestEngineStops()
+{
     ModifyReg(RegARMA_CTL, 0, ARMA_CTL_HALT);
     for (MUINT32 uiEngine = 0; uiEngine < ENGINE_A_COUNT; uiEngine++)
     {
@@ -714,27 +740,29 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
     {
         ModifyReg(RegHOST_DMA_CTL(uiChannel), 0, HOST_DMA_CTL_STOP);
     }
+}
 
-    // Hold the FPGA clock domain while its clients stop; its value is put back on the way out.
-    const MUINT32 uiFpgaClock = ReadReg(RegSYS_FPGACLKCTL) | FPGACLK_QUIESCE_SET;
-    WriteReg(RegSYS_FPGACLKCTL, uiFpgaClock);
-    WriteReg(RegSYS_FPGACLKCTL, (uiFpgaClock & ~FPGACLK_LOW_BYTE) | (uiFpgaClock & FPGACLK_QUIESCE_KEEP_LOW));
-
-    // Disable the active stream channels and arm their stop.
-    bool abActive[STREAM_COUNT] = {};
+// Disable the active stream channels and arm their stop; bit i of the result: channel i was
+// active.
+MUINT32 XDevCoreInitHb4::DisableActiveStreams()
+{
+    MUINT32 uiActive = 0;
     for (MUINT32 uiChannel = 0; uiChannel < STREAM_COUNT; uiChannel++)
     {
         const MUINT32 uiControl = ReadReg(RegSTREAM_CTL(uiChannel));
         if ((uiControl & STREAM_CTL_ACTIVE) != 0)
         {
-            abActive[uiChannel] = true;
+            uiActive |= 1u << uiChannel;
             WriteReg(RegSTREAM_CTL(uiChannel), uiControl & ~STREAM_CTL_ENABLE);
             ModifyReg(RegSTREAM_STOP, 0, StreamStopArm(uiChannel));
         }
     }
+    return uiActive;
+}
 
-    // Give everything time to stop by itself, then force what still runs.
-    m_roOsServices.SleepMilliSeconds(msc_uiEngineStopMs);
+// Stop the processor and the engines that did not stop by themselves.
+void XDevCoreInitHb4::ForceEngineStops()
+{
     if ((ReadReg(RegARMA_CTL) & ARMA_CTL_HALT) != 0)
     {
         ModifyReg(RegARMA_CTL, 0, ARMA_CTL_STOP);
@@ -749,13 +777,18 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
             WriteReg(uiRegister, uiControl | ENGINE_CTL_STOP);
         }
     }
-    // The stream stop requests go out in one write; the last channel's turn makes it at once.
+}
+
+// The stream stop requests of the active, armed channels go out in one write; the last
+// channel's turn makes it at once.
+void XDevCoreInitHb4::ForceStreamStops(MUINT32 uiActiveStreams)
+{
     MUINT32 uiStreamStop = ReadReg(RegSTREAM_STOP);
     bool bStopRequested = false;
     bool bWritten = false;
     for (MUINT32 uiChannel = 0; uiChannel < STREAM_COUNT; uiChannel++)
     {
-        if (abActive[uiChannel] && (uiStreamStop & StreamStopArm(uiChannel)) != 0)
+        if ((uiActiveStreams & (1u << uiChannel)) != 0 && (uiStreamStop & StreamStopArm(uiChannel)) != 0)
         {
             uiStreamStop |= StreamStopRequest(uiChannel);
             bStopRequested = true;
@@ -775,8 +808,11 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
             m_roOsServices.SleepMilliSeconds(msc_uiEngineStopMs);
         }
     }
+}
 
-    // Every check runs; each one still running is reported.
+// Every check runs; each one still running is reported. 1 when all stopped.
+MBOOL32 XDevCoreInitHb4::CheckEnginesStopped()
+{
     MBOOL32 bAllStopped = 1;
     auto fnCheck = [&bAllStopped, this](MUINT32 uiRegister, MUINT32 uiBusyMask, EReport eReport)
     {
@@ -805,11 +841,6 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
             QEL_ASSERT_REPORT_AT(REPORT_STREAM0_STOPPING + (int)uiChannel);
             bAllStopped = 0;
         }
-    }
-
-    if (uiFpgaClock != 0)
-    {
-        WriteReg(RegSYS_FPGACLKCTL, uiFpgaClock);
     }
     return bAllStopped;
 }

@@ -138,5 +138,12 @@ private:
     bool ProgramSynthesizer(MUINT32 uiRegA, MUINT32 uiFreq, int iFailureReport);
     MBOOL32 ResetThroughRegister();
     MBOOL32 ResetThroughPins();
+    // Steps of ResetEngines, in their order.
+    void DrainDmaQueues();
+    void RequestEngineStops();
+    MUINT32 DisableActiveStreams();
+    void ForceEngineStops();
+    void ForceStreamStops(MUINT32 uiActiveStreams);
+    MBOOL32 CheckEnginesStopped();
     void LinkCheck();
 };
