@@ -235,6 +235,42 @@ void ReportQuietly(const char* pszSourcePath, EReport eReport)
     OsServices::WriteMsg("%s(%d) Assertion failed\n", OsServices::GetFileNameOnlySubSring(pszSourcePath), eReport);
     QelTools_Assert(0, pszSourcePath, eReport);
 }
+
+// The board's processor and chip reset pins among its first uiPinCount pins (the last of each
+// name); a pin that is missing is left null.
+void FindResetPins(const XContext& roContext, MUINT32 uiPinCount, XIoPin*& rpoProcessorReset, XIoPin*& rpoChipReset)
+{
+    for (MUINT32 uiPin = 0; uiPin < uiPinCount; uiPin++)
+    {
+        XIoPin* poPin = roContext.GetIoPin(uiPin);
+        if (poPin == nullptr)
+        {
+            continue;
+        }
+        if (QelTools_strcmp(poPin->m_szName.GetString(), msc_szProcessorResetPin) == 0)
+        {
+            rpoProcessorReset = poPin;
+        }
+        if (QelTools_strcmp(poPin->m_szName.GetString(), msc_szChipResetPin) == 0)
+        {
+            rpoChipReset = poPin;
+        }
+    }
+}
+
+// Makes the pin an output at that level; false when the pin could not be acquired.
+bool DrivePin(XIoPin& roPin, XIoPin::EPinState eState)
+{
+    MUINT32 uiSession = 0;
+    if (roPin.AcquireIOPin(XIoPin::msc_uiInfiniteTimeout, uiSession) < 0)
+    {
+        return false;
+    }
+    roPin.SetDirection(uiSession, XIoPin::PIN_DIR_OUTPUT);
+    roPin.SetState(uiSession, eState);
+    roPin.ReleaseIOPin(uiSession);
+    return true;
+}
 }  // namespace
 
 // ================================================================================================
@@ -587,22 +623,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
 
     XIoPin* poProcessorReset = nullptr;
     XIoPin* poChipReset = nullptr;
-    for (MUINT32 uiPin = 0; uiPin < uiPinCount; uiPin++)
-    {
-        XIoPin* poPin = m_roXContext.GetIoPin(uiPin);
-        if (poPin == nullptr)
-        {
-            continue;
-        }
-        if (QelTools_strcmp(poPin->m_szName.GetString(), msc_szProcessorResetPin) == 0)
-        {
-            poProcessorReset = poPin;
-        }
-        if (QelTools_strcmp(poPin->m_szName.GetString(), msc_szChipResetPin) == 0)
-        {
-            poChipReset = poPin;
-        }
-    }
+    FindResetPins(m_roXContext, uiPinCount, poProcessorReset, poChipReset);
     if (poChipReset == nullptr)
     {
         OsServices::WriteUserMsg("%s\n",
@@ -610,24 +631,30 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
         QEL_ASSERT_REPORT_AT(REPORT_NO_RESET_PIN);
         return 0;
     }
-
-    MUINT32 uiSession = 0;
-    bool bProcessorReset = false;
-    if (poProcessorReset != nullptr && poProcessorReset->AcquireIOPin(XIoPin::msc_uiInfiniteTimeout, uiSession) >= 0)
+    const bool bProcessorReset =
+        poProcessorReset != nullptr && DrivePin(*poProcessorReset, XIoPin::PIN_STATE_LOW);
+    if (bProcessorReset)
     {
-        poProcessorReset->SetDirection(uiSession, XIoPin::PIN_DIR_OUTPUT);
-        poProcessorReset->SetState(uiSession, XIoPin::PIN_STATE_LOW);
-        poProcessorReset->ReleaseIOPin(uiSession);
         m_roOsServices.SleepMilliSeconds(msc_uiProcessorResetMs);
-        bProcessorReset = true;
     }
-    if (poChipReset->AcquireIOPin(XIoPin::msc_uiInfiniteTimeout, uiSession) >= 0)
-    {
-        poChipReset->SetDirection(uiSession, XIoPin::PIN_DIR_OUTPUT);
-        poChipReset->SetState(uiSession, XIoPin::PIN_STATE_HIGH);
-        poChipReset->ReleaseIOPin(uiSession);
-    }
+    DrivePin(*poChipReset, XIoPin::PIN_STATE_HIGH);
 
+    if (!WaitForChipAfterPinReset(bProcessorReset))
+    {
+        OsServices::WriteErrorMsg("%s\n", "Hb4 Chips did not recover from hardware reset");
+        QEL_ASSERT_REPORT_AT(REPORT_CHIP_NOT_RECOVERED);
+        return 0;
+    }
+    OsServices::WriteMsg("%s\n", "Hb4 Chips recovered from hardware reset");
+    RestoreConfigurationData(auiConfig);
+    WaitUs(msc_uiRecoveredSettleUs);
+    return 1;
+}
+
+// The chip drops off the bus while its reset line is driven; true once its identity reads back.
+// A processor that was reset as well is given its time to come up first.
+bool XDevCoreInitHb4::WaitForChipAfterPinReset(bool bProcessorReset)
+{
     WaitUs(msc_uiPinResetSettleUs);
     if (ReadCfg(RegPCIE_ID) != PCIE_ID_ABSENT)
     {
@@ -646,16 +673,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
         }
         bBack = (ReadCfg(RegPCIE_ID) & ~PCIE_ID_VARIANT_MASK) == PCIE_ID_CHIP;
     }
-    if (!bBack)
-    {
-        OsServices::WriteErrorMsg("%s\n", "Hb4 Chips did not recover from hardware reset");
-        QEL_ASSERT_REPORT_AT(REPORT_CHIP_NOT_RECOVERED);
-        return 0;
-    }
-    OsServices::WriteMsg("%s\n", "Hb4 Chips recovered from hardware reset");
-    RestoreConfigurationData(auiConfig);
-    WaitUs(msc_uiRecoveredSettleUs);
-    return 1;
+    return bBack;
 }
 
 void XDevCoreInitHb4::SaveConfigurationData(MUINT32 (&rauiConfig)[msc_uiConfigDwords])

@@ -138,6 +138,7 @@ private:
     bool ProgramSynthesizer(MUINT32 uiRegA, MUINT32 uiFreq, int iFailureReport);
     MBOOL32 ResetThroughRegister();
     MBOOL32 ResetThroughPins();
+    bool WaitForChipAfterPinReset(bool bProcessorReset);
     // Steps of ResetEngines, in their order.
     void DrainDmaQueues();
     void RequestEngineStops();
