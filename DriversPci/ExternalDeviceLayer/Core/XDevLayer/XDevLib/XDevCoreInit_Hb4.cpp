@@ -418,10 +418,42 @@ LStatus XDevCoreInitHb4::ClearInitialized()
 
 LStatus XDevCoreInitHb4::InitializeHardware()
 {
-    // A chip whose registers cannot be read is not touched at all.
     MUINT32 uiStatus = 0;
+    const LStatus iState = CheckChipState(uiStatus);
+    if (iState != 0)
+    {
+        return iState;
+    }
+
+    const bool bAllowReset = (m_eInitOption & OPTION_ALLOW_GLOBAL_RESET) != 0;
+    const bool bInitMemory = (m_eInitOption & OPTION_INIT_MEMORY) != 0;
+    if (bAllowReset && ((uiStatus & INIT_STATUS_GLOBAL_RESET_REQUESTED) != 0 || m_bForceGlobalReset))
+    {
+        OsServices::WriteMsg("Global reset was triggered\n");
+        HardwareReset();
+    }
+    if (RunAttempts(bAllowReset, bInitMemory) < 0)
+    {
+        return -1;
+    }
+    ConfigureBusSide();
+
+    if (!bInitMemory)
+    {
+        return 0;
+    }
+    const LStatus iWrite =
+        Reg().Write(RegINIT_STATUS, uiStatus | INIT_STATUS_MEMORY_INITIALIZED | INIT_STATUS_GLOBAL_RESET_REQUESTED);
+    return iWrite <= 0 ? iWrite : 0;
+}
+
+// A chip whose registers cannot be read is not touched at all, nor one whose engine reports a
+// fatal state, nor one whose memory is already initialised. 0 when the initialisation goes on,
+// with the status word in ruiStatus; otherwise the result InitializeHardware returns.
+LStatus XDevCoreInitHb4::CheckChipState(MUINT32& ruiStatus)
+{
     MUINT32 uiEngineStatus = 0;
-    LStatus iRead = Reg().Read(RegINIT_STATUS, uiStatus);
+    LStatus iRead = Reg().Read(RegINIT_STATUS, ruiStatus);
     if (iRead >= 0)
     {
         iRead = Reg().Read(EngineBase() + RegENG_STATUS, uiEngineStatus);
@@ -436,23 +468,14 @@ LStatus XDevCoreInitHb4::InitializeHardware()
         QEL_ASSERT_REPORT_AT(REPORT_ENGINE_FATAL);
         return msc_iNotSupported;
     }
-    if ((uiStatus & INIT_STATUS_MEMORY_INITIALIZED) != 0)
-    {
-        return 1;
-    }
+    return (ruiStatus & INIT_STATUS_MEMORY_INITIALIZED) != 0 ? 1 : 0;
+}
 
-    const bool bAllowReset = (m_eInitOption & OPTION_ALLOW_GLOBAL_RESET) != 0;
-    const bool bInitMemory = (m_eInitOption & OPTION_INIT_MEMORY) != 0;
-    const bool bInitRegisters = (m_eInitOption & OPTION_INIT_REGISTERS) != 0;
-    if (bAllowReset && ((uiStatus & INIT_STATUS_GLOBAL_RESET_REQUESTED) != 0 || m_bForceGlobalReset))
-    {
-        OsServices::WriteMsg("Global reset was triggered\n");
-        HardwareReset();
-    }
-
-    // Attempts. The count, not the outcome of the last attempt, decides: more than
-    // msc_uiMaxTries attempts fail even when the last one passed. Without reset permission a
-    // single attempt is made and its failure does not fail the initialisation.
+// Attempts. The count, not the outcome of the last attempt, decides: more than msc_uiMaxTries
+// attempts fail even when the last one passed. Without reset permission a single attempt is made
+// and its failure does not fail the initialisation. 0 done, -1 failure.
+LStatus XDevCoreInitHb4::RunAttempts(bool bAllowReset, bool bInitMemory)
+{
     MUINT32 uiTries = 0;
     bool bOk = false;
     for (;;)
@@ -465,27 +488,14 @@ LStatus XDevCoreInitHb4::InitializeHardware()
         }
         if (bInitMemory)
         {
-            if (ClockMemInit() && InitMctl(PhyMaskFromRecord()) == 0)
+            const LStatus iAttempt = AttemptMemoryInit();
+            if (iAttempt < 0)
             {
-                WaitUs(msc_uiMemoryTestSettleUs);
-                if (!Mem().MapMemory())
-                {
-                    QEL_ASSERT_REPORT_AT(REPORT_MAP_MEMORY);
-                    return -1;
-                }
-                bOk = TestMemory() != 0;
-                if (!bOk)
-                {
-                    OsServices::WriteMsg("Memory initialization fail: Memory test failed\n");
-                }
-                if (!Mem().UnMapMemory())
-                {
-                    QEL_ASSERT_REPORT_AT(REPORT_UNMAP_MEMORY);
-                    return -1;
-                }
+                return -1;
             }
+            bOk = iAttempt > 0;
         }
-        else if (bInitRegisters)
+        else if ((m_eInitOption & OPTION_INIT_REGISTERS) != 0)
         {
             ClockRegInitOnly();
             uiTries++;
@@ -503,7 +513,40 @@ LStatus XDevCoreInitHb4::InitializeHardware()
         QEL_ASSERT_REPORT_AT(REPORT_TOO_MANY_TRIES);
         return -1;
     }
+    return 0;
+}
 
+// One attempt: clocks, controller, then the memory test through the mapped window. 1 the memory
+// passed, 0 the attempt failed, -1 the window could not be mapped or unmapped.
+LStatus XDevCoreInitHb4::AttemptMemoryInit()
+{
+    if (!ClockMemInit() || InitMctl(PhyMaskFromRecord()) != 0)
+    {
+        return 0;
+    }
+    WaitUs(msc_uiMemoryTestSettleUs);
+    if (!Mem().MapMemory())
+    {
+        QEL_ASSERT_REPORT_AT(REPORT_MAP_MEMORY);
+        return -1;
+    }
+    const bool bOk = TestMemory() != 0;
+    if (!bOk)
+    {
+        OsServices::WriteMsg("Memory initialization fail: Memory test failed\n");
+    }
+    if (!Mem().UnMapMemory())
+    {
+        QEL_ASSERT_REPORT_AT(REPORT_UNMAP_MEMORY);
+        return -1;
+    }
+    return bOk ? 1 : 0;
+}
+
+// After the attempts: ports unused, the link checked, the engine blocks' bus configuration, and
+// data-link protocol errors masked.
+void XDevCoreInitHb4::ConfigureBusSide()
+{
     for (MUINT32 uiPort = 0; uiPort < msc_uiPortCount; uiPort++)
     {
         PortArbitration(uiPort, PORT_UNUSED);
@@ -523,14 +566,6 @@ LStatus XDevCoreInitHb4::InitializeHardware()
     {
         Cfg().Write(RegPCIE_UNCORERR_MASK, uiErrorMask | PCIE_UNCORERR_DLP);
     }
-
-    if (!bInitMemory)
-    {
-        return 0;
-    }
-    const LStatus iWrite =
-        Reg().Write(RegINIT_STATUS, uiStatus | INIT_STATUS_MEMORY_INITIALIZED | INIT_STATUS_GLOBAL_RESET_REQUESTED);
-    return iWrite <= 0 ? iWrite : 0;
 }
 
 // The system processor sits behind a PCI Express bridge on the board; a link that came up at

@@ -146,5 +146,10 @@ private:
     void ForceEngineStops();
     void ForceStreamStops(MUINT32 uiActiveStreams);
     MBOOL32 CheckEnginesStopped();
+    // Steps of InitializeHardware, in their order.
+    LStatus CheckChipState(MUINT32& ruiStatus);
+    LStatus RunAttempts(bool bAllowReset, bool bInitMemory);
+    LStatus AttemptMemoryInit();
+    void ConfigureBusSide();
     void LinkCheck();
 };
