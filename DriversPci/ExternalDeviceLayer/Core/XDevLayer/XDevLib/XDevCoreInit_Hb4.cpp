@@ -1095,9 +1095,36 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
         QEL_ASSERT_REPORT_AT(REPORT_PHY_MASK);
         return -1;
     }
-    const tagPins10Mem_v2& roMem = m_oPinsMem;
+    ConfigureController(uiPhyMask, uiMode);
+    ConfigurePhys(uiPhyMask);
+    // Start initialisation and training on all of them at once.
+    SelectPhys(uiPhyMask);
+    WriteReg(RegMPHY_PGCR2, m_oPinsMem.uiMPHY_PGCR2);
+    WriteReg(RegMPHY_PIR, m_oPinsMem.uiMPHY_PIR);
 
-    // Controller.
+    // From here every step runs even after a failure, so that the PHYs are never left held.
+    bool bFailed = !CheckPhyTraining(uiPhyMask);
+    WriteLaneDelays(uiPhyMask);
+    // Wait for the controller. The number of reads decides: the attempt fails when the poll
+    // used all of them, even if the last one showed the controller ready.
+    MUINT32 uiStatus = 0;
+    if (PollRegister(RegMEM_STATUS1, MEM_STATUS1_READY, msc_uiReadyPollUs, msc_uiReadyPollReads, uiStatus) >=
+        msc_uiReadyPollReads)
+    {
+        bFailed = true;
+    }
+
+    WriteReg(RegMPHY_GPR0, m_oPinsMem.uiMPHY_GPR0);
+    WriteReg(RegMEM_CTL0, m_oPinsMem.uiMEM_CTL0);
+    ForEachPhy(uiPhyMask, [this] { ModifyReg(RegMPHY_PGCR1, PGCR1_INIT_HOLD, 0); });
+    return bFailed ? -1 : 0;
+}
+
+// The controller: its configuration, the client and MFE arbitration it starts with, and the
+// memory's wait states.
+void XDevCoreInitHb4::ConfigureController(MUINT32 uiPhyMask, MUINT32 uiMode)
+{
+    const tagPins10Mem_v2& roMem = m_oPinsMem;
     WriteReg(RegMEM_CONFIG, (uiPhyMask << MEM_CONFIG_PHY_SHIFT) | roMem.uiMEM_CONFIG | uiMode);
     SelectPhys(uiPhyMask);
     for (const SRegValue& roWrite : msc_aoClientArbitration)
@@ -1116,8 +1143,13 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
     {
         WriteReg(RegMEM_WTST0 + 4 * uiIndex, auiWaitStates[uiIndex]);
     }
+}
 
-    // PHY configuration, broadcast to every fitted PHY.
+// PHY configuration, broadcast to every fitted PHY; then, per PHY, hold it while it initialises
+// and set its training field.
+void XDevCoreInitHb4::ConfigurePhys(MUINT32 uiPhyMask)
+{
+    const tagPins10Mem_v2& roMem = m_oPinsMem;
     SelectPhys(uiPhyMask);
     const SRegValue aoPhyConfig[] = {
         {RegMPHY_PLLCR, roMem.uiMPHY_PLLCR}, {RegMPHY_DXCCR, roMem.uiMPHY_DXCCR},
@@ -1130,7 +1162,6 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
     {
         WriteReg(roWrite.uiRegister, roWrite.uiValue);
     }
-    // Per PHY: hold it while it initialises and set its training field.
     ForEachPhy(uiPhyMask, [this]
     {
         const MUINT32 uiPgcr0 = ReadReg(RegMPHY_PGCR0);
@@ -1138,30 +1169,35 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
         WriteReg(RegMPHY_PGCR1, uiPgcr1 | PGCR1_INIT_HOLD);
         WriteReg(RegMPHY_PGCR0, (uiPgcr0 & ~PGCR0_TRAINING_FIELD_MASK) | PGCR0_TRAINING_FIELD);
     });
-    // Start initialisation and training on all of them at once.
-    SelectPhys(uiPhyMask);
-    WriteReg(RegMPHY_PGCR2, roMem.uiMPHY_PGCR2);
-    WriteReg(RegMPHY_PIR, roMem.uiMPHY_PIR);
+}
 
-    // From here every step runs even after a failure, so that the PHYs are never left held.
-    bool bFailed = false;
+// Waits for the PHYs to finish, then checks every one for a training error, even after a
+// PHY that stayed busy. true when all finished without error.
+bool XDevCoreInitHb4::CheckPhyTraining(MUINT32 uiPhyMask)
+{
+    bool bOk = true;
     if (!PoolPhysDone(uiPhyMask))
     {
         OsServices::WriteErrorMsg(
             "Memory initialization fail, Phys stay busy (may occur when memory is already initialized)\n");
         QEL_ASSERT_REPORT_AT(REPORT_PHYS_BUSY);
-        bFailed = true;
+        bOk = false;
     }
-    ForEachPhy(uiPhyMask, [this, &bFailed]
+    ForEachPhy(uiPhyMask, [this, &bOk]
     {
         if ((ReadReg(RegMPHY_PGSR0) & PGSR0_ERROR_MASK) != 0)
         {
             QEL_ASSERT_REPORT_AT(REPORT_PHY_ERROR);
-            bFailed = true;
+            bOk = false;
         }
     });
+    return bOk;
+}
 
-    // Lane delays, all lanes of one register kind before the next kind.
+// Lane delays, broadcast, all lanes of one register kind before the next kind.
+void XDevCoreInitHb4::WriteLaneDelays(MUINT32 uiPhyMask)
+{
+    const tagPins10Mem_v2& roMem = m_oPinsMem;
     SelectPhys(uiPhyMask);
     const MUINT32* apuiLaneWords[] = {roMem.auiMPHY_DXLCDLR0, roMem.auiMPHY_DXLCDLR1, roMem.auiMPHY_DXLCDLR2,
                                       roMem.auiMPHY_DXGTR};
@@ -1173,20 +1209,6 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
             WriteReg(auiLaneRegisters[uiKind] + uiLane * LANE_STRIDE, apuiLaneWords[uiKind][uiLane]);
         }
     }
-
-    // Wait for the controller. The number of reads decides: the attempt fails when the poll
-    // used all of them, even if the last one showed the controller ready.
-    MUINT32 uiStatus = 0;
-    if (PollRegister(RegMEM_STATUS1, MEM_STATUS1_READY, msc_uiReadyPollUs, msc_uiReadyPollReads, uiStatus) >=
-        msc_uiReadyPollReads)
-    {
-        bFailed = true;
-    }
-
-    WriteReg(RegMPHY_GPR0, roMem.uiMPHY_GPR0);
-    WriteReg(RegMEM_CTL0, roMem.uiMEM_CTL0);
-    ForEachPhy(uiPhyMask, [this] { ModifyReg(RegMPHY_PGCR1, PGCR1_INIT_HOLD, 0); });
-    return bFailed ? -1 : 0;
 }
 
 MBOOL32 XDevCoreInitHb4::PoolPhysDone(MUINT32 uiPhyMask)
