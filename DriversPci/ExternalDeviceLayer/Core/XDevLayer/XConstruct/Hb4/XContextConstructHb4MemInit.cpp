@@ -338,16 +338,20 @@ LStatus XContextConstructHb4MemInit::ReadEepromAndPopulateXContext(XContext& roC
         ReportPopulateFailure(REPORT_EEPROM_UNKNOWN);
         return iResult;
     }
+    return PopulateFromEeprom(roContext, *poEeprom) ? 0 : iResult;
+}
 
+MBOOL32 XContextConstructHb4MemInit::PopulateFromEeprom(XContext& roContext, XDevEeprom& roEeprom)
+{
     MUINT32 uiSubsystem = 0;
     roContext.m_poServicesCore->m_roHwAccess.m_roCfg.Read(CFG_SUBSYSTEM, uiSubsystem);
 
     MUINT8* puiPins = nullptr;
     MUINT32 uiSize = 0;
     bool bMerged = false;
-    if (!BuildPins(*poEeprom, uiSubsystem, puiPins, uiSize, bMerged))
+    if (!BuildPins(roEeprom, uiSubsystem, puiPins, uiSize, bMerged))
     {
-        return iResult;
+        return 0;
     }
 
     if (XHb4DefaultPins::IsFanlessSubsysId(uiSubsystem))
@@ -361,12 +365,11 @@ LStatus XContextConstructHb4MemInit::ReadEepromAndPopulateXContext(XContext& roC
                                                    bMerged ? puiPins : nullptr);
     }
 
-    LStatus iStatus = iResult;
-    if (PopulateFromPins(roContext, puiPins, uiSize))
+    const MBOOL32 bPopulated = PopulateFromPins(roContext, puiPins, uiSize);
+    if (bPopulated)
     {
-        iStatus = 0;
         m_bIsPopulate = 1;
     }
     delete[] puiPins;
-    return iStatus;
+    return bPopulated;
 }
