@@ -182,6 +182,65 @@ void Default(const std::string& rszSubsys, const std::string& rszPcbInfo, const 
     const MUINT8* puiPins = XHb4DefaultPins::GetPinsContent(uiSubsysId, poPcbInfo, uiVariant);
     WriteFile(rszOutput, std::vector<MUINT8>(puiPins, puiPins + uiSize), roOut);
 }
+// The command line: its operands and the subcommand objects that say which one was given.
+struct SCommandLine
+{
+    std::string szFile, szFileB, szOutput, szPcbInfo, szVariant;
+    bool bJson = false;
+    CLI::App* poDump = nullptr;
+    CLI::App* poValidate = nullptr;
+    CLI::App* poBuild = nullptr;
+    CLI::App* poMerge = nullptr;
+    CLI::App* poAdd = nullptr;
+    CLI::App* poExtract = nullptr;
+    CLI::App* poDefault = nullptr;
+};
+
+void DefineCommands(CLI::App& roApp, SCommandLine& roLine)
+{
+    roApp.require_subcommand(1);
+    roApp.set_version_flag("--version", std::string("pins10 ") + PINS10_VERSION, "Print the version and exit");
+    roLine.poDump = roApp.add_subcommand("dump", "Show every block and list element with offsets and decoded values");
+    roLine.poDump->add_option("FILE", roLine.szFile, "parameter block")->required();
+    roLine.poDump->add_flag("--json", roLine.bJson, "write the JSON description that 'build' reads");
+    roLine.poValidate = roApp.add_subcommand("validate", "Exit 0 when the board would accept the block, 1 otherwise");
+    roLine.poValidate->add_option("FILE", roLine.szFile, "parameter block")->required();
+    roLine.poBuild = roApp.add_subcommand("build", "Build a block from a JSON description");
+    roLine.poBuild->add_option("DESCRIPTION", roLine.szFile, "JSON description")->required();
+    roLine.poMerge = roApp.add_subcommand("merge", "A, then the block kinds of B that A lacks");
+    roLine.poAdd = roApp.add_subcommand("add", "Like merge, but lists present in both are joined");
+    for (CLI::App* poCommand : {roLine.poMerge, roLine.poAdd})
+    {
+        poCommand->add_option("A", roLine.szFile, "first block (its blocks win)")->required();
+        poCommand->add_option("B", roLine.szFileB, "second block")->required();
+    }
+    roLine.poExtract = roApp.add_subcommand("extract", "Copy the block out of a raw EEPROM image");
+    roLine.poExtract->add_option("IMAGE", roLine.szFile, "EEPROM image")->required();
+    roLine.poDefault = roApp.add_subcommand("default", "Write the built-in block for a subsystem word");
+    roLine.poDefault->add_option("SUBSYS", roLine.szFile, "PCI subsystem word, e.g. 0x0A011E5B")->required();
+    roLine.poDefault->add_option("--pcb-info", roLine.szPcbInfo,
+                                 "the EEPROM header's PCB info word (revision in bits 8-15)");
+    roLine.poDefault->add_option("--variant", roLine.szVariant, "variant selector (1: input/output variant)");
+    for (CLI::App* poCommand : {roLine.poBuild, roLine.poMerge, roLine.poAdd, roLine.poExtract, roLine.poDefault})
+        poCommand->add_option("-o,--output", roLine.szOutput, "file to write")->required();
+}
+
+// Runs the subcommand that was given; a failure throws.
+void RunCommand(const SCommandLine& roLine, std::ostream& roOut)
+{
+    if (roLine.poDump->parsed())
+        Dump(roLine.szFile, roLine.bJson, roOut);
+    else if (roLine.poValidate->parsed())
+        Validate(roLine.szFile, roOut);
+    else if (roLine.poBuild->parsed())
+        Build(roLine.szFile, roLine.szOutput, roOut);
+    else if (roLine.poMerge->parsed() || roLine.poAdd->parsed())
+        Combine(roLine.poAdd->parsed(), roLine.szFile, roLine.szFileB, roLine.szOutput, roOut);
+    else if (roLine.poExtract->parsed())
+        Extract(roLine.szFile, roLine.szOutput, roOut);
+    else if (roLine.poDefault->parsed())
+        Default(roLine.szFile, roLine.szPcbInfo, roLine.szVariant, roLine.szOutput, roOut);
+}
 }  // namespace
 
 int Pins10ToolRun(int iArgc, const char* const* ppszArgv, std::ostream& roOut, std::ostream& roErr)
@@ -190,34 +249,8 @@ int Pins10ToolRun(int iArgc, const char* const* ppszArgv, std::ostream& roOut, s
     OsServices::SetMsgLevel(0, 0, 0);
 
     CLI::App oApp{"Inspect, check, build and combine board parameter blocks (Pins10).", "pins10"};
-    oApp.require_subcommand(1);
-    oApp.set_version_flag("--version", std::string("pins10 ") + PINS10_VERSION, "Print the version and exit");
-    std::string szFile, szFileB, szOutput, szPcbInfo, szVariant;
-    bool bJson = false;
-
-    CLI::App* poDump = oApp.add_subcommand("dump", "Show every block and list element with offsets and decoded values");
-    poDump->add_option("FILE", szFile, "parameter block")->required();
-    poDump->add_flag("--json", bJson, "write the JSON description that 'build' reads");
-    CLI::App* poValidate = oApp.add_subcommand("validate", "Exit 0 when the board would accept the block, 1 otherwise");
-    poValidate->add_option("FILE", szFile, "parameter block")->required();
-    CLI::App* poBuild = oApp.add_subcommand("build", "Build a block from a JSON description");
-    poBuild->add_option("DESCRIPTION", szFile, "JSON description")->required();
-    CLI::App* poMerge = oApp.add_subcommand("merge", "A, then the block kinds of B that A lacks");
-    CLI::App* poAdd = oApp.add_subcommand("add", "Like merge, but lists present in both are joined");
-    for (CLI::App* poCommand : {poMerge, poAdd})
-    {
-        poCommand->add_option("A", szFile, "first block (its blocks win)")->required();
-        poCommand->add_option("B", szFileB, "second block")->required();
-    }
-    CLI::App* poExtract = oApp.add_subcommand("extract", "Copy the block out of a raw EEPROM image");
-    poExtract->add_option("IMAGE", szFile, "EEPROM image")->required();
-    CLI::App* poDefault = oApp.add_subcommand("default", "Write the built-in block for a subsystem word");
-    poDefault->add_option("SUBSYS", szFile, "PCI subsystem word, e.g. 0x0A011E5B")->required();
-    poDefault->add_option("--pcb-info", szPcbInfo, "the EEPROM header's PCB info word (revision in bits 8-15)");
-    poDefault->add_option("--variant", szVariant, "variant selector (1: input/output variant)");
-    for (CLI::App* poCommand : {poBuild, poMerge, poAdd, poExtract, poDefault})
-        poCommand->add_option("-o,--output", szOutput, "file to write")->required();
-
+    SCommandLine oLine;
+    DefineCommands(oApp, oLine);
     try
     {
         oApp.parse(iArgc, ppszArgv);
@@ -240,18 +273,7 @@ int Pins10ToolRun(int iArgc, const char* const* ppszArgv, std::ostream& roOut, s
 
     try
     {
-        if (poDump->parsed())
-            Dump(szFile, bJson, roOut);
-        else if (poValidate->parsed())
-            Validate(szFile, roOut);
-        else if (poBuild->parsed())
-            Build(szFile, szOutput, roOut);
-        else if (poMerge->parsed() || poAdd->parsed())
-            Combine(poAdd->parsed(), szFile, szFileB, szOutput, roOut);
-        else if (poExtract->parsed())
-            Extract(szFile, szOutput, roOut);
-        else if (poDefault->parsed())
-            Default(szFile, szPcbInfo, szVariant, szOutput, roOut);
+        RunCommand(oLine, roOut);
         return 0;
     }
     catch (const SToolError& roError)

@@ -92,33 +92,11 @@ std::unique_ptr<CQelSim> CQelSim::Create(SQelSimRigDesc&& roRig, const std::stri
 
 bool CQelSim::Build(SQelSimRigDesc&& roRig, const std::string& rsTracePath, std::string& rsError)
 {
-    if (!rsTracePath.empty())
-    {
-        m_poTrace = std::make_unique<CQelSimTrace>();
-        if (!m_poTrace->Open(rsTracePath, rsError))
-        {
-            rsError = "QELVXD_SIM_TRACE: " + rsError;
-            return false;
-        }
-        m_oEnv.poTrace = m_poTrace.get();
-    }
-
     TQelSimBoardState oState;
-    if (!roRig.sStatePath.empty())
+    if (!OpenTrace(rsTracePath, rsError) || !LoadState(roRig.sStatePath, oState, rsError))
     {
-        const std::string sDirectory = QelVxdSim_DirectoryOf(roRig.sStatePath);
-        if (!DirectoryExists(sDirectory))
-        {
-            rsError = "state: directory \"" + sDirectory + "\" of the state file does not exist";
-            return false;
-        }
-        m_poState = std::make_unique<CQelSimStateStore>(roRig.sStatePath);
-        if (!m_poState->Load(oState, rsError))
-        {
-            return false;
-        }
+        return false;
     }
-
     for (const SQelSimDeviceDesc& roDevice : roRig.aoDevices)
     {
         m_oBus.Add(std::make_unique<CQelSimDevice>(roDevice, m_oEnv));
@@ -127,13 +105,55 @@ bool CQelSim::Build(SQelSimRigDesc&& roRig, const std::string& rsTracePath, std:
     {
         m_oBus.Add(std::make_unique<CQelSimBridge>(roBridge, m_oEnv));
     }
+    if (!AddBoards(roRig.aoBoards, oState, rsError))
+    {
+        return false;
+    }
+    MarkMultiFunctionDevices(roRig);
+    return true;
+}
 
+bool CQelSim::OpenTrace(const std::string& rsTracePath, std::string& rsError)
+{
+    if (rsTracePath.empty())
+    {
+        return true;
+    }
+    m_poTrace = std::make_unique<CQelSimTrace>();
+    if (!m_poTrace->Open(rsTracePath, rsError))
+    {
+        rsError = "QELVXD_SIM_TRACE: " + rsError;
+        return false;
+    }
+    m_oEnv.poTrace = m_poTrace.get();
+    return true;
+}
+
+bool CQelSim::LoadState(const std::string& rsStatePath, TQelSimBoardState& roState, std::string& rsError)
+{
+    if (rsStatePath.empty())
+    {
+        return true;
+    }
+    const std::string sDirectory = QelVxdSim_DirectoryOf(rsStatePath);
+    if (!DirectoryExists(sDirectory))
+    {
+        rsError = "state: directory \"" + sDirectory + "\" of the state file does not exist";
+        return false;
+    }
+    m_poState = std::make_unique<CQelSimStateStore>(rsStatePath);
+    return m_poState->Load(roState, rsError);
+}
+
+bool CQelSim::AddBoards(std::vector<SQelSimBoardDesc>& raoBoards, const TQelSimBoardState& roState,
+                        std::string& rsError)
+{
     SAddressPool oMemory32  = {MEMORY_POOL_32, MEMORY_POOL_32_END};
     SAddressPool oMemory64  = {MEMORY_POOL_64, MEMORY_POOL_64_END};
     SAddressPool oRegisters = {REGISTER_POOL, REGISTER_POOL_END};
-    for (size_t uiIndex = 0; uiIndex < roRig.aoBoards.size(); ++uiIndex)
+    for (size_t uiIndex = 0; uiIndex < raoBoards.size(); ++uiIndex)
     {
-        SQelSimBoardDesc& roDesc = roRig.aoBoards[uiIndex];
+        SQelSimBoardDesc& roDesc = raoBoards[uiIndex];
         MUINT64 uiMemoryBase = 0, uiRegisterBase = 0;
         if (!(roDesc.bBar64 ? oMemory64 : oMemory32)
                  .Take(CQelSimBoard::MemoryWindowSize(roDesc.uiMemorySizeCode), uiMemoryBase) ||
@@ -146,8 +166,8 @@ bool CQelSim::Build(SQelSimRigDesc&& roRig, const std::string& rsTracePath, std:
         }
         const PCIHANDLE hLocation = roDesc.hLocation;
         auto poBoard = std::make_unique<CQelSimBoard>(std::move(roDesc), uiMemoryBase, uiRegisterBase, m_oEnv);
-        auto itState = oState.find(hLocation);
-        if (itState != oState.end())
+        auto itState = roState.find(hLocation);
+        if (itState != roState.end())
         {
             for (const auto& roRegister : itState->second)
             {
@@ -162,8 +182,12 @@ bool CQelSim::Build(SQelSimRigDesc&& roRig, const std::string& rsTracePath, std:
         poBoard->Registers().SetPersistenceSink(this);
         m_oBus.Add(std::move(poBoard));
     }
+    return true;
+}
 
-    // A device with several functions says so in every function's header type.
+// A device with several functions says so in every function's header type.
+void CQelSim::MarkMultiFunctionDevices(const SQelSimRigDesc& roRig)
+{
     std::set<PCIHANDLE> oMultiFunction;
     auto fnNoteFunction = [&](PCIHANDLE hLocation) {
         if ((hLocation & 7) != 0)
@@ -193,7 +217,6 @@ bool CQelSim::Build(SQelSimRigDesc&& roRig, const std::string& rsTracePath, std:
             }
         }
     }
-    return true;
 }
 
 const std::string& CQelSim::StatePath() const

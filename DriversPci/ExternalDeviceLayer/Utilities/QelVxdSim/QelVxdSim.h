@@ -106,6 +106,12 @@ public:
 private:
     CQelSim(const SQelSimRigDesc& roRig);
     bool Build(SQelSimRigDesc&& roRig, const std::string& rsTracePath, std::string& rsError);
+    // Steps of Build, in their order; each false with what failed. The boards are moved out of
+    // raoBoards into the bus, their windows placed and their persisted registers restored.
+    bool OpenTrace(const std::string& rsTracePath, std::string& rsError);
+    bool LoadState(const std::string& rsStatePath, TQelSimBoardState& roState, std::string& rsError);
+    bool AddBoards(std::vector<SQelSimBoardDesc>& raoBoards, const TQelSimBoardState& roState, std::string& rsError);
+    void MarkMultiFunctionDevices(const SQelSimRigDesc& roRig);
     bool SaveState(std::string& rsError);
     void OnPersistentRegisterChanged(MUINT32 uiOffset) override;
     const SQelSimMapping& Resolve(MEMHANDLE hAddress, MUINT32 uiBytes, bool bWrite, MUINT32& ruiOffset);

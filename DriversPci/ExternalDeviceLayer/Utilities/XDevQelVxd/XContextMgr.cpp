@@ -63,6 +63,54 @@ void HintUnmappedRegisters(const PCILOCATION& roLocation, bool bNoAddress)
                                   "/dev/mem, so nothing is done on it: run as root, on a kernel that allows "
                                   "/dev/mem access to the board's windows", uiBus, uiDevice, uiFunction);
 }
+
+// A private copy of a kit, with its own clone of the builder; null (reported) when either could
+// not be made.
+SXContextConstructionKit* CloneKit(const SXContextConstructionKit& roKit)
+{
+    SXContextConstructionKit* poKitCopy = new (std::nothrow) SXContextConstructionKit(roKit);
+    if (poKitCopy == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(REPORT_KIT_NO_MEMORY);
+        return nullptr;
+    }
+    poKitCopy->poContextConstruct = roKit.poContextConstruct->CreateClone();
+    if (poKitCopy->poContextConstruct == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(REPORT_BUILDER_NOT_CLONED);
+        delete poKitCopy;
+        return nullptr;
+    }
+    return poKitCopy;
+}
+
+void DeleteKitCopy(SXContextConstructionKit* poKitCopy)
+{
+    delete poKitCopy->poContextConstruct;
+    delete poKitCopy;
+}
+
+// A context over its own OS services, hardware access (rpoHwAccess) and trace manager; null
+// (reported, with what was made deleted) when any of them could not be made.
+XContext* CreateContext(PCIHANDLE hPciHandle, PCIHANDLE hBridge, XHwAccessVxd*& rpoHwAccess)
+{
+    OsServices* poOsServices = new (std::nothrow) OsServices();
+    XHwAccessVxd* poHwAccess = new (std::nothrow) XHwAccessVxd(hPciHandle, hBridge);
+    XTracesMgrStub* poTracesMgr = new (std::nothrow) XTracesMgrStub();
+    XContext* poContext = (poOsServices != nullptr && poHwAccess != nullptr && poTracesMgr != nullptr)
+                              ? new (std::nothrow) XContext(poOsServices, poHwAccess, poTracesMgr)
+                              : nullptr;
+    if (poContext == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(REPORT_NO_CONTEXT);
+        delete poTracesMgr;
+        delete poHwAccess;
+        delete poOsServices;
+        return nullptr;
+    }
+    rpoHwAccess = poHwAccess;
+    return poContext;
+}
 }  // namespace
 
 XContextMgr::XContextMgr() : m_bIsPopulated(FALSE)
@@ -155,32 +203,12 @@ PCIHANDLE XContextMgr::FindUpstreamBridge(MUINT32 uiBus) const
 
 MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
 {
-    const MUINT32 uiVendorDevice = ReadConfigDword(hPciHandle, PciCfg::RegID);
-    const MUINT32 uiSubsystem = ReadConfigDword(hPciHandle, PciCfg::RegSUBSYSTEM);
-
-    const SXContextConstructionKit* poKit = nullptr;
-    for (MINT32 i = 0; i < m_daoContextConstructorKit.GetSize() && poKit == nullptr; i++)
-    {
-        const SXContextConstructionKit& roKit = m_daoContextConstructorKit[i];
-        if (roKit.poContextConstruct != nullptr && roKit.poContextConstruct->IsSupported(uiVendorDevice, uiSubsystem))
-            poKit = &roKit;
-    }
+    const SXContextConstructionKit* poKit = FindKit(hPciHandle);
     if (poKit == nullptr)
         return FALSE;   // not ours: the function is left exactly as it was
-
-    SXContextConstructionKit* poKitCopy = new (std::nothrow) SXContextConstructionKit(*poKit);
+    SXContextConstructionKit* poKitCopy = CloneKit(*poKit);
     if (poKitCopy == nullptr)
-    {
-        QEL_ASSERT_REPORT_AT(REPORT_KIT_NO_MEMORY);
         return FALSE;
-    }
-    poKitCopy->poContextConstruct = poKit->poContextConstruct->CreateClone();
-    if (poKitCopy->poContextConstruct == nullptr)
-    {
-        QEL_ASSERT_REPORT_AT(REPORT_BUILDER_NOT_CLONED);
-        delete poKitCopy;
-        return FALSE;
-    }
 
     // The board's windows answer only with memory space decoding on.
     csWriteDword(hPciHandle, PciCfg::RegCOMMAND_STATUS,
@@ -190,25 +218,13 @@ MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
 
     PCILOCATION oLocation = {};
     pciGetLocation(hPciHandle, &oLocation);
-    const PCIHANDLE hBridge = FindUpstreamBridge(oLocation.bus);
-
-    OsServices* poOsServices = new (std::nothrow) OsServices();
-    XHwAccessVxd* poHwAccess = new (std::nothrow) XHwAccessVxd(hPciHandle, hBridge);
-    XTracesMgrStub* poTracesMgr = new (std::nothrow) XTracesMgrStub();
-    XContext* poContext = (poOsServices != nullptr && poHwAccess != nullptr && poTracesMgr != nullptr)
-                              ? new (std::nothrow) XContext(poOsServices, poHwAccess, poTracesMgr)
-                              : nullptr;
+    XHwAccessVxd* poHwAccess = nullptr;
+    XContext* poContext = CreateContext(hPciHandle, FindUpstreamBridge(oLocation.bus), poHwAccess);
     if (poContext == nullptr)
     {
-        QEL_ASSERT_REPORT_AT(REPORT_NO_CONTEXT);
-        delete poTracesMgr;
-        delete poHwAccess;
-        delete poOsServices;
-        delete poKitCopy->poContextConstruct;
-        delete poKitCopy;
+        DeleteKitCopy(poKitCopy);
         return FALSE;
     }
-
     if (!poHwAccess->IsRegisterWindowMapped())
     {
         // The board stays listed; every access to its registers fails, so nothing drives it.
@@ -222,16 +238,29 @@ MBOOL32 XContextMgr::TryAddContext(PCIHANDLE hPciHandle)
         QEL_ASSERT_REPORT_AT(REPORT_CORE_CONTEXT_NOT_BUILT);
         // The context owns the hardware access, the trace manager and whatever the builder
         // registered; the OS services outlive it.
+        OsServices* poOsServices = poContext->m_poOsServices;
         delete poContext;
         delete poOsServices;
-        delete poKitCopy->poContextConstruct;
-        delete poKitCopy;
+        DeleteKitCopy(poKitCopy);
         return FALSE;
     }
 
     poHwAccess->m_roMem.MapMemory();
     m_daoContextBundle.Add(SXContextBundle{poContext, hPciHandle, poHwAccess, poKitCopy});
     return TRUE;
+}
+
+const SXContextConstructionKit* XContextMgr::FindKit(PCIHANDLE hPciHandle) const
+{
+    const MUINT32 uiVendorDevice = ReadConfigDword(hPciHandle, PciCfg::RegID);
+    const MUINT32 uiSubsystem = ReadConfigDword(hPciHandle, PciCfg::RegSUBSYSTEM);
+    for (MINT32 i = 0; i < m_daoContextConstructorKit.GetSize(); i++)
+    {
+        const SXContextConstructionKit& roKit = m_daoContextConstructorKit[i];
+        if (roKit.poContextConstruct != nullptr && roKit.poContextConstruct->IsSupported(uiVendorDevice, uiSubsystem))
+            return &roKit;
+    }
+    return nullptr;
 }
 
 // ================================================================================================

@@ -114,4 +114,6 @@ private:
     SXContextBundle* GetBundle(MUINT32 uiIndex, MBOOL32 bReport);
     // The handle of the last bridge in scan order whose bus range holds uiBus; 0 for none.
     PCIHANDLE FindUpstreamBridge(MUINT32 uiBus) const;
+    // The first registered kit whose builder supports the function's ids; null for none.
+    const SXContextConstructionKit* FindKit(PCIHANDLE hPciHandle) const;
 };

@@ -309,6 +309,66 @@ MBOOL32 PutList(COutCursor& roOut, MUINT16 uiSignature, MUINT32 uiItemSize, cons
     return 1;
 }
 
+// Adds to ruiSize (A's share) what B brings to the combination. False (reported) when the chains
+// cannot be combined.
+bool AddSizeFromB(ECombineMode eMode, const SChain& roA, const SChain& roB, MUINT64& ruiSize)
+{
+    for (MUINT32 uiOffset = 0; uiOffset < roB.uiEndOffset; uiOffset += BlockSize(roB.puiData + uiOffset))
+    {
+        const MUINT8* puiBlockB = roB.puiData + uiOffset;
+        const MUINT8* puiBlockA = roA.FindRaw(Pins10BlockSignature(puiBlockB));
+        if (puiBlockA == nullptr)
+        {
+            ruiSize += BlockSize(puiBlockB);
+            continue;
+        }
+        switch (ClassifyShared(eMode, Pins10BlockSignature(puiBlockB)))
+        {
+        case SHARED_KEEP_A:
+            break;
+        case SHARED_CONCATENATE:
+            if (puiBlockB != roB.FindRaw(Pins10BlockSignature(puiBlockB)))
+                break;   // a second list of the same kind in B: A's list already took the first
+            if (ConcatenatedLength(puiBlockA, puiBlockB) == 0)
+            {
+                QEL_ASSERT_REPORT_AT(REPORT_COMBINE_LIST_TOO_LONG);
+                return false;
+            }
+            ruiSize += RoundUp4(Pins10ListItemCount(puiBlockB) * ListItemSize(puiBlockB));
+            break;
+        case SHARED_REFUSE:
+            QEL_ASSERT_REPORT_AT(REPORT_COMBINE_SHARED_REFUSED);
+            return false;
+        }
+    }
+    return true;
+}
+
+// A's blocks in order, a shared list joined with B's, then B's blocks that A lacks, and the end
+// block. False when the output does not take them.
+MBOOL32 WriteCombined(ECombineMode eMode, const SChain& roA, const SChain& roB, COutCursor& roOut)
+{
+    MBOOL32 bOk = 1;
+    for (MUINT32 uiOffset = 0; bOk && uiOffset < roA.uiEndOffset; uiOffset += BlockSize(roA.puiData + uiOffset))
+    {
+        const MUINT8* puiBlockA = roA.puiData + uiOffset;
+        const MUINT16 uiSignature = Pins10BlockSignature(puiBlockA);
+        const MUINT8* puiBlockB = roB.FindRaw(uiSignature);
+        if (puiBlockB != nullptr && ClassifyShared(eMode, uiSignature) == SHARED_CONCATENATE &&
+            puiBlockA == roA.FindRaw(uiSignature))
+            bOk = PutList(roOut, uiSignature, SmallerItemSize(puiBlockA, puiBlockB), puiBlockA, puiBlockB, 0);
+        else
+            bOk = roOut.Put(puiBlockA, BlockSize(puiBlockA));
+    }
+    for (MUINT32 uiOffset = 0; bOk && uiOffset < roB.uiEndOffset; uiOffset += BlockSize(roB.puiData + uiOffset))
+    {
+        const MUINT8* puiBlockB = roB.puiData + uiOffset;
+        if (roA.FindRaw(Pins10BlockSignature(puiBlockB)) == nullptr)
+            bOk = roOut.Put(puiBlockB, BlockSize(puiBlockB));
+    }
+    return bOk && roOut.PutEndBlock();
+}
+
 MBOOL32 CombinePins(ECombineMode eMode, MUINT8* puiPinsA, MUINT32 uiSizeA, MUINT8* puiPinsB, MUINT32 uiSizeB,
                     MUINT8** ppuiOut, MUINT32* puiOutSize)
 {
@@ -320,37 +380,10 @@ MBOOL32 CombinePins(ECombineMode eMode, MUINT8* puiPinsA, MUINT32 uiSizeA, MUINT
     SChain oA, oB;
     if (!OpenChain(puiPinsA, uiSizeA, oA) || !OpenChain(puiPinsB, uiSizeB, oB))
         return 0;
-
     // Size: all of A (with room for a full end block), plus what B brings.
     MUINT64 uiSize = uiSizeA > oA.uiEndOffset + msc_uiEndBlockSize ? uiSizeA : oA.uiEndOffset + msc_uiEndBlockSize;
-    for (MUINT32 uiOffset = 0; uiOffset < oB.uiEndOffset; uiOffset += BlockSize(oB.puiData + uiOffset))
-    {
-        const MUINT8* puiBlockB = oB.puiData + uiOffset;
-        const MUINT8* puiBlockA = oA.FindRaw(Pins10BlockSignature(puiBlockB));
-        if (puiBlockA == nullptr)
-        {
-            uiSize += BlockSize(puiBlockB);
-            continue;
-        }
-        switch (ClassifyShared(eMode, Pins10BlockSignature(puiBlockB)))
-        {
-        case SHARED_KEEP_A:
-            break;
-        case SHARED_CONCATENATE:
-            if (puiBlockB != oB.FindRaw(Pins10BlockSignature(puiBlockB)))
-                break;   // a second list of the same kind in B: A's list already took the first
-            if (ConcatenatedLength(puiBlockA, puiBlockB) == 0)
-            {
-                QEL_ASSERT_REPORT_AT(REPORT_COMBINE_LIST_TOO_LONG);
-                return 0;
-            }
-            uiSize += RoundUp4(Pins10ListItemCount(puiBlockB) * ListItemSize(puiBlockB));
-            break;
-        case SHARED_REFUSE:
-            QEL_ASSERT_REPORT_AT(REPORT_COMBINE_SHARED_REFUSED);
-            return 0;
-        }
-    }
+    if (!AddSizeFromB(eMode, oA, oB, uiSize))
+        return 0;
     if (uiSize > 0xFFFFFFFFu)
     {
         QEL_ASSERT_REPORT_AT(REPORT_COMBINE_TOO_LARGE);
@@ -364,26 +397,7 @@ MBOOL32 CombinePins(ECombineMode eMode, MUINT8* puiPinsA, MUINT32 uiSizeA, MUINT
         return 0;
     }
     COutCursor oOut(puiOut, (MUINT32)uiSize);
-    MBOOL32 bOk = 1;
-    for (MUINT32 uiOffset = 0; bOk && uiOffset < oA.uiEndOffset; uiOffset += BlockSize(oA.puiData + uiOffset))
-    {
-        const MUINT8* puiBlockA = oA.puiData + uiOffset;
-        const MUINT16 uiSignature = Pins10BlockSignature(puiBlockA);
-        const MUINT8* puiBlockB = oB.FindRaw(uiSignature);
-        if (puiBlockB != nullptr && ClassifyShared(eMode, uiSignature) == SHARED_CONCATENATE &&
-            puiBlockA == oA.FindRaw(uiSignature))
-            bOk = PutList(oOut, uiSignature, SmallerItemSize(puiBlockA, puiBlockB), puiBlockA, puiBlockB, 0);
-        else
-            bOk = oOut.Put(puiBlockA, BlockSize(puiBlockA));
-    }
-    for (MUINT32 uiOffset = 0; bOk && uiOffset < oB.uiEndOffset; uiOffset += BlockSize(oB.puiData + uiOffset))
-    {
-        const MUINT8* puiBlockB = oB.puiData + uiOffset;
-        if (oA.FindRaw(Pins10BlockSignature(puiBlockB)) == nullptr)
-            bOk = oOut.Put(puiBlockB, BlockSize(puiBlockB));
-    }
-    bOk = bOk && oOut.PutEndBlock();
-    if (!bOk)
+    if (!WriteCombined(eMode, oA, oB, oOut))
     {
         QEL_ASSERT_REPORT_AT(REPORT_COMBINE_WRITE_FAILED);
         delete[] puiOut;

@@ -205,6 +205,28 @@ MBOOL32 XBoard::FillFromPins(const MUINT8* puiPins)
     SetSystemProcessorOnPrimaryBus((oCpu.uiCpuOptions & PINS10_CPU_ON_PRIMARY_BUS) != 0);
     SetExternalProcessorAvailable((oCpu.uiCpuOptions & PINS10_CPU_EXTERNAL_AVAILABLE) != 0);
 
+    if (!FillFactoryOptions(puiPins))
+        return 0;
+
+    m_oBoardInfo.uiSystemMemorySize = XPins10Helper::CalcMemorySizeInMB(oCpu.auiMemQty);
+    m_oBoardInfo.uiLocalMemorySize = XPins10Helper::CalcMemorySizeInMB(oMemory.auiMemQty);
+    m_oBoardInfo.uiPcbRev = oHeader.uiPcbInfo.uiValue & 0xFFFF;
+    if (!FillHeaderTexts(oHeader))
+        return 0;
+
+    m_oBoardInfo.uiChipCount = 1;
+    m_oBoardInfo.uiChipIndex = 0;
+
+    tagPins10Limitation oLimitation;
+    if (XPins10Helper::GetPinsLimitation(puiPins, &oLimitation))
+        SetEncoderDecoderLimit(oLimitation.uiEncoderLimit, oLimitation.uiDecoderLimit);
+    else
+        SetEncoderDecoderLimit(msc_uiNoLimit, msc_uiNoLimit);
+    return 1;
+}
+
+MBOOL32 XBoard::FillFactoryOptions(const MUINT8* puiPins)
+{
     tagPins10FactoryOptions oOptions;
     memset(&oOptions, 0, sizeof(oOptions));
     if (!XPins10Helper::GetOptInfo(puiPins, &oOptions))
@@ -217,21 +239,21 @@ MBOOL32 XBoard::FillFromPins(const MUINT8* puiPins)
     SetFactoryOptionsVpcEnabled((oOptions.uiFactoryOptions & PINS10_OPTION_ALL_VPC_ENABLED) != 0);
     SetFactoryOptionsSubFieldEnabled((oOptions.uiFactoryOptions & PINS10_OPTION_SUB_FIELD_ENABLED) != 0);
     SetRgbYuvFullRangeConversion((oOptions.uiFactoryOptions & PINS10_OPTION_RGB_YUV_FULL_RANGE) != 0);
+    return 1;
+}
 
-    m_oBoardInfo.uiSystemMemorySize = XPins10Helper::CalcMemorySizeInMB(oCpu.auiMemQty);
-    m_oBoardInfo.uiLocalMemorySize = XPins10Helper::CalcMemorySizeInMB(oMemory.auiMemQty);
-    m_oBoardInfo.uiPcbRev = oHeader.uiPcbInfo.uiValue & 0xFFFF;
-
-    if (SetProductName(msc_uiHeaderTextLength, reinterpret_cast<const unsigned char*>(oHeader.szProductSku)) < 0 ||
-        SetSerialNumber(msc_uiHeaderTextLength, reinterpret_cast<const unsigned char*>(oHeader.szSerialNumber)) < 0)
+MBOOL32 XBoard::FillHeaderTexts(const tagPins10Header& roHeader)
+{
+    if (SetProductName(msc_uiHeaderTextLength, reinterpret_cast<const unsigned char*>(roHeader.szProductSku)) < 0 ||
+        SetSerialNumber(msc_uiHeaderTextLength, reinterpret_cast<const unsigned char*>(roHeader.szSerialNumber)) < 0)
     {
         QEL_ASSERT_REPORT_AT(REPORT_FILL_NAME_OR_SERIAL);
         return 0;
     }
-    m_oBoardInfo.oPInSReleaseDate.uiDate = oHeader.uiReleaseDate;
+    m_oBoardInfo.oPInSReleaseDate.uiDate = roHeader.uiReleaseDate;
 
     // PCB number from the PCB word read as a date: year-month, and the day when there is one.
-    const MUINT32 uiPcbInfo = oHeader.uiPcbInfo.uiValue;
+    const MUINT32 uiPcbInfo = roHeader.uiPcbInfo.uiValue;
     const int iYear = (int)(uiPcbInfo >> 16), iMonth = (int)((uiPcbInfo >> 8) & 0xFF), iDay = (int)(uiPcbInfo & 0xFF);
     char szPcbNumber[32];
     if (iDay != 0)
@@ -244,15 +266,6 @@ MBOOL32 XBoard::FillFromPins(const MUINT8* puiPins)
         QEL_ASSERT_REPORT_AT(REPORT_FILL_PCB_NUMBER);
         return 0;
     }
-
-    m_oBoardInfo.uiChipCount = 1;
-    m_oBoardInfo.uiChipIndex = 0;
-
-    tagPins10Limitation oLimitation;
-    if (XPins10Helper::GetPinsLimitation(puiPins, &oLimitation))
-        SetEncoderDecoderLimit(oLimitation.uiEncoderLimit, oLimitation.uiDecoderLimit);
-    else
-        SetEncoderDecoderLimit(msc_uiNoLimit, msc_uiNoLimit);
     return 1;
 }
 

@@ -9,6 +9,7 @@
 #include "XObject.h"
 
 class XConnector;
+struct tagPins10Header;
 
 typedef MCHAR8 LSTR64[64];
 
@@ -182,4 +183,9 @@ private:
     MINT32 SetText(LSTR64& rszField, unsigned int uiLength, const void* pvSource);
     MINT32 GetText(const LSTR64& rszField, char* pszOut) const;
     MBOOL32 FillFromPins(const MUINT8* puiPins);
+    // The factory options the record keeps; 0 (reported) when the pins have none.
+    MBOOL32 FillFactoryOptions(const MUINT8* puiPins);
+    // Product name, serial number, release date and PCB number from the header; 0 (reported)
+    // when one does not fit.
+    MBOOL32 FillHeaderTexts(const tagPins10Header& roHeader);
 };

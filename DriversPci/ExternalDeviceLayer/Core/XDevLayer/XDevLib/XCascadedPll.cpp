@@ -93,11 +93,8 @@ LStatus XCascadedPll::ComputeParam(MUINT32 uiTargetFreq, MUINT32 uiRefFreq, MUIN
         return -1;
     }
     const SPllData& roLimits = m_oPllAlgoData;
-    const MUINT32 uiBand = uiTargetFreq * uiTolerance / msc_uiToleranceScale;
-    MUINT32 uiBestError = msc_uiNoErrorYet;
-    MUINT32 uiBestFreq = 0;
-    bool bFound = false;
-    bool bDone = false;
+    SSearch oSearch = {uiTargetFreq, uiRefFreq, uiTargetFreq * uiTolerance / msc_uiToleranceScale, bBestMatch != 0,
+                       msc_uiNoErrorYet, 0, false, false};
 
     if (roLimits.oM1Limit.uiMax < roLimits.oM1Limit.uiMin || roLimits.oP1Limit.uiMax < roLimits.oP1Limit.uiMin ||
         roLimits.oM0Limit.uiMax < roLimits.oM0Limit.uiMin)
@@ -118,60 +115,73 @@ LStatus XCascadedPll::ComputeParam(MUINT32 uiTargetFreq, MUINT32 uiRefFreq, MUIN
             {
                 continue;
             }
-            MUINT32 uiM0 = roLimits.oM0Limit.uiMax;
-            do
-            {
-                const MUINT32 uiVco0 = uiRefFreq * uiM0;
-                if (!InRange(uiVco0, roLimits.oVco0kHzLimit))
-                {
-                    continue;
-                }
-                roResult.uiNbIter++;
-                const MUINT32 uiRatioDivisor = uiTargetFreq * uiP1;
-                if (uiRatioDivisor == 0)
-                {
-                    continue;
-                }
-                const MUINT32 uiRatio = uiVco0 * uiM1 / uiRatioDivisor;
-                const MUINT32 uiP0 = (uiRatio >> 1) + (uiRatio & 1);
-                const MUINT32 uiFreqDivisor = 2 * uiP1 * uiP0;
-                if (!InRange(uiP0, roLimits.oP0Limit) || uiFreqDivisor == 0)
-                {
-                    continue;
-                }
-                const MUINT32 uiFreq = uiVco0 * uiM1 / uiFreqDivisor;
-                bool bRecord = false;
-                if (bBestMatch)
-                {
-                    const MUINT32 uiError = uiFreq > uiTargetFreq ? uiFreq - uiTargetFreq : uiTargetFreq - uiFreq;
-                    bRecord = uiError < uiBestError;
-                    if (bRecord)
-                    {
-                        uiBestError = uiError;
-                        bDone = uiError == 0;
-                    }
-                }
-                else
-                {
-                    bRecord = bDone = InBand(uiFreq, uiTargetFreq, uiBand);
-                }
-                if (bRecord)
-                {
-                    roResult.uiM0 = uiM0;
-                    roResult.uiM1 = uiM1;
-                    roResult.uiP0 = uiP0;
-                    roResult.uiP1 = uiP1;
-                    uiBestFreq = uiFreq;
-                    bFound = true;
-                }
-            } while (!bDone && uiM0-- != roLimits.oM0Limit.uiMin);
-        } while (!bDone && uiP1++ != roLimits.oP1Limit.uiMax);
-    } while (!bDone && uiM1-- != roLimits.oM1Limit.uiMin);
+            SearchM0(uiM1, uiP1, oSearch, roResult);
+        } while (!oSearch.bDone && uiP1++ != roLimits.oP1Limit.uiMax);
+    } while (!oSearch.bDone && uiM1-- != roLimits.oM1Limit.uiMin);
 
-    if (!bFound)
+    if (!oSearch.bFound)
     {
         return 1;
     }
     roResult.uiOutputFreq = roResult.uiM0 * roResult.uiM1 * uiRefFreq / (2 * roResult.uiP1 * roResult.uiP0);
-    return InBand(uiBestFreq, uiTargetFreq, uiBand) ? 0 : 1;
+    return InBand(oSearch.uiBestFreq, uiTargetFreq, oSearch.uiBand) ? 0 : 1;
+}
+
+// The innermost loop of the search: every M0, highest first, for one M1 and P1. P0 follows from
+// them, rounded to the nearest integer.
+void XCascadedPll::SearchM0(MUINT32 uiM1, MUINT32 uiP1, SSearch& roSearch, SParamResult& roResult) const
+{
+    const SPllData& roLimits = m_oPllAlgoData;
+    MUINT32 uiM0 = roLimits.oM0Limit.uiMax;
+    do
+    {
+        const MUINT32 uiVco0 = roSearch.uiRefFreq * uiM0;
+        if (!InRange(uiVco0, roLimits.oVco0kHzLimit))
+        {
+            continue;
+        }
+        roResult.uiNbIter++;
+        const MUINT32 uiRatioDivisor = roSearch.uiTargetFreq * uiP1;
+        if (uiRatioDivisor == 0)
+        {
+            continue;
+        }
+        const MUINT32 uiRatio = uiVco0 * uiM1 / uiRatioDivisor;
+        const MUINT32 uiP0 = (uiRatio >> 1) + (uiRatio & 1);
+        const MUINT32 uiFreqDivisor = 2 * uiP1 * uiP0;
+        if (!InRange(uiP0, roLimits.oP0Limit) || uiFreqDivisor == 0)
+        {
+            continue;
+        }
+        const MUINT32 uiFreq = uiVco0 * uiM1 / uiFreqDivisor;
+        if (Improves(uiFreq, roSearch))
+        {
+            roResult.uiM0 = uiM0;
+            roResult.uiM1 = uiM1;
+            roResult.uiP0 = uiP0;
+            roResult.uiP1 = uiP1;
+            roSearch.uiBestFreq = uiFreq;
+            roSearch.bFound = true;
+        }
+    } while (!roSearch.bDone && uiM0-- != roLimits.oM0Limit.uiMin);
+}
+
+// Whether a candidate output is kept: closer than the best so far (an exact hit ends the search)
+// when searching for the best match, else within the band (which ends the search).
+bool XCascadedPll::Improves(MUINT32 uiFreq, SSearch& roSearch)
+{
+    if (!roSearch.bBestMatch)
+    {
+        roSearch.bDone = InBand(uiFreq, roSearch.uiTargetFreq, roSearch.uiBand);
+        return roSearch.bDone;
+    }
+    const MUINT32 uiTarget = roSearch.uiTargetFreq;
+    const MUINT32 uiError = uiFreq > uiTarget ? uiFreq - uiTarget : uiTarget - uiFreq;
+    if (uiError >= roSearch.uiBestError)
+    {
+        return false;
+    }
+    roSearch.uiBestError = uiError;
+    roSearch.bDone = uiError == 0;
+    return true;
 }

@@ -61,4 +61,20 @@ public:
     SPllData m_oPllAlgoData;
     // The chip's own divider fields and PLL ranges.
     static const SPllData m_oDefaultPllAlgoData;
+
+private:
+    // State of one divider search.
+    struct SSearch
+    {
+        MUINT32 uiTargetFreq;
+        MUINT32 uiRefFreq;
+        MUINT32 uiBand;        // half width of the tolerance band
+        bool bBestMatch;
+        MUINT32 uiBestError;
+        MUINT32 uiBestFreq;
+        bool bFound;
+        bool bDone;            // ends every loop of the search
+    };
+    void SearchM0(MUINT32 uiM1, MUINT32 uiP1, SSearch& roSearch, SParamResult& roResult) const;
+    static bool Improves(MUINT32 uiFreq, SSearch& roSearch);
 };

@@ -48,8 +48,6 @@ CMArray<XContext*, XContext*>* XContext::ms_pdapoContexts = nullptr;
 
 namespace
 {
-const MCHAR8 s_szUnknownSerialNumber[] = "Unknown";
-const MCHAR8 s_szNoMalfunction[] = "No hardware malfunction reported.";
 
 const MUINT16 s_uiTagTestTraceManager = 0x1200;
 
@@ -113,97 +111,50 @@ LStatus MapUnregister(CMMap<MUINT32, TYPE*, MUINT32, TYPE*>& rmappoRegistry, MUI
 // Construction and destruction
 
 XContext::XContext(OsServices* poOsServices, XHwAccess* poHwAccess, XTracesMgr* poTracesMgr)
-    : m_poXBoard(nullptr),
-      m_poOsServices(poOsServices),
-      m_poHwAccess(poHwAccess),
-      m_poBufferMgr(nullptr),
-      m_poCounterMgr(nullptr),
-      m_poInterruptMgr(nullptr),
-      m_poXDevCoreInit(nullptr),
-      m_poXDevRefCnt(nullptr),
-      m_poEventNotificationMgr(nullptr),
-      m_poTracesMgr(poTracesMgr),
-      m_poTracesReg(nullptr),
-      m_poServicesCore(nullptr),
-      m_poServices(nullptr),
-      m_poCableFrameLock(nullptr),
-      m_poResetCtrl(nullptr),
-      m_szSerialNumber(s_szUnknownSerialNumber),
-      m_pvPrivateData(nullptr),
-      m_hTimePerIrqEvent(nullptr),
-      m_poTimePerIrqSoftIrq(nullptr),
-      m_uiIrqTickRef(0),
-      m_bHardwareMalfunction(FALSE)
+    : m_poOsServices(poOsServices), m_poHwAccess(poHwAccess), m_poTracesMgr(poTracesMgr)
 {
-    CopyText(m_szHardWareMalfunction, sizeof(m_szHardWareMalfunction), s_szNoMalfunction);
-
-    if (poOsServices == nullptr || poHwAccess == nullptr)
-    {
-        QEL_ASSERT_REPORT_AT(REPORT_NO_OS_SERVICES_OR_HW_ACCESS);
-        m_bInitialized = FALSE;
+    if (!BuildStep(poOsServices != nullptr && poHwAccess != nullptr, REPORT_NO_OS_SERVICES_OR_HW_ACCESS))
         return;
-    }
 
     if (ms_pdapoContexts == nullptr)
         ms_pdapoContexts = new (std::nothrow) CMArray<XContext*, XContext*>;
     if (ms_pdapoContexts != nullptr)
         ms_pdapoContexts->Add(this);
 
-    if (poTracesMgr == nullptr || !poTracesMgr->m_bInitialized)
-    {
-        QEL_ASSERT_REPORT_AT(REPORT_NO_TRACES_MANAGER);
-        m_bInitialized = FALSE;
+    if (!BuildStep(poTracesMgr != nullptr && poTracesMgr->m_bInitialized, REPORT_NO_TRACES_MANAGER))
         return;
-    }
-
     m_poTracesReg = new (std::nothrow) XTracesReg(*poTracesMgr, poHwAccess->m_roReg);
-    if (m_poTracesReg == nullptr)
-    {
-        QEL_ASSERT_REPORT_AT(REPORT_NO_TRACES_REG);
-        m_bInitialized = FALSE;
+    if (!BuildStep(m_poTracesReg != nullptr, REPORT_NO_TRACES_REG))
         return;
-    }
-
     m_poEventNotificationMgr = new (std::nothrow) XEventNotificationMgr(poOsServices);
-    if (m_poEventNotificationMgr == nullptr || !m_poEventNotificationMgr->m_bInitialized)
-    {
-        QEL_ASSERT_REPORT_AT(REPORT_NO_EVENT_MANAGER);
-        m_bInitialized = FALSE;
+    if (!BuildStep(m_poEventNotificationMgr != nullptr && m_poEventNotificationMgr->m_bInitialized,
+                   REPORT_NO_EVENT_MANAGER))
         return;
-    }
-
     m_poServicesCore = new (std::nothrow)
         XServicesCore(*this, *poOsServices, *poHwAccess, *poTracesMgr, *m_poEventNotificationMgr, *m_poTracesReg);
-    if (m_poServicesCore == nullptr)
-    {
-        QEL_ASSERT_REPORT_AT(REPORT_NO_SERVICES_CORE);
-        m_bInitialized = FALSE;
+    if (!BuildStep(m_poServicesCore != nullptr, REPORT_NO_SERVICES_CORE))
         return;
-    }
-
     m_poXBoard = new (std::nothrow) XBoard();
-    if (m_poXBoard == nullptr || !m_poXBoard->m_bInitialized)
-    {
-        QEL_ASSERT_REPORT_AT(REPORT_NO_BOARD);
-        m_bInitialized = FALSE;
+    if (!BuildStep(m_poXBoard != nullptr && m_poXBoard->m_bInitialized, REPORT_NO_BOARD))
         return;
-    }
-
-    if (!poOsServices->Event_Create(m_hTimePerIrqEvent))
+    if (!BuildStep(poOsServices->Event_Create(m_hTimePerIrqEvent) != 0, REPORT_NO_IRQ_TIMING_EVENT))
     {
         m_hTimePerIrqEvent = nullptr;
-        QEL_ASSERT_REPORT_AT(REPORT_NO_IRQ_TIMING_EVENT);
-        m_bInitialized = FALSE;
         return;
     }
-
     m_poTimePerIrqSoftIrq =
         new (std::nothrow) XInterruptHandler(ReceiveTestSoftIrq, this, INTTYPE_SOFTWARE, msc_uiTimePerIrqNumber);
-    if (m_poTimePerIrqSoftIrq == nullptr)
+    BuildStep(m_poTimePerIrqSoftIrq != nullptr, REPORT_NO_IRQ_TIMING_HANDLER);
+}
+
+bool XContext::BuildStep(bool bBuilt, int iReport)
+{
+    if (!bBuilt)
     {
-        QEL_ASSERT_REPORT_AT(REPORT_NO_IRQ_TIMING_HANDLER);
+        QEL_ASSERT_REPORT_AT(iReport);
         m_bInitialized = FALSE;
     }
+    return bBuilt;
 }
 
 XContext::~XContext()

@@ -177,7 +177,7 @@ public:
     CMArray<XIoPin*, XIoPin*>    m_dapoXIoEnumerable;
     CMArray<XIoPin*, XIoPin*>    m_dapoXPinCtrl;
     CMArray<XDev*, XDev*>        m_dapoXDev;              // the device registry, in registration order
-    XBoard*                      m_poXBoard;
+    XBoard*                      m_poXBoard = nullptr;
     CMMap<MUINT32, XVideoIn*, MUINT32, XVideoIn*>   m_mappoVideoIn;
     CMMap<MUINT32, XVideoOut*, MUINT32, XVideoOut*> m_mappoVideoOut;
     CMMap<MUINT32, XAudioOut*, MUINT32, XAudioOut*> m_mappoAudioOut;
@@ -187,30 +187,33 @@ public:
     CMMap<MUINT32, XFpgaPort*, MUINT32, XFpgaPort*> m_mappoXFpgaPort;
     OsServices*            m_poOsServices;            // not owned
     XHwAccess*             m_poHwAccess;
-    XBufferMgr*            m_poBufferMgr;
-    XCounterMgr*           m_poCounterMgr;
-    XInterruptMgr*         m_poInterruptMgr;
-    XDevCoreInit*          m_poXDevCoreInit;          // owned as a registered object
-    XDevReferenceCnt*      m_poXDevRefCnt;            // owned as a registered object
-    XEventNotificationMgr* m_poEventNotificationMgr;
+    XBufferMgr*            m_poBufferMgr = nullptr;
+    XCounterMgr*           m_poCounterMgr = nullptr;
+    XInterruptMgr*         m_poInterruptMgr = nullptr;
+    XDevCoreInit*          m_poXDevCoreInit = nullptr;  // owned as a registered object
+    XDevReferenceCnt*      m_poXDevRefCnt = nullptr;    // owned as a registered object
+    XEventNotificationMgr* m_poEventNotificationMgr = nullptr;
     XTracesMgr*            m_poTracesMgr;
-    XTracesReg*            m_poTracesReg;
-    XServicesCore*         m_poServicesCore;
-    XServices*             m_poServices;
-    XCableFrameLock*       m_poCableFrameLock;
+    XTracesReg*            m_poTracesReg = nullptr;
+    XServicesCore*         m_poServicesCore = nullptr;
+    XServices*             m_poServices = nullptr;
+    XCableFrameLock*       m_poCableFrameLock = nullptr;
     CMArray<XLedCtrl*, XLedCtrl*> m_dapoLedCtrl;
-    XResetCtrl*            m_poResetCtrl;
-    CMString               m_szSerialNumber;
-    void*                  m_pvPrivateData;           // the builder's
+    XResetCtrl*            m_poResetCtrl = nullptr;
+    CMString               m_szSerialNumber{"Unknown"};
+    void*                  m_pvPrivateData = nullptr;   // the builder's
     static CMArray<XContext*, XContext*>* ms_pdapoContexts;   // every live context
-    SHEvent                m_hTimePerIrqEvent;
-    XInterruptHandler*     m_poTimePerIrqSoftIrq;
-    volatile MUINT64       m_uiIrqTickRef;
+    SHEvent                m_hTimePerIrqEvent = nullptr;
+    XInterruptHandler*     m_poTimePerIrqSoftIrq = nullptr;
+    volatile MUINT64       m_uiIrqTickRef = 0;
     CMArray<SFpgaInfo>     m_daoFpgaInfo;
-    MBOOL32                m_bHardwareMalfunction;
-    MCHAR8                 m_szHardWareMalfunction[msc_uiMalfunctionTextSize];
+    MBOOL32                m_bHardwareMalfunction = FALSE;
+    MCHAR8                 m_szHardWareMalfunction[msc_uiMalfunctionTextSize] = "No hardware malfunction reported.";
 
 private:
+    // True when bBuilt; otherwise reports iReport (a number of the construction's report table)
+    // and leaves the context not initialised.
+    bool BuildStep(bool bBuilt, int iReport);
     // Resets poDevice after the devices it depends on, unless it is marked done.
     void ResetWithDependencies(XDev* poDevice, int iMode, CMMap<XDev*, int, XDev*, int>& roDone);
 };

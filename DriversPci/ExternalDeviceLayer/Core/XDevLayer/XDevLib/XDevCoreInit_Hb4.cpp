@@ -240,6 +240,42 @@ void ReportQuietly(const char* pszSourcePath, EReport eReport)
     OsServices::WriteMsg("%s(%d) Assertion failed\n", OsServices::GetFileNameOnlySubSring(pszSourcePath), eReport);
     QelTools_Assert(0, pszSourcePath, eReport);
 }
+
+// The board's processor and chip reset pins among its first uiPinCount pins (the last of each
+// name); a pin that is missing is left null.
+void FindResetPins(const XContext& roContext, MUINT32 uiPinCount, XIoPin*& rpoProcessorReset, XIoPin*& rpoChipReset)
+{
+    for (MUINT32 uiPin = 0; uiPin < uiPinCount; uiPin++)
+    {
+        XIoPin* poPin = roContext.GetIoPin(uiPin);
+        if (poPin == nullptr)
+        {
+            continue;
+        }
+        if (QelTools_strcmp(poPin->m_szName.GetString(), msc_szProcessorResetPin) == 0)
+        {
+            rpoProcessorReset = poPin;
+        }
+        if (QelTools_strcmp(poPin->m_szName.GetString(), msc_szChipResetPin) == 0)
+        {
+            rpoChipReset = poPin;
+        }
+    }
+}
+
+// Makes the pin an output at that level; false when the pin could not be acquired.
+bool DrivePin(XIoPin& roPin, XIoPin::EPinState eState)
+{
+    MUINT32 uiSession = 0;
+    if (roPin.AcquireIOPin(XIoPin::msc_uiInfiniteTimeout, uiSession) < 0)
+    {
+        return false;
+    }
+    roPin.SetDirection(uiSession, XIoPin::PIN_DIR_OUTPUT);
+    roPin.SetState(uiSession, eState);
+    roPin.ReleaseIOPin(uiSession);
+    return true;
+}
 }  // namespace
 
 // ================================================================================================
@@ -387,10 +423,42 @@ LStatus XDevCoreInitHb4::ClearInitialized()
 
 LStatus XDevCoreInitHb4::InitializeHardware()
 {
-    // A chip whose registers cannot be read is not touched at all.
     MUINT32 uiStatus = 0;
+    const LStatus iState = CheckChipState(uiStatus);
+    if (iState != 0)
+    {
+        return iState;
+    }
+
+    const bool bAllowReset = (m_eInitOption & OPTION_ALLOW_GLOBAL_RESET) != 0;
+    const bool bInitMemory = (m_eInitOption & OPTION_INIT_MEMORY) != 0;
+    if (bAllowReset && ((uiStatus & INIT_STATUS_GLOBAL_RESET_REQUESTED) != 0 || m_bForceGlobalReset))
+    {
+        OsServices::WriteMsg("Global reset was triggered\n");
+        HardwareReset();
+    }
+    if (RunAttempts(bAllowReset, bInitMemory) < 0)
+    {
+        return -1;
+    }
+    ConfigureBusSide();
+
+    if (!bInitMemory)
+    {
+        return 0;
+    }
+    const LStatus iWrite =
+        Reg().Write(RegINIT_STATUS, uiStatus | INIT_STATUS_MEMORY_INITIALIZED | INIT_STATUS_GLOBAL_RESET_REQUESTED);
+    return iWrite <= 0 ? iWrite : 0;
+}
+
+// A chip whose registers cannot be read is not touched at all, nor one whose engine reports a
+// fatal state, nor one whose memory is already initialised. 0 when the initialisation goes on,
+// with the status word in ruiStatus; otherwise the result InitializeHardware returns.
+LStatus XDevCoreInitHb4::CheckChipState(MUINT32& ruiStatus)
+{
     MUINT32 uiEngineStatus = 0;
-    LStatus iRead = Reg().Read(RegINIT_STATUS, uiStatus);
+    LStatus iRead = Reg().Read(RegINIT_STATUS, ruiStatus);
     if (iRead >= 0)
     {
         iRead = Reg().Read(EngineBase() + RegENG_STATUS, uiEngineStatus);
@@ -405,23 +473,14 @@ LStatus XDevCoreInitHb4::InitializeHardware()
         QEL_ASSERT_REPORT_AT(REPORT_ENGINE_FATAL);
         return msc_iNotSupported;
     }
-    if ((uiStatus & INIT_STATUS_MEMORY_INITIALIZED) != 0)
-    {
-        return 1;
-    }
+    return (ruiStatus & INIT_STATUS_MEMORY_INITIALIZED) != 0 ? 1 : 0;
+}
 
-    const bool bAllowReset = (m_eInitOption & OPTION_ALLOW_GLOBAL_RESET) != 0;
-    const bool bInitMemory = (m_eInitOption & OPTION_INIT_MEMORY) != 0;
-    const bool bInitRegisters = (m_eInitOption & OPTION_INIT_REGISTERS) != 0;
-    if (bAllowReset && ((uiStatus & INIT_STATUS_GLOBAL_RESET_REQUESTED) != 0 || m_bForceGlobalReset))
-    {
-        OsServices::WriteMsg("Global reset was triggered\n");
-        HardwareReset();
-    }
-
-    // Attempts. The count, not the outcome of the last attempt, decides: more than
-    // msc_uiMaxTries attempts fail even when the last one passed. Without reset permission a
-    // single attempt is made and its failure does not fail the initialisation.
+// Attempts. The count, not the outcome of the last attempt, decides: more than msc_uiMaxTries
+// attempts fail even when the last one passed. Without reset permission a single attempt is made
+// and its failure does not fail the initialisation. 0 done, -1 failure.
+LStatus XDevCoreInitHb4::RunAttempts(bool bAllowReset, bool bInitMemory)
+{
     MUINT32 uiTries = 0;
     bool bOk = false;
     for (;;)
@@ -434,27 +493,14 @@ LStatus XDevCoreInitHb4::InitializeHardware()
         }
         if (bInitMemory)
         {
-            if (ClockMemInit() && InitMctl(PhyMaskFromRecord()) == 0)
+            const LStatus iAttempt = AttemptMemoryInit();
+            if (iAttempt < 0)
             {
-                WaitUs(msc_uiMemoryTestSettleUs);
-                if (!Mem().MapMemory())
-                {
-                    QEL_ASSERT_REPORT_AT(REPORT_MAP_MEMORY);
-                    return -1;
-                }
-                bOk = TestMemory() != 0;
-                if (!bOk)
-                {
-                    OsServices::WriteMsg("Memory initialization fail: Memory test failed\n");
-                }
-                if (!Mem().UnMapMemory())
-                {
-                    QEL_ASSERT_REPORT_AT(REPORT_UNMAP_MEMORY);
-                    return -1;
-                }
+                return -1;
             }
+            bOk = iAttempt > 0;
         }
-        else if (bInitRegisters)
+        else if ((m_eInitOption & OPTION_INIT_REGISTERS) != 0)
         {
             ClockRegInitOnly();
             uiTries++;
@@ -472,7 +518,40 @@ LStatus XDevCoreInitHb4::InitializeHardware()
         QEL_ASSERT_REPORT_AT(REPORT_TOO_MANY_TRIES);
         return -1;
     }
+    return 0;
+}
 
+// One attempt: clocks, controller, then the memory test through the mapped window. 1 the memory
+// passed, 0 the attempt failed, -1 the window could not be mapped or unmapped.
+LStatus XDevCoreInitHb4::AttemptMemoryInit()
+{
+    if (!ClockMemInit() || InitMctl(PhyMaskFromRecord()) != 0)
+    {
+        return 0;
+    }
+    WaitUs(msc_uiMemoryTestSettleUs);
+    if (!Mem().MapMemory())
+    {
+        QEL_ASSERT_REPORT_AT(REPORT_MAP_MEMORY);
+        return -1;
+    }
+    const bool bOk = TestMemory() != 0;
+    if (!bOk)
+    {
+        OsServices::WriteMsg("Memory initialization fail: Memory test failed\n");
+    }
+    if (!Mem().UnMapMemory())
+    {
+        QEL_ASSERT_REPORT_AT(REPORT_UNMAP_MEMORY);
+        return -1;
+    }
+    return bOk ? 1 : 0;
+}
+
+// After the attempts: ports unused, the link checked, the engine blocks' bus configuration, and
+// data-link protocol errors masked.
+void XDevCoreInitHb4::ConfigureBusSide()
+{
     for (MUINT32 uiPort = 0; uiPort < msc_uiPortCount; uiPort++)
     {
         PortArbitration(uiPort, PORT_UNUSED);
@@ -492,14 +571,6 @@ LStatus XDevCoreInitHb4::InitializeHardware()
     {
         Cfg().Write(RegPCIE_UNCORERR_MASK, uiErrorMask | AER_UNCORR_DLP);
     }
-
-    if (!bInitMemory)
-    {
-        return 0;
-    }
-    const LStatus iWrite =
-        Reg().Write(RegINIT_STATUS, uiStatus | INIT_STATUS_MEMORY_INITIALIZED | INIT_STATUS_GLOBAL_RESET_REQUESTED);
-    return iWrite <= 0 ? iWrite : 0;
 }
 
 // The system processor sits behind a PCI Express bridge on the board; a link that came up at
@@ -592,22 +663,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
 
     XIoPin* poProcessorReset = nullptr;
     XIoPin* poChipReset = nullptr;
-    for (MUINT32 uiPin = 0; uiPin < uiPinCount; uiPin++)
-    {
-        XIoPin* poPin = m_roXContext.GetIoPin(uiPin);
-        if (poPin == nullptr)
-        {
-            continue;
-        }
-        if (QelTools_strcmp(poPin->m_szName.GetString(), msc_szProcessorResetPin) == 0)
-        {
-            poProcessorReset = poPin;
-        }
-        if (QelTools_strcmp(poPin->m_szName.GetString(), msc_szChipResetPin) == 0)
-        {
-            poChipReset = poPin;
-        }
-    }
+    FindResetPins(m_roXContext, uiPinCount, poProcessorReset, poChipReset);
     if (poChipReset == nullptr)
     {
         OsServices::WriteUserMsg("%s\n",
@@ -615,24 +671,30 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
         QEL_ASSERT_REPORT_AT(REPORT_NO_RESET_PIN);
         return 0;
     }
-
-    MUINT32 uiSession = 0;
-    bool bProcessorReset = false;
-    if (poProcessorReset != nullptr && poProcessorReset->AcquireIOPin(XIoPin::msc_uiInfiniteTimeout, uiSession) >= 0)
+    const bool bProcessorReset =
+        poProcessorReset != nullptr && DrivePin(*poProcessorReset, XIoPin::PIN_STATE_LOW);
+    if (bProcessorReset)
     {
-        poProcessorReset->SetDirection(uiSession, XIoPin::PIN_DIR_OUTPUT);
-        poProcessorReset->SetState(uiSession, XIoPin::PIN_STATE_LOW);
-        poProcessorReset->ReleaseIOPin(uiSession);
         m_roOsServices.SleepMilliSeconds(msc_uiProcessorResetMs);
-        bProcessorReset = true;
     }
-    if (poChipReset->AcquireIOPin(XIoPin::msc_uiInfiniteTimeout, uiSession) >= 0)
-    {
-        poChipReset->SetDirection(uiSession, XIoPin::PIN_DIR_OUTPUT);
-        poChipReset->SetState(uiSession, XIoPin::PIN_STATE_HIGH);
-        poChipReset->ReleaseIOPin(uiSession);
-    }
+    DrivePin(*poChipReset, XIoPin::PIN_STATE_HIGH);
 
+    if (!WaitForChipAfterPinReset(bProcessorReset))
+    {
+        OsServices::WriteErrorMsg("%s\n", "Hb4 Chips did not recover from hardware reset");
+        QEL_ASSERT_REPORT_AT(REPORT_CHIP_NOT_RECOVERED);
+        return 0;
+    }
+    OsServices::WriteMsg("%s\n", "Hb4 Chips recovered from hardware reset");
+    RestoreConfigurationData(auiConfig);
+    WaitUs(msc_uiRecoveredSettleUs);
+    return 1;
+}
+
+// The chip drops off the bus while its reset line is driven; true once its identity reads back.
+// A processor that was reset as well is given its time to come up first.
+bool XDevCoreInitHb4::WaitForChipAfterPinReset(bool bProcessorReset)
+{
     WaitUs(msc_uiPinResetSettleUs);
     if (ReadCfg(RegID) != ID_ABSENT)
     {
@@ -651,16 +713,7 @@ MBOOL32 XDevCoreInitHb4::ResetThroughPins()
         }
         bBack = Hb4Chip::IsChipVariant(ReadCfg(RegID));
     }
-    if (!bBack)
-    {
-        OsServices::WriteErrorMsg("%s\n", "Hb4 Chips did not recover from hardware reset");
-        QEL_ASSERT_REPORT_AT(REPORT_CHIP_NOT_RECOVERED);
-        return 0;
-    }
-    OsServices::WriteMsg("%s\n", "Hb4 Chips recovered from hardware reset");
-    RestoreConfigurationData(auiConfig);
-    WaitUs(msc_uiRecoveredSettleUs);
-    return 1;
+    return bBack;
 }
 
 void XDevCoreInitHb4::SaveConfigurationData(MUINT32 (&rauiConfig)[msc_uiConfigDwords])
@@ -687,7 +740,30 @@ void XDevCoreInitHb4::RestoreConfigurationData(const MUINT32 (&rauiConfig)[msc_u
 
 MBOOL32 XDevCoreInitHb4::ResetEngines()
 {
-    // DMA queues: disable them and wait for the busy ones to drain.
+    DrainDmaQueues();
+    RequestEngineStops();
+    // Hold the FPGA clock domain while its clients stop; its value is put back on the way out.
+    const MUINT32 uiFpgaClock = ReadReg(RegSYS_FPGACLKCTL) | FPGACLK_QUIESCE_SET;
+    WriteReg(RegSYS_FPGACLKCTL, uiFpgaClock);
+    WriteReg(RegSYS_FPGACLKCTL, (uiFpgaClock & ~FPGACLK_LOW_BYTE) | (uiFpgaClock & FPGACLK_QUIESCE_KEEP_LOW));
+    const MUINT32 uiActiveStreams = DisableActiveStreams();
+
+    // Give everything time to stop by itself, then force what still runs.
+    m_roOsServices.SleepMilliSeconds(msc_uiEngineStopMs);
+    ForceEngineStops();
+    ForceStreamStops(uiActiveStreams);
+
+    const MBOOL32 bAllStopped = CheckEnginesStopped();
+    if (uiFpgaClock != 0)
+    {
+        WriteReg(RegSYS_FPGACLKCTL, uiFpgaClock);
+    }
+    return bAllStopped;
+}
+
+// DMA queues: disable them and wait for the busy ones to drain.
+void XDevCoreInitHb4::DrainDmaQueues()
+{
     ModifyReg(RegDMA_QUEUES, DMA_QUEUES_BUSY | DMA_QUEUES_ENABLE, 0);
     bool bQueuesIdle = false;
     for (MUINT32 uiRead = 0; uiRead < msc_uiDmaQueuePolls && !bQueuesIdle; uiRead++)
@@ -702,8 +778,11 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
     {
         ReportQuietly(__FILE__, REPORT_DMA_QUEUES_BUSY);
     }
+}
 
-    // Ask the processor to halt, pause and abort the engines' requesters, stop the host DMA.
+// Ask the processor to halt, pause and abort the engines' requesters, stop the host DMA.
+void XDevCoreInitHb4::RequestEngineStops()
+{
     ModifyReg(RegARMA_CTL, 0, ARMA_CTL_HALT);
     for (MUINT32 uiEngine = 0; uiEngine < ENGINE_A_COUNT; uiEngine++)
     {
@@ -719,27 +798,29 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
     {
         ModifyReg(RegHOST_DMA_CTL(uiChannel), 0, HOST_DMA_CTL_STOP);
     }
+}
 
-    // Hold the FPGA clock domain while its clients stop; its value is put back on the way out.
-    const MUINT32 uiFpgaClock = ReadReg(RegSYS_FPGACLKCTL) | FPGACLK_QUIESCE_SET;
-    WriteReg(RegSYS_FPGACLKCTL, uiFpgaClock);
-    WriteReg(RegSYS_FPGACLKCTL, (uiFpgaClock & ~FPGACLK_LOW_BYTE) | (uiFpgaClock & FPGACLK_QUIESCE_KEEP_LOW));
-
-    // Disable the active stream channels and arm their stop.
-    bool abActive[STREAM_COUNT] = {};
+// Disable the active stream channels and arm their stop; bit i of the result: channel i was
+// active.
+MUINT32 XDevCoreInitHb4::DisableActiveStreams()
+{
+    MUINT32 uiActive = 0;
     for (MUINT32 uiChannel = 0; uiChannel < STREAM_COUNT; uiChannel++)
     {
         const MUINT32 uiControl = ReadReg(RegSTREAM_CTL(uiChannel));
         if ((uiControl & STREAM_CTL_ACTIVE) != 0)
         {
-            abActive[uiChannel] = true;
+            uiActive |= 1u << uiChannel;
             WriteReg(RegSTREAM_CTL(uiChannel), uiControl & ~STREAM_CTL_ENABLE);
             ModifyReg(RegSTREAM_STOP, 0, StreamStopArm(uiChannel));
         }
     }
+    return uiActive;
+}
 
-    // Give everything time to stop by itself, then force what still runs.
-    m_roOsServices.SleepMilliSeconds(msc_uiEngineStopMs);
+// Stop the processor and the engines that did not stop by themselves.
+void XDevCoreInitHb4::ForceEngineStops()
+{
     if ((ReadReg(RegARMA_CTL) & ARMA_CTL_HALT) != 0)
     {
         ModifyReg(RegARMA_CTL, 0, ARMA_CTL_STOP);
@@ -754,13 +835,18 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
             WriteReg(uiRegister, uiControl | ENGINE_CTL_STOP);
         }
     }
-    // The stream stop requests go out in one write; the last channel's turn makes it at once.
+}
+
+// The stream stop requests of the active, armed channels go out in one write; the last
+// channel's turn makes it at once.
+void XDevCoreInitHb4::ForceStreamStops(MUINT32 uiActiveStreams)
+{
     MUINT32 uiStreamStop = ReadReg(RegSTREAM_STOP);
     bool bStopRequested = false;
     bool bWritten = false;
     for (MUINT32 uiChannel = 0; uiChannel < STREAM_COUNT; uiChannel++)
     {
-        if (abActive[uiChannel] && (uiStreamStop & StreamStopArm(uiChannel)) != 0)
+        if ((uiActiveStreams & (1u << uiChannel)) != 0 && (uiStreamStop & StreamStopArm(uiChannel)) != 0)
         {
             uiStreamStop |= StreamStopRequest(uiChannel);
             bStopRequested = true;
@@ -780,8 +866,11 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
             m_roOsServices.SleepMilliSeconds(msc_uiEngineStopMs);
         }
     }
+}
 
-    // Every check runs; each one still running is reported.
+// Every check runs; each one still running is reported. 1 when all stopped.
+MBOOL32 XDevCoreInitHb4::CheckEnginesStopped()
+{
     MBOOL32 bAllStopped = 1;
     auto fnCheck = [&bAllStopped, this](MUINT32 uiRegister, MUINT32 uiBusyMask, EReport eReport)
     {
@@ -810,11 +899,6 @@ MBOOL32 XDevCoreInitHb4::ResetEngines()
             QEL_ASSERT_REPORT_AT(REPORT_STREAM0_STOPPING + (int)uiChannel);
             bAllStopped = 0;
         }
-    }
-
-    if (uiFpgaClock != 0)
-    {
-        WriteReg(RegSYS_FPGACLKCTL, uiFpgaClock);
     }
     return bAllStopped;
 }
@@ -1016,9 +1100,36 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
         QEL_ASSERT_REPORT_AT(REPORT_PHY_MASK);
         return -1;
     }
-    const tagPins10Mem_v2& roMem = m_oPinsMem;
+    ConfigureController(uiPhyMask, uiMode);
+    ConfigurePhys(uiPhyMask);
+    // Start initialisation and training on all of them at once.
+    SelectPhys(uiPhyMask);
+    WriteReg(RegMPHY_PGCR2, m_oPinsMem.uiMPHY_PGCR2);
+    WriteReg(RegMPHY_PIR, m_oPinsMem.uiMPHY_PIR);
 
-    // Controller.
+    // From here every step runs even after a failure, so that the PHYs are never left held.
+    bool bFailed = !CheckPhyTraining(uiPhyMask);
+    WriteLaneDelays(uiPhyMask);
+    // Wait for the controller. The number of reads decides: the attempt fails when the poll
+    // used all of them, even if the last one showed the controller ready.
+    MUINT32 uiStatus = 0;
+    if (PollRegister(RegMEM_STATUS1, MEM_STATUS1_READY, msc_uiReadyPollUs, msc_uiReadyPollReads, uiStatus) >=
+        msc_uiReadyPollReads)
+    {
+        bFailed = true;
+    }
+
+    WriteReg(RegMPHY_GPR0, m_oPinsMem.uiMPHY_GPR0);
+    WriteReg(RegMEM_CTL0, m_oPinsMem.uiMEM_CTL0);
+    ForEachPhy(uiPhyMask, [this] { ModifyReg(RegMPHY_PGCR1, PGCR1_INIT_HOLD, 0); });
+    return bFailed ? -1 : 0;
+}
+
+// The controller: its configuration, the client and MFE arbitration it starts with, and the
+// memory's wait states.
+void XDevCoreInitHb4::ConfigureController(MUINT32 uiPhyMask, MUINT32 uiMode)
+{
+    const tagPins10Mem_v2& roMem = m_oPinsMem;
     WriteReg(RegMEM_CONFIG, (uiPhyMask << MEM_CONFIG_PHY_SHIFT) | roMem.uiMEM_CONFIG | uiMode);
     SelectPhys(uiPhyMask);
     for (const SRegValue& roWrite : msc_aoClientArbitration)
@@ -1037,8 +1148,13 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
     {
         WriteReg(RegMEM_WTST0 + 4 * uiIndex, auiWaitStates[uiIndex]);
     }
+}
 
-    // PHY configuration, broadcast to every fitted PHY.
+// PHY configuration, broadcast to every fitted PHY; then, per PHY, hold it while it initialises
+// and set its training field.
+void XDevCoreInitHb4::ConfigurePhys(MUINT32 uiPhyMask)
+{
+    const tagPins10Mem_v2& roMem = m_oPinsMem;
     SelectPhys(uiPhyMask);
     const SRegValue aoPhyConfig[] = {
         {RegMPHY_PLLCR, roMem.uiMPHY_PLLCR}, {RegMPHY_DXCCR, roMem.uiMPHY_DXCCR},
@@ -1051,7 +1167,6 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
     {
         WriteReg(roWrite.uiRegister, roWrite.uiValue);
     }
-    // Per PHY: hold it while it initialises and set its training field.
     ForEachPhy(uiPhyMask, [this]
     {
         const MUINT32 uiPgcr0 = ReadReg(RegMPHY_PGCR0);
@@ -1059,30 +1174,35 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
         WriteReg(RegMPHY_PGCR1, uiPgcr1 | PGCR1_INIT_HOLD);
         WriteReg(RegMPHY_PGCR0, (uiPgcr0 & ~PGCR0_TRAINING_FIELD_MASK) | PGCR0_TRAINING_FIELD);
     });
-    // Start initialisation and training on all of them at once.
-    SelectPhys(uiPhyMask);
-    WriteReg(RegMPHY_PGCR2, roMem.uiMPHY_PGCR2);
-    WriteReg(RegMPHY_PIR, roMem.uiMPHY_PIR);
+}
 
-    // From here every step runs even after a failure, so that the PHYs are never left held.
-    bool bFailed = false;
+// Waits for the PHYs to finish, then checks every one for a training error, even after a
+// PHY that stayed busy. true when all finished without error.
+bool XDevCoreInitHb4::CheckPhyTraining(MUINT32 uiPhyMask)
+{
+    bool bOk = true;
     if (!PoolPhysDone(uiPhyMask))
     {
         OsServices::WriteErrorMsg(
             "Memory initialization fail, Phys stay busy (may occur when memory is already initialized)\n");
         QEL_ASSERT_REPORT_AT(REPORT_PHYS_BUSY);
-        bFailed = true;
+        bOk = false;
     }
-    ForEachPhy(uiPhyMask, [this, &bFailed]
+    ForEachPhy(uiPhyMask, [this, &bOk]
     {
         if ((ReadReg(RegMPHY_PGSR0) & PGSR0_ERROR_MASK) != 0)
         {
             QEL_ASSERT_REPORT_AT(REPORT_PHY_ERROR);
-            bFailed = true;
+            bOk = false;
         }
     });
+    return bOk;
+}
 
-    // Lane delays, all lanes of one register kind before the next kind.
+// Lane delays, broadcast, all lanes of one register kind before the next kind.
+void XDevCoreInitHb4::WriteLaneDelays(MUINT32 uiPhyMask)
+{
+    const tagPins10Mem_v2& roMem = m_oPinsMem;
     SelectPhys(uiPhyMask);
     const MUINT32* apuiLaneWords[] = {roMem.auiMPHY_DXLCDLR0, roMem.auiMPHY_DXLCDLR1, roMem.auiMPHY_DXLCDLR2,
                                       roMem.auiMPHY_DXGTR};
@@ -1094,20 +1214,6 @@ LStatus XDevCoreInitHb4::InitMctl(MUINT32 uiPhyMask)
             WriteReg(auiLaneRegisters[uiKind] + uiLane * LANE_STRIDE, apuiLaneWords[uiKind][uiLane]);
         }
     }
-
-    // Wait for the controller. The number of reads decides: the attempt fails when the poll
-    // used all of them, even if the last one showed the controller ready.
-    MUINT32 uiStatus = 0;
-    if (PollRegister(RegMEM_STATUS1, MEM_STATUS1_READY, msc_uiReadyPollUs, msc_uiReadyPollReads, uiStatus) >=
-        msc_uiReadyPollReads)
-    {
-        bFailed = true;
-    }
-
-    WriteReg(RegMPHY_GPR0, roMem.uiMPHY_GPR0);
-    WriteReg(RegMEM_CTL0, roMem.uiMEM_CTL0);
-    ForEachPhy(uiPhyMask, [this] { ModifyReg(RegMPHY_PGCR1, PGCR1_INIT_HOLD, 0); });
-    return bFailed ? -1 : 0;
 }
 
 MBOOL32 XDevCoreInitHb4::PoolPhysDone(MUINT32 uiPhyMask)

@@ -136,7 +136,25 @@ private:
     // InitFS of the synthesizer at uiRegA from the board's reference; a failure is reported as
     // iFailureReport.
     bool ProgramSynthesizer(MUINT32 uiRegA, MUINT32 uiFreq, int iFailureReport);
+    // Steps of InitMctl, in their order.
+    void ConfigureController(MUINT32 uiPhyMask, MUINT32 uiMode);
+    void ConfigurePhys(MUINT32 uiPhyMask);
+    bool CheckPhyTraining(MUINT32 uiPhyMask);
+    void WriteLaneDelays(MUINT32 uiPhyMask);
     MBOOL32 ResetThroughRegister();
     MBOOL32 ResetThroughPins();
+    bool WaitForChipAfterPinReset(bool bProcessorReset);
+    // Steps of ResetEngines, in their order.
+    void DrainDmaQueues();
+    void RequestEngineStops();
+    MUINT32 DisableActiveStreams();
+    void ForceEngineStops();
+    void ForceStreamStops(MUINT32 uiActiveStreams);
+    MBOOL32 CheckEnginesStopped();
+    // Steps of InitializeHardware, in their order.
+    LStatus CheckChipState(MUINT32& ruiStatus);
+    LStatus RunAttempts(bool bAllowReset, bool bInitMemory);
+    LStatus AttemptMemoryInit();
+    void ConfigureBusSide();
     void LinkCheck();
 };

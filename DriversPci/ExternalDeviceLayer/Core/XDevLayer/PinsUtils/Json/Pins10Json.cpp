@@ -435,6 +435,57 @@ MBOOL32 DecodeListItems(const SPins10Kind& roKind, const CPins10Json& roItems, s
     return 1;
 }
 
+// The kind a block names (null when it names none) and its signature, given or the kind's usual
+// one. False with what is wrong when the two are missing or do not belong together.
+bool DecodeBlockIdentity(const CPins10Json& roBlock, const SPins10Kind*& rpoKind, MUINT64& ruiSignature,
+                         std::string& rszError)
+{
+    rpoKind = nullptr;
+    if (roBlock.contains("kind"))
+    {
+        if (roBlock["kind"].is_string())
+            rpoKind = Pins10FindKindByKey(roBlock["kind"].get<std::string>().c_str());
+        if (rpoKind == nullptr)
+        {
+            rszError = "unknown kind " + roBlock["kind"].dump();
+            return false;
+        }
+    }
+    ruiSignature = rpoKind ? rpoKind->uiSignature : 0;
+    if (roBlock.contains("signature") && !ReadNumber(roBlock["signature"], 0xFFFF, ruiSignature))
+    {
+        rszError = "'signature' must be a 16-bit number";
+        return false;
+    }
+    if (rpoKind == nullptr && !roBlock.contains("signature"))
+    {
+        rszError = "a block needs a 'kind' or a 'signature'";
+        return false;
+    }
+    if (rpoKind != nullptr && Pins10FindKindBySignature((MUINT16)ruiSignature) != rpoKind)
+    {
+        rszError = Format("signature 0x%04X does not belong to kind '%s'", (unsigned)ruiSignature, rpoKind->pszKey);
+        return false;
+    }
+    return true;
+}
+
+// True with the first key of a block other than its kind, its signature, pszContentKey and
+// comments; false when there is none.
+bool FindForeignKey(const CPins10Json& roBlock, const char* pszContentKey, std::string& rszKey)
+{
+    for (const auto& roItem : roBlock.items())
+    {
+        if (roItem.key() != "kind" && roItem.key() != "signature" && roItem.key() != pszContentKey &&
+            !IsCommentKey(roItem.key()))
+        {
+            rszKey = roItem.key();
+            return true;
+        }
+    }
+    return false;
+}
+
 MBOOL32 DecodeBlock(const CPins10Json& roBlock, std::vector<MUINT8>& rauiOut, std::string& rszError)
 {
     if (!roBlock.is_object())
@@ -443,43 +494,18 @@ MBOOL32 DecodeBlock(const CPins10Json& roBlock, std::vector<MUINT8>& rauiOut, st
         return 0;
     }
     const SPins10Kind* poKind = nullptr;
-    if (roBlock.contains("kind"))
-    {
-        if (roBlock["kind"].is_string())
-            poKind = Pins10FindKindByKey(roBlock["kind"].get<std::string>().c_str());
-        if (poKind == nullptr)
-        {
-            rszError = "unknown kind " + roBlock["kind"].dump();
-            return 0;
-        }
-    }
-    MUINT64 uiSignature = poKind ? poKind->uiSignature : 0;
-    if (roBlock.contains("signature") && !ReadNumber(roBlock["signature"], 0xFFFF, uiSignature))
-    {
-        rszError = "'signature' must be a 16-bit number";
+    MUINT64 uiSignature = 0;
+    if (!DecodeBlockIdentity(roBlock, poKind, uiSignature, rszError))
         return 0;
-    }
-    if (poKind == nullptr && !roBlock.contains("signature"))
-    {
-        rszError = "a block needs a 'kind' or a 'signature'";
-        return 0;
-    }
-    if (poKind != nullptr && Pins10FindKindBySignature((MUINT16)uiSignature) != poKind)
-    {
-        rszError = Format("signature 0x%04X does not belong to kind '%s'", (unsigned)uiSignature, poKind->pszKey);
-        return 0;
-    }
 
     std::vector<MUINT8> auiData;
+    std::string szKey;
     if (roBlock.contains("data"))
     {
-        for (const auto& roItem : roBlock.items())
+        if (FindForeignKey(roBlock, "data", szKey))
         {
-            if (roItem.key() != "kind" && roItem.key() != "signature" && roItem.key() != "data" && !IsCommentKey(roItem.key()))
-            {
-                rszError = "a block given as 'data' takes no field '" + roItem.key() + "'";
-                return 0;
-            }
+            rszError = "a block given as 'data' takes no field '" + szKey + "'";
+            return 0;
         }
         if (!roBlock["data"].is_string() || !ParseHexBytes(roBlock["data"].get<std::string>(), auiData))
         {
@@ -495,13 +521,10 @@ MBOOL32 DecodeBlock(const CPins10Json& roBlock, std::vector<MUINT8>& rauiOut, st
     }
     else if (IsListSignature(poKind->uiSignature))
     {
-        for (const auto& roItem : roBlock.items())
+        if (FindForeignKey(roBlock, "items", szKey))
         {
-            if (roItem.key() != "kind" && roItem.key() != "signature" && roItem.key() != "items" && !IsCommentKey(roItem.key()))
-            {
-                rszError = "unknown key '" + roItem.key() + "' in a list block (elements go in 'items')";
-                return 0;
-            }
+            rszError = "unknown key '" + szKey + "' in a list block (elements go in 'items')";
+            return 0;
         }
         if (!DecodeListItems(*poKind, roBlock.contains("items") ? roBlock["items"] : CPins10Json::array(), auiData,
                              rszError))

@@ -64,6 +64,23 @@ MBOOL32 ProbeIoSpace(XCfgAccess& roCfg)
     return 0;
 }
 
+// A board whose PCB straps the presence of the external processor into a chip register, with its
+// processor off the primary bus: the processor is not on the primary bus, and the external one is
+// there when its strap says so. 0 (reported) without the services to read the register.
+MBOOL32 ReadProcessorStraps(XContext& roContext, int& riOnPrimaryBus, int& riExternal)
+{
+    if (roContext.m_poServicesCore == nullptr)
+    {
+        QEL_ASSERT_REPORT_AT(REPORT_NO_SERVICES_CORE);
+        return 0;
+    }
+    MUINT32 uiStraps = 0;
+    roContext.m_poServicesCore->m_roTracesReg.Read(REG_PROCESSOR_STRAPS, uiStraps);
+    riExternal = static_cast<int>((uiStraps >> PROCESSOR_STRAPS_EXTERNAL_BIT) & 1u);
+    riOnPrimaryBus = 0;
+    return 1;
+}
+
 } // namespace
 
 MBOOL32 XContextConstructHb4::FindPinsOffset(XDevEeprom& roEeprom, MUINT32& ruiOffset)
@@ -197,30 +214,16 @@ MBOOL32 XContextConstructHb4::ExtractBoardData(const MUINT8* puiPins, XContext& 
         return 0;
     }
 
-    if (iProbe == iOnPrimaryBus && iExternal && oHeader.uiPcbInfo.uPcbNum == PCB_NUMBER_STRAPPED_PROCESSOR)
-    {
-        if (iProbe)
-        {
-            riOnPrimaryBus = 1;
-            riExternal = 1;
-        }
-        else
-        {
-            // This PCB straps the presence of the external processor into a chip register.
-            if (roContext.m_poServicesCore == nullptr)
-            {
-                QEL_ASSERT_REPORT_AT(REPORT_NO_SERVICES_CORE);
-                return 0;
-            }
-            MUINT32 uiStraps = 0;
-            roContext.m_poServicesCore->m_roTracesReg.Read(REG_PROCESSOR_STRAPS, uiStraps);
-            riExternal = static_cast<int>((uiStraps >> PROCESSOR_STRAPS_EXTERNAL_BIT) & 1u);
-            riOnPrimaryBus = 0;
-        }
-    }
-    else
+    if (iProbe != iOnPrimaryBus || !iExternal || oHeader.uiPcbInfo.uPcbNum != PCB_NUMBER_STRAPPED_PROCESSOR)
     {
         riOnPrimaryBus = iProbe;
+        return 1;
     }
-    return 1;
+    if (iProbe)
+    {
+        riOnPrimaryBus = 1;
+        riExternal = 1;
+        return 1;
+    }
+    return ReadProcessorStraps(roContext, riOnPrimaryBus, riExternal);
 }

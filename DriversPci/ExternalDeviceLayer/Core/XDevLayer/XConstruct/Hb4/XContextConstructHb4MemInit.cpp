@@ -115,6 +115,70 @@ MUINT8* CopyDefaultPins(MUINT32 uiSubsystem, const tagPinsHeaderPcbInfo* poPcbIn
     return puiCopy;
 }
 
+// Where the board's processors are, and the memory of the one on the board. 0 (reported) when
+// the pins lack the board data or the processor record.
+MBOOL32 FillProcessorFacts(XContext& roContext, XBoard& roBoard, const MUINT8* puiPins)
+{
+    int iOnBoard = 0;
+    int iOnPrimaryBus = 0;
+    int iExternal = 0;
+    if (!XContextConstructHb4::ExtractBoardData(puiPins, roContext, iOnBoard, iOnPrimaryBus, iExternal))
+    {
+        ReportPopulateFailure(REPORT_BOARD_DATA);
+        return 0;
+    }
+    roBoard.SetSystemProcessorOnBoard(iOnBoard);
+    roBoard.SetSystemProcessorOnPrimaryBus(iOnPrimaryBus);
+    roBoard.SetExternalProcessorAvailable(iExternal);
+
+    tagPins10Cpu oCpu = {};
+    if (!XPins10Helper::GetCpuInfo(puiPins, &oCpu))
+    {
+        ReportPopulateFailure(REPORT_CPU_RECORD);
+        return 0;
+    }
+    if (roBoard.IsSystemProcessorOnBoard())
+    {
+        roBoard.SetCpuMemSize(XPins10Helper::CalcMemorySizeInMB(oCpu.auiMemQty));
+    }
+    return 1;
+}
+
+// Creates the core initialisation device from the pins' clock, memory and factory records and
+// makes it the context's initialisation device; notes on the board whether its memory is
+// initialised already. 0 (reported) on failure.
+MBOOL32 RegisterCoreInit(XContext& roContext, XBoard& roBoard, const MUINT8* puiPins)
+{
+    tagPins10Clock oClock = {};
+    tagPins10Mem_v2 oMemory = {};
+    tagPins10FactoryOptions oOptions = {};
+    if (!XPins10Helper::GetPinsClock(puiPins, &oClock) || !XPins10Helper::GetPinsMemoryConfig(puiPins, &oMemory) ||
+        !XPins10Helper::GetOptInfo(puiPins, &oOptions))
+    {
+        ReportPopulateFailure(REPORT_INIT_RECORDS);
+        return 0;
+    }
+
+    // The device copies the records it needs.
+    auto* poCoreInit = new (std::nothrow) XDevCoreInitHb4(
+        *roContext.m_poServicesCore, oClock, oMemory, roBoard.IsSystemProcessorOnPrimaryBus(),
+        roBoard.IsSystemProcessorOnBoard(), XDevCoreInit::OPTION_INIT_ALL,
+        (oOptions.uiFactoryOptions & FACTORY_OPTION_FORCE_GLOBAL_RESET) ? 1 : 0);
+    if (poCoreInit == nullptr)
+    {
+        ReportPopulateFailure(REPORT_CORE_DEVICE);
+        return 0;
+    }
+    // The context owns the device from the registration on, whatever its result.
+    if (roContext.RegisterDevice(poCoreInit) < 0 || roContext.SetInitDevice(poCoreInit) < 0)
+    {
+        ReportPopulateFailure(REPORT_CORE_REGISTRATION);
+        return 0;
+    }
+    roBoard.SetMemoryInitialization(poCoreInit->IsHardwareInitialize() ? 1 : 0);
+    return 1;
+}
+
 } // namespace
 
 LStatus XContextConstructHb4MemInit::BuildCoreContext(LDeviceCreateOptTag oOptions, XContext& roContext)
@@ -219,64 +283,16 @@ MBOOL32 XContextConstructHb4MemInit::PopulateFromPins(XContext& roContext, MUINT
         ReportPopulateFailure(REPORT_BOARD_RECORD);
         return 0;
     }
-
-    int iOnBoard = 0;
-    int iOnPrimaryBus = 0;
-    int iExternal = 0;
-    if (!XContextConstructHb4::ExtractBoardData(puiPins, roContext, iOnBoard, iOnPrimaryBus, iExternal))
+    if (!FillProcessorFacts(roContext, *poBoard, puiPins))
     {
-        ReportPopulateFailure(REPORT_BOARD_DATA);
         return 0;
     }
-    poBoard->SetSystemProcessorOnBoard(iOnBoard);
-    poBoard->SetSystemProcessorOnPrimaryBus(iOnPrimaryBus);
-    poBoard->SetExternalProcessorAvailable(iExternal);
-
-    tagPins10Cpu oCpu = {};
-    if (!XPins10Helper::GetCpuInfo(puiPins, &oCpu))
-    {
-        ReportPopulateFailure(REPORT_CPU_RECORD);
-        return 0;
-    }
-    if (poBoard->IsSystemProcessorOnBoard())
-    {
-        poBoard->SetCpuMemSize(XPins10Helper::CalcMemorySizeInMB(oCpu.auiMemQty));
-    }
-
     MUINT32 uiLink = 0;
     roContext.m_poHwAccess->m_roCfg.Read(Hb4PcieCfg::RegPCIE_LINKCTL, uiLink);
     using namespace PciCfg;
     poBoard->SetPCIeLinkWidth(static_cast<unsigned short>((uiLink >> PCIE_LINK_WIDTH_SHIFT) & PCIE_LINK_WIDTH_MASK));
     poBoard->SetPCIeLinkSpeed(static_cast<unsigned short>((uiLink >> PCIE_LINK_SPEED_SHIFT) & PCIE_LINK_SPEED_MASK));
-
-    tagPins10Clock oClock = {};
-    tagPins10Mem_v2 oMemory = {};
-    tagPins10FactoryOptions oOptions = {};
-    if (!XPins10Helper::GetPinsClock(puiPins, &oClock) || !XPins10Helper::GetPinsMemoryConfig(puiPins, &oMemory) ||
-        !XPins10Helper::GetOptInfo(puiPins, &oOptions))
-    {
-        ReportPopulateFailure(REPORT_INIT_RECORDS);
-        return 0;
-    }
-
-    // The device copies the records it needs.
-    auto* poCoreInit = new (std::nothrow) XDevCoreInitHb4(
-        *roContext.m_poServicesCore, oClock, oMemory, poBoard->IsSystemProcessorOnPrimaryBus(),
-        poBoard->IsSystemProcessorOnBoard(), XDevCoreInit::OPTION_INIT_ALL,
-        (oOptions.uiFactoryOptions & FACTORY_OPTION_FORCE_GLOBAL_RESET) ? 1 : 0);
-    if (poCoreInit == nullptr)
-    {
-        ReportPopulateFailure(REPORT_CORE_DEVICE);
-        return 0;
-    }
-    // The context owns the device from the registration on, whatever its result.
-    if (roContext.RegisterDevice(poCoreInit) < 0 || roContext.SetInitDevice(poCoreInit) < 0)
-    {
-        ReportPopulateFailure(REPORT_CORE_REGISTRATION);
-        return 0;
-    }
-    poBoard->SetMemoryInitialization(poCoreInit->IsHardwareInitialize() ? 1 : 0);
-    return 1;
+    return RegisterCoreInit(roContext, *poBoard, puiPins);
 }
 
 LStatus XContextConstructHb4MemInit::ReadEepromAndPopulateXContext(XContext& roContext)
@@ -325,16 +341,20 @@ LStatus XContextConstructHb4MemInit::ReadEepromAndPopulateXContext(XContext& roC
         ReportPopulateFailure(REPORT_EEPROM_UNKNOWN);
         return iResult;
     }
+    return PopulateFromEeprom(roContext, *poEeprom) ? 0 : iResult;
+}
 
+MBOOL32 XContextConstructHb4MemInit::PopulateFromEeprom(XContext& roContext, XDevEeprom& roEeprom)
+{
     MUINT32 uiSubsystem = 0;
     roContext.m_poServicesCore->m_roHwAccess.m_roCfg.Read(PciCfg::RegSUBSYSTEM, uiSubsystem);
 
     MUINT8* puiPins = nullptr;
     MUINT32 uiSize = 0;
     bool bMerged = false;
-    if (!BuildPins(*poEeprom, uiSubsystem, puiPins, uiSize, bMerged))
+    if (!BuildPins(roEeprom, uiSubsystem, puiPins, uiSize, bMerged))
     {
-        return iResult;
+        return 0;
     }
 
     if (XHb4DefaultPins::IsFanlessSubsysId(uiSubsystem))
@@ -348,12 +368,11 @@ LStatus XContextConstructHb4MemInit::ReadEepromAndPopulateXContext(XContext& roC
                                                    bMerged ? puiPins : nullptr);
     }
 
-    LStatus iStatus = iResult;
-    if (PopulateFromPins(roContext, puiPins, uiSize))
+    const MBOOL32 bPopulated = PopulateFromPins(roContext, puiPins, uiSize);
+    if (bPopulated)
     {
-        iStatus = 0;
         m_bIsPopulate = 1;
     }
     delete[] puiPins;
-    return iStatus;
+    return bPopulated;
 }

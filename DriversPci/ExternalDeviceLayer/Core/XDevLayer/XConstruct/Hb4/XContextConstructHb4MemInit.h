@@ -39,4 +39,7 @@ private:
     // Fills the board record and creates the core initialisation device: 1 when it is registered
     // as the context's initialisation device.
     MBOOL32 PopulateFromPins(XContext& roContext, MUINT8* puiPins, MUINT32 uiSize);
+    // The pins from the identified EEPROM (or the built-in block), cleaned for fanless models,
+    // then PopulateFromPins; 1 when the context is populated.
+    MBOOL32 PopulateFromEeprom(XContext& roContext, XDevEeprom& roEeprom);
 };
