@@ -288,8 +288,7 @@ XHwAccessVxd::XHwAccessVxd(PCIHANDLE hPciHandle, PCIHANDLE hParentBridgePciHandl
     const MUINT32 uiId = ReadCfgDword(hPciHandle, RegID);
     // The first-generation id has some of the second generation's bits too.
     const bool bSecondGeneration = uiId != ID_FIRST_GENERATION && IsSecondGeneration(uiId);
-    const MUINT32 uiRegWindowSize =
-        bSecondGeneration ? REG_WINDOW_SIZE_SECOND_GEN : REG_WINDOW_SIZE_FIRST_GEN;
+    const MUINT32 uiRegWindowSize = bSecondGeneration ? REG_WINDOW_SIZE_SECOND_GEN : REG_WINDOW_SIZE_FIRST_GEN;
 
     // BAR 0 is the memory window. When it is a 64-bit BAR it takes BAR 1 as its upper half and
     // the register window moves to BARs 2-3; otherwise the register window is BAR 1, below 4 GiB.
