@@ -12,6 +12,7 @@ struct SRigErrorCase
     const char* pszRig;
     const char* pszExpected;  // the message after "qelvxd-sim: <rig path>: "
 };
+void PrintTo(const SRigErrorCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 const SRigErrorCase s_aoRigErrors[] = {
     {"UnknownKey", R"({"boards":[{"bus":3,"device":0,"function":0,"bsu":1}]})", R"(boards[0]: unknown key "bsu")"},

@@ -67,6 +67,7 @@ struct SNoManagerCase
     int iFailure;
     int iLine;
 };
+void PrintTo(const SNoManagerCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 MUINT32 g_uiUntouchedCount = 0xDEADBEEF;
 

@@ -70,6 +70,10 @@ struct SWindowCase
     MUINT32 uiMemSize;
     MUINT32 uiRevision;   // the rig's boards are revision 1; only the second generation reports it
 };
+void PrintTo(const SWindowCase& ro, std::ostream* po)
+{
+    *po << std::hex << "device 0x" << ro.uiDeviceId << ", size code " << ro.uiSizeCode << (ro.bBar64 ? ", 64-bit" : "");
+}
 
 class WindowTest : public SimBoardTest, public ::testing::WithParamInterface<SWindowCase>
 {
@@ -221,6 +225,7 @@ struct SCapListCase
     bool bLinkReadFails = false;
     MUINT32 uiLink = LINK_AT_0X40;   // where Link Control/Status is found
 };
+void PrintTo(const SCapListCase& ro, std::ostream* po) { *po << ro.pszName; }
 
 class RetrainLinkTest : public SimBoardTest, public ::testing::WithParamInterface<SCapListCase>
 {
