@@ -8,14 +8,6 @@
 
 using namespace QelSimPci;
 
-namespace
-{
-MUINT32 AllOnes(MUINT32 uiBytes)
-{
-    return uiBytes >= 4 ? 0xFFFFFFFFu : (1u << (8 * uiBytes)) - 1;
-}
-}  // namespace
-
 const std::vector<MUINT32>& CQelSimBoard::PersistentRegisters()
 {
     static const std::vector<MUINT32> s_auiRegisters = {
@@ -70,7 +62,7 @@ bool CQelSimBoard::IsSecondGeneration() const
 MUINT32 CQelSimBoard::RegisterBarOffset() const
 {
     // A 64-bit memory BAR takes BARs 0 and 1; the register window then sits in BARs 2 and 3.
-    return m_bBar64 ? RegBAR0 + 8 : RegBAR0 + 4;
+    return m_bBar64 ? RegBAR2 : RegBAR1;
 }
 
 void CQelSimBoard::DefineConfigSpace(const SQelSimBoardDesc& roDesc)
@@ -92,7 +84,7 @@ void CQelSimBoard::DefineConfigSpace(const SQelSimBoardDesc& roDesc)
     Define(RegisterBarOffset(), (MUINT32)uiRegisterAt | uiType, uiRegisterMask);
     if (m_bBar64)
     {
-        Define(RegBAR0 + 4, (MUINT32)(uiMemoryAt >> 32), 0xFFFFFFFF);
+        Define(RegBAR1, (MUINT32)(uiMemoryAt >> 32), 0xFFFFFFFF);
         Define(RegisterBarOffset() + 4, (MUINT32)(uiRegisterAt >> 32), 0xFFFFFFFF);
     }
     m_bIgnoresConfigWrites = m_oFaults.bConfigWritesIgnored;
@@ -102,7 +94,7 @@ void CQelSimBoard::DefineConfigSpace(const SQelSimBoardDesc& roDesc)
     Define(REG_INTERRUPT, INTERRUPT_PIN_INTA, INTERRUPT_LINE_WRITABLE);
     if (!IsSecondGeneration())
     {
-        Define(CfgMEM_SIZE, m_uiMemorySizeCode & BOARD_SIZE_STRAP_MASK, 0);
+        Define(CfgMEM_SIZE, m_uiMemorySizeCode & CFG_MEM_SIZE_MASK, 0);
     }
 
     Define(BOARD_CAP_PM, CAP_ID_PM | (CAP_PCIE << CAP_NEXT_SHIFT) | PM_CAP_VERSION_3, 0);
@@ -180,7 +172,7 @@ void CQelSimBoard::OnConfigWritten(MUINT32 uiOffset)
 
 MUINT32 CQelSimBoard::RegRead(MUINT32 uiOffset, MUINT32 uiBytes)
 {
-    return m_bRegistersDecoded ? m_oRegisters.Read(*this, uiOffset, uiBytes) : AllOnes(uiBytes);
+    return m_bRegistersDecoded ? m_oRegisters.Read(*this, uiOffset, uiBytes) : QelSimAllOnes(uiBytes);
 }
 
 void CQelSimBoard::RegWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
@@ -193,7 +185,7 @@ void CQelSimBoard::RegWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
 
 MUINT32 CQelSimBoard::RegReadDword(MUINT32 uiDword)
 {
-    return m_bRegistersDecoded ? m_oRegisters.ReadDword(*this, uiDword) : AllOnes(sizeof(MUINT32));
+    return m_bRegistersDecoded ? m_oRegisters.ReadDword(*this, uiDword) : QelSimAllOnes(sizeof(MUINT32));
 }
 
 void CQelSimBoard::RegWriteDword(MUINT32 uiDword, MUINT32 uiValue)
@@ -206,7 +198,7 @@ void CQelSimBoard::RegWriteDword(MUINT32 uiDword, MUINT32 uiValue)
 
 MUINT32 CQelSimBoard::MemRead(MUINT32 uiOffset, MUINT32 uiBytes)
 {
-    return m_bMemoryDecoded ? m_oDram.Read(uiOffset, uiBytes) : AllOnes(uiBytes);
+    return m_bMemoryDecoded ? m_oDram.Read(uiOffset, uiBytes) : QelSimAllOnes(uiBytes);
 }
 
 void CQelSimBoard::MemWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)

@@ -82,7 +82,7 @@ MUINT32 CQelSimFunction::ConfigRead(MUINT32 uiOffset, MUINT32 uiBytes)
 {
     if (m_bOffBus)
     {
-        return uiBytes >= 4 ? 0xFFFFFFFFu : (1u << (8 * uiBytes)) - 1;
+        return QelSimAllOnes(uiBytes);
     }
     const MUINT32 uiDwordOffset = uiOffset & ~3u;
     MUINT32 uiDword             = PeekConfig(uiDwordOffset);
@@ -91,7 +91,7 @@ MUINT32 CQelSimFunction::ConfigRead(MUINT32 uiOffset, MUINT32 uiBytes)
         uiDword = m_poLink->OnRead(uiDword, m_roEnv.poClock->NowUs());
     }
     const MUINT32 uiShift = 8 * (uiOffset & 3);
-    return uiBytes >= 4 ? uiDword : (uiDword >> uiShift) & ((1u << (8 * uiBytes)) - 1);
+    return uiBytes >= 4 ? uiDword : (uiDword >> uiShift) & QelSimAllOnes(uiBytes);
 }
 
 void CQelSimFunction::ConfigWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiValue)
@@ -102,7 +102,7 @@ void CQelSimFunction::ConfigWrite(MUINT32 uiOffset, MUINT32 uiBytes, MUINT32 uiV
     }
     const MUINT32 uiDwordOffset = uiOffset & ~3u;
     const MUINT32 uiShift       = 8 * (uiOffset & 3);
-    const MUINT32 uiByteMask    = (uiBytes >= 4 ? 0xFFFFFFFFu : (1u << (8 * uiBytes)) - 1) << uiShift;
+    const MUINT32 uiByteMask    = QelSimAllOnes(uiBytes) << uiShift;
     const MUINT32 uiWritten     = uiValue << uiShift;
     const MUINT32 uiIndex       = (uiDwordOffset / 4) % msc_uiConfigDwords;
     const MUINT32 uiChange      = m_auiWritable[uiIndex] & uiByteMask;

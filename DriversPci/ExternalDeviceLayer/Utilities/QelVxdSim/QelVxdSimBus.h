@@ -17,6 +17,13 @@
 
 class CQelSimBoard;
 class CQelSimPersistenceSink;
+
+// What an access of uiBytes (1 to 4) reads where nothing answers: all ones, as on a real bus.
+inline MUINT32 QelSimAllOnes(MUINT32 uiBytes)
+{
+    return uiBytes >= 4 ? 0xFFFFFFFFu : (1u << (8 * uiBytes)) - 1;
+}
+
 struct SQelSimBridgeDesc;
 struct SQelSimDeviceDesc;
 
@@ -93,7 +100,6 @@ public:
 
     // A function that left the bus (its link went down for good) answers configuration reads
     // with all ones and drops writes, as an unclaimed request ends.
-    bool OffBus() const { return m_bOffBus; }
 
     SQelSimEnv& Env() { return m_roEnv; }
 

@@ -50,13 +50,13 @@ void CQelSimChipMemCtl::StartRunning()
         return;
     }
     // An earlier process polled the training to its end.
-    m_uiStatusReads = ~0u;
+    m_uiStatusReads = msc_uiPolledOut;
     for (MUINT32 uiPhy = 0; uiPhy < PHY_COUNT; uiPhy++)
     {
         if ((uiFitted & (1u << uiPhy)) != 0)
         {
             m_aoPhys[uiPhy].uiDoneAtUs = m_roChip.NowUs();
-            m_aoPhys[uiPhy].uiStatusReads = ~0u;
+            m_aoPhys[uiPhy].uiStatusReads = msc_uiPolledOut;
         }
     }
 }
@@ -140,7 +140,7 @@ MUINT32 CQelSimChipMemCtl::OnRead(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiSto
 {
     if (uiOffset == RegMEM_STATUS1)
     {
-        m_uiStatusReads += m_uiStatusReads != ~0u ? 1 : 0;
+        CountStatusRead(m_uiStatusReads);
         if (ControllerReady())
         {
             return MEM_STATUS1_READY;
@@ -162,8 +162,7 @@ MUINT32 CQelSimChipMemCtl::OnRead(CQelSimBoard&, MUINT32 uiOffset, MUINT32 uiSto
     {
         return m_aoPhys[uiPhy].auiRegisters[(uiOffset - REG_PHY_FIRST) / 4];
     }
-    MUINT32& ruiReads = m_aoPhys[uiPhy].uiStatusReads;
-    ruiReads += ruiReads != ~0u ? 1 : 0;
+    CountStatusRead(m_aoPhys[uiPhy].uiStatusReads);
     return PhyStatus(uiPhy);
 }
 

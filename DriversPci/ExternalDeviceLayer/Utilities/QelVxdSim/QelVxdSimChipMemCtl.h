@@ -68,6 +68,9 @@ public:
 private:
     static constexpr MUINT32 msc_uiPhyRegisterCount = QelSimChip::PHY_RANGE_SIZE / 4;
     static constexpr MUINT64 msc_uiNotStarted = ~0ull;
+    // A status read count that no training_polls fault can exceed: the training was polled to
+    // its end before this process (the board came up trained), and the count stays there.
+    static constexpr MUINT32 msc_uiPolledOut = ~0u;
 
     struct SPhy
     {
@@ -78,6 +81,8 @@ private:
 
     // Enough status reads for the training_polls fault.
     bool PolledEnough(MUINT32 uiReads) const;
+    // Counts one status read, never past msc_uiPolledOut.
+    static void CountStatusRead(MUINT32& ruiReads) { ruiReads += ruiReads != msc_uiPolledOut ? 1 : 0; }
 
     MUINT32 SelectedPhys() const;
     MUINT32 ControllerPhys() const;

@@ -15,6 +15,8 @@ inline constexpr MUINT32 RegCOMMAND_STATUS = 0x04;  // command (low half), statu
 inline constexpr MUINT32 REG_CLASS       = 0x08;  // revision id (byte 0), class code (bytes 1-3)
 inline constexpr MUINT32 RegHEADER       = 0x0C;  // cache line, latency, header type, BIST
 inline constexpr MUINT32 RegBAR0         = 0x10;
+inline constexpr MUINT32 RegBAR1         = 0x14;
+inline constexpr MUINT32 RegBAR2         = 0x18;
 inline constexpr MUINT32 BAR_COUNT       = 6;  // type 0; type 1 has two
 inline constexpr MUINT32 RegCAP_PTR      = 0x34;
 inline constexpr MUINT32 REG_INTERRUPT   = 0x3C;  // line (byte 0, writable), pin (byte 1)
@@ -108,7 +110,7 @@ inline constexpr MUINT32 AER_UNCORR_MASK_WRITABLE = 0x03FFF030;
 inline constexpr MUINT32 BOARD_CAP_PM           = 0x50;
 inline constexpr MUINT32 CAP_PCIE               = 0x60;
 inline constexpr MUINT32 CfgMEM_SIZE            = 0x40;  // first generation: memory size code, bits 0-1
-inline constexpr MUINT32 BOARD_SIZE_STRAP_MASK  = 0x3;
+inline constexpr MUINT32 CFG_MEM_SIZE_MASK      = 0x3;
 inline constexpr MUINT32 CfgCHIP_CONTROL        = 0xE0;
 inline constexpr MUINT32 BOARD_VENDOR_CTL_RESET = 0x00000003;  // power-on value; bits 0-1 set
 // Bridges: PCI Express at 0x40 (link control and status at 0x50).
