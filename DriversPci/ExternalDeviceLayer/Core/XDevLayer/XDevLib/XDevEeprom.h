@@ -143,11 +143,12 @@ public:
     // Identifies the part and sets its sizes and instructions: 1 for a known part, else 0.
     MBOOL32 DetectEeprom();
     // What the last DetectEeprom saw, so that a part it did not identify can be explained: the
-    // status of the identification read that failed (0 when every read went through), and the
-    // last answer read.
+    // status of the identification read that ended the detection (0 when none did), whether a
+    // bus request timed out without a grant, and the last answer read.
     struct SDetectOutcome
     {
         LStatus iReadStatus = 0;
+        MBOOL32 bBusNotGranted = FALSE;
         MUINT8 ui8IdInst = 0;
         MUINT8 aui8Id[4] = {0, 0, 0, 0};
         MUINT32 uiIdCount = 0;

@@ -140,6 +140,7 @@ LStatus XDevEepromHb4::SetStateMachine(MBOOL32 bRequest)
         OsServices::WaitMicroSeconds(1);
     }
     // The engine kept the bus: withdraw the request so that it is not granted later, to nobody.
+    m_oDetectOutcome.bBusNotGranted = TRUE;
     QEL_ASSERT_REPORT_AT(REPORT_BUS_NOT_GRANTED);
     UpdateBypass(uE2pbyp, FALSE);
     return -1;

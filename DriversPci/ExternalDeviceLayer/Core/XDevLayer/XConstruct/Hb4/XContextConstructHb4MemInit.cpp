@@ -58,13 +58,17 @@ void ReportPopulateFailure(EReport eReport)
     QelAssertReport(g_pszReportSource, eReport);
 }
 
+// What an identification reads from a data line that nobody drives: pulled high, or stuck low.
+constexpr MUINT8 ID_LINE_IDLE_HIGH = 0xFF;
+constexpr MUINT8 ID_LINE_IDLE_LOW  = 0x00;
+
 // Tells the operator what the identification of a board's flash part saw: a bus the chip never
 // granted, registers that did not answer, a bus on which no part answered, or an id no known part
 // has. The board is left as it is in every case.
 void HintUnidentifiedEeprom(const XDevEeprom::SDetectOutcome& roOutcome)
 {
     const char* const pszLeft = "the board's parameter block cannot be read and the board is left as it is";
-    if (roOutcome.iReadStatus == -1)
+    if (roOutcome.bBusNotGranted)
     {
         OsServices::WriteOperatorHint("the chip never granted its EEPROM bus to the host: %s", pszLeft);
         return;
@@ -81,7 +85,7 @@ void HintUnidentifiedEeprom(const XDevEeprom::SDetectOutcome& roOutcome)
     {
         bIdleLine = bIdleLine && pui8Id[uiIndex] == pui8Id[0];
     }
-    if (bIdleLine && (pui8Id[0] == 0xFF || pui8Id[0] == 0x00))
+    if (bIdleLine && (pui8Id[0] == ID_LINE_IDLE_HIGH || pui8Id[0] == ID_LINE_IDLE_LOW))
     {
         OsServices::WriteOperatorHint("no flash part answered on the board's EEPROM bus (its data line read 0x%02X "
                                       "throughout): %s", pui8Id[0], pszLeft);
