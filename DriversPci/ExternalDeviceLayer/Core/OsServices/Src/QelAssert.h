@@ -7,13 +7,9 @@
 // follows the source layout: there is deliberately no form that reports the current line.
 //
 // QEL_ASSERT_REPORT_AT(report)      reports a number of this file's table.
-// QEL_CHECK(cond, report)           reports that number when the condition is false.
 // QelAssertReport(path, report)     reports on behalf of another source file.
 #pragma once
 
 void QelAssertReport(const char* pszSourcePath, int iReport);
 
 #define QEL_ASSERT_REPORT_AT(report)  QelAssertReport(__FILE__, (report))
-
-// Reports when the condition is false; evaluates to the condition.
-#define QEL_CHECK(cond, report) ((cond) ? true : (QelAssertReport(__FILE__, (report)), false))
