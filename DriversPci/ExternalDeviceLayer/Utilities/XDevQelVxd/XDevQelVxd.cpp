@@ -91,7 +91,8 @@ bool MemoryWindowAssigned(MUINT32 uiIndex, const XContext& roContext)
         pciGetLocation(hPci, &oLocation);
     }
     OsServices::WriteOperatorHint("the board at PCI %02x:%02x.%x has no address for its memory window (BAR 0 "
-                                  "reads 0), so nothing is done on it: assign it in the firmware's PCI settings",
+                                  "reads 0), so its memory is not initialised: assign it in the firmware's PCI "
+                                  "settings",
                                   (unsigned)oLocation.bus, (unsigned)oLocation.device, (unsigned)oLocation.function);
     return false;
 }
