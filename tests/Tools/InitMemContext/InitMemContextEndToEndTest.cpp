@@ -131,8 +131,10 @@ TEST(LineBuffering, TheFirstBoardsResultReachesThePipeWhileTheSecondStillWorks)
         "bridges": [{"bus": 0, "device": 28, "function": 0, "secondary": 3, "subordinate": 4}],
         "boards": [{"bus": 3, "device": 0, "function": 0},
                    {"bus": 4, "device": 0, "function": 0, "faults": {"memory_fail_inits": -1}}]})");
-    const std::string sCommand = "QELVXD_SIM='" + (oRig.Dir() / "rig.json").string() + "' XDG_RUNTIME_DIR='" +
-                                 oRig.Dir().string() + "' '" INITMEM_TOOL_PATH "' 2>/dev/null";
+    // The caller's trace and statistics settings stay out of the run, as in every run of the tool.
+    const std::string sCommand = "env -u QELVXD_SIM_TRACE -u QELVXD_SIM_STATS -u QELVXD_SIM_LOCK_WAIT_MS QELVXD_SIM='" +
+                                 (oRig.Dir() / "rig.json").string() + "' XDG_RUNTIME_DIR='" + oRig.Dir().string() +
+                                 "' '" INITMEM_TOOL_PATH "' 2>/dev/null";
     FILE* poPipe = popen(sCommand.c_str(), "r");
     ASSERT_NE(poPipe, nullptr);
     using Clock = std::chrono::steady_clock;
