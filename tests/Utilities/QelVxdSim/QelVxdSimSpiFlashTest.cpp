@@ -4,6 +4,7 @@
 
 #include "QelVxdSimEepromBus.h"
 #include "QelVxdSimTestSupport.h"
+#include "SpiBusDecoder.h"
 
 namespace
 {
@@ -182,5 +183,34 @@ TEST_F(CFlashTest, ViolationsAreCountedAndIgnored)
     EXPECT_EQ(Counters().uiWhileBusy, 1u);
     EXPECT_EQ(Counters().uiChipSelectMidByte, 1u);
     EXPECT_EQ(At(0), 0xFF) << "program ignored, erase carried out";
+}
+
+// The decoder's pacing counts, which the whole-run flash traffic test expects to be zero: a host
+// that writes twice without a read, or raises the clock twice without a read between, is caught.
+TEST(SpiBusDecoderPacing, WritesWithoutAReadAndUnsampledEdgesAreCounted)
+{
+    const MUINT32 uiGranted = BYPASS_REQUEST | BYPASS_GRANT;
+    CSpiBusDecoder oPaced;
+    CSpiBusDecoder oShadow;
+    for (CSpiBusDecoder* poBus : {&oPaced, &oShadow})
+    {
+        poBus->OnWrite(BYPASS_REQUEST | BYPASS_CS0_N);
+        poBus->OnRead(uiGranted | BYPASS_CS0_N);
+        poBus->OnWrite(BYPASS_REQUEST);   // select
+        poBus->OnRead(uiGranted);
+    }
+    for (int iBit = 0; iBit < 2; ++iBit)   // clock low, then high, each after a read
+    {
+        oPaced.OnWrite(BYPASS_REQUEST);
+        oPaced.OnRead(uiGranted);
+        oPaced.OnWrite(BYPASS_REQUEST | BYPASS_CLOCK);
+        oPaced.OnRead(uiGranted | BYPASS_CLOCK);
+        oShadow.OnWrite(BYPASS_REQUEST);
+        oShadow.OnWrite(BYPASS_REQUEST | BYPASS_CLOCK);
+    }
+    EXPECT_EQ(oPaced.UnpacedWrites(), 0u);
+    EXPECT_EQ(oPaced.UnsampledEdges(), 0u);
+    EXPECT_EQ(oShadow.UnpacedWrites(), 3u);
+    EXPECT_EQ(oShadow.UnsampledEdges(), 1u) << "the second rising edge came before any read of the first";
 }
 }  // namespace
