@@ -984,8 +984,8 @@ bool XDevCoreInitHb4::SystemSynthesizerOf(MUINT32 uiClkCtl, MUINT32& ruiIndex, M
 
 bool XDevCoreInitHb4::StartClockProgramming(int iMfeSourceReport, MUINT32& ruiMfeSynthesizer)
 {
-    // The bus-side domain (MFE) must run from a system synthesizer; its frequency sets the host
-    // interface's clock range.
+    // The bus-side domain (MFE) must run from a system synthesizer; its frequency picks the EEPROM
+    // engine's clock divider (uE2clkdiv).
     MUINT32 uiMfeFreq = 0;
     if (!SystemSynthesizerOf(m_oPinsClock.uiSYS_MFECLKCTL, ruiMfeSynthesizer, uiMfeFreq))
     {

@@ -131,7 +131,7 @@ private:
     // synthesizer; false for any other source.
     bool SystemSynthesizerOf(MUINT32 uiClkCtl, MUINT32& ruiIndex, MUINT32& ruiFreq) const;
     // First steps of both clock programmings: the MFE source check (reported as iMfeSourceReport),
-    // the host interface's clock range and the system control word.
+    // the EEPROM engine's clock divider (uE2clkdiv) and the system control word.
     bool StartClockProgramming(int iMfeSourceReport, MUINT32& ruiMfeSynthesizer);
     // InitFS of the synthesizer at uiRegA from the board's reference; a failure is reported as
     // iFailureReport.
