@@ -48,6 +48,8 @@ enum EReport : int
     REPORT_CLEAR_NO_CONTEXT        = 647,
     REPORT_CLEAR_NO_BUILDER        = 651,
     REPORT_CLEAR_POPULATE          = 653,
+    // 700-712 are taken: the memory-initialisation builder reports its population failures
+    // under this file's name (XContextConstructHb4MemInit.cpp).
 };
 
 // Where a call stopped while preparing a board.
