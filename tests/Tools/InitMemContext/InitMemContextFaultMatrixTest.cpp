@@ -194,7 +194,7 @@ TEST_P(FaultMatrixTest, EndsWithItsResultAndLeavesTheFlashAlone)
     {
         EXPECT_TRUE(IsTheSystemsOwnLine(sLine)) << "not the system's own text on standard output: " << sLine;
     }
-    if (roCase.pszHint == nullptr || *roCase.pszHint == '\0')
+    if (*roCase.pszHint == '\0')
     {
         EXPECT_EQ(oRun.sErr, "");
     }

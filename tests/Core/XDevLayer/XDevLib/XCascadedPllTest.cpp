@@ -45,7 +45,7 @@ const SSearchCase s_aoSearchCases[] = {
     {"exact hit ends the search", s_oSmall, 100, 100, 110, 1, 0, {4, 2, 2, 2, 100, 1}},
     {"tolerance mode takes the first in band", s_oSmall, 90, 100, 2000, 0, 0, {4, 2, 2, 2, 100, 1}},
     {"tolerance mode without a candidate in band", s_oSmall, 90, 100, 100, 0, 1, {0, 0, 0, 0, 0, 6}},
-    // A tolerance of 200 % makes the band 180 wide: 90 - 180 wraps to near 2^32, so the band
+    // A tolerance of 200 % makes the band 200 wide: 100 - 200 wraps to near 2^32, so the band
     // holds nothing, not even an exact hit.
     {"an exact hit is outside a wrapped band", s_oSmall, 100, 100, 20000, 1, 1, {4, 2, 2, 2, 100, 1}},
     {"below every VCO1: nothing usable", s_oChip, 5000, 27000, 110, 1, 1, {0, 0, 0, 0, 0, 0}},

@@ -195,7 +195,7 @@ TEST_F(ContextTest, InterruptsAreOnAgainOnlyAfterASuccessfulCore)
     EXPECT_EQ(m_asLog, (CEventLog{"init core", "reset A 1"}));
 }
 
-// Any non-zero answer of the core, "it was not set" included, leaves the board's flag set.
+// Any non-zero answer of the core, "it was not set" included, sets the board's flag.
 TEST_F(ContextTest, ClearingSetsTheBoardFlagFromTheCoreAnswer)
 {
     CScriptedCoreInit* poCore = AddCore();

@@ -94,7 +94,7 @@ struct SCoreSetup
 {
     std::string sBoard{};   // extra members of the rig's board, e.g. "\"chip_revision\": 0"
     const unsigned char* puiPins = g_aucCoreInitRef4Phy;   // the block that gives the records
-    int bOnPrimaryBus = 0;   // the system processor is on the board
+    int bOnPrimaryBus = 0;   // the system processor sits on the primary bus
     XDevCoreInit::EInitOption eOption = XDevCoreInit::OPTION_INIT_ALL;
     int bForceReset = 0;
     // Changes the records before the device is made from them.
